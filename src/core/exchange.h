@@ -1,0 +1,66 @@
+// exchange.h - the frame of a synchronous extended operation (RFC 4511, 4.12).
+//
+// A wrapper is one row: the operation's two OIDs, the request's ber_printf format with its
+// arguments in wire order and, where the answer carries data, how it is read.
+#pragma once
+
+#include "core/decoder.h"
+
+namespace qldapx {
+
+struct Operation {
+    const char *request;
+    // nullptr accepts an answer under any response OID, but not without one.
+    const char *response;
+};
+
+// A response that does not decode: callers of the administrative operations test for
+// LDAP_ENCODING_ERROR here, so it is that and not LDAP_DECODING_ERROR.
+constexpr int malformedResponse = LDAP_ENCODING_ERROR;
+
+class Exchange {
+  public:
+    explicit Exchange(LDAP *ld) : ld_(ld) {}
+
+    // Sends the operation without a request value.
+    [[nodiscard]] int call(const Operation &operation);
+
+    // Encodes the arguments with one ber_printf and sends the operation. The value is the bare
+    // run of the format's elements: without braces in the format there is no SEQUENCE around.
+    template <class... Arguments>
+    [[nodiscard]] int call(const Operation &operation, const char *format, Arguments... arguments) {
+        BerElement *encoder = newEncoder();
+        if (encoder == nullptr)
+            return LDAP_NO_MEMORY;
+        if (ber_printf(encoder, format, arguments...) == -1)
+            return LDAP_ENCODING_ERROR;
+        return send(operation);
+    }
+
+    // For requests of more than one piece: the encoder to write to (NULL: no memory), then send().
+    [[nodiscard]] BerElement *newEncoder();
+    [[nodiscard]] int send(const Operation &operation);
+
+    // Lets read(Decoder &) take the response value; it returns the result code.
+    template <class Read>
+    [[nodiscard]] int response(Read read) {
+        if (responseValue_ == nullptr)
+            return LDAP_OPERATIONS_ERROR;
+        Decoder decoder(responseValue_.get());
+        return decoder ? read(decoder) : LDAP_NO_MEMORY;
+    }
+
+    [[nodiscard]] ber_len_t responseLength() const {
+        return responseValue_ == nullptr ? 0 : responseValue_->bv_len;
+    }
+
+  private:
+    LDAP *ld_;
+    // Released from the last to the first.
+    BerElementPtr encoder_;
+    BervalPtr requestValue_;
+    BervalPtr responseValue_;
+    LdapStringPtr responseOid_;
+};
+
+} // namespace qldapx

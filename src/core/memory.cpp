@@ -1,0 +1,7 @@
+#include "qldapx/memory.h"
+
+#include <cstdlib>
+
+extern "C" void ldapx_memfree(void *p) {
+    std::free(p);
+}

@@ -1,0 +1,65 @@
+#include "qldapx/url.h"
+
+#include "core/handle.h"
+#include "core/session.h"
+
+namespace {
+
+using qldapx::Out;
+using qldapx::storedResult;
+using qldapx::storeResult;
+using qldapx::UrlDescriptionPtr;
+
+// Sends the search that the URL describes; *msgid is set on LDAP_SUCCESS.
+int sendSearch(LDAP *ld, const char *text, int attrsonly, int *msgid) {
+    UrlDescriptionPtr url;
+    int parsed = ldap_url_parse(text, Out(url));
+    if (parsed != LDAP_URL_SUCCESS)
+        return parsed == LDAP_URL_ERR_MEM ? LDAP_NO_MEMORY : LDAP_PARAM_ERROR;
+    // RFC 4516, 2: a URL with a critical extension that is not honoured must not be followed.
+    if (url->lud_crit_exts > 0)
+        return LDAP_NOT_SUPPORTED;
+    int scope = url->lud_scope == LDAP_SCOPE_DEFAULT ? LDAP_SCOPE_BASE : url->lud_scope;
+    return ldap_search_ext(ld, url->lud_dn, scope, url->lud_filter, url->lud_attrs, attrsonly,
+                           nullptr, nullptr, nullptr, LDAP_NO_LIMIT, msgid);
+}
+
+// The result code of a wait for an answer that did not come.
+int noAnswer(LDAP *ld, int msgid, int waited) {
+    int result = waited == 0 ? LDAP_TIMEOUT : storedResult(ld);
+    if (result == LDAP_TIMEOUT)
+        ldap_abandon_ext(ld, msgid, nullptr, nullptr);
+    return storeResult(ld, result);
+}
+
+} // namespace
+
+extern "C" {
+
+int ldap_url_search(LDAP *ld, const char *url, int attrsonly) {
+    int msgid = -1;
+    int result = sendSearch(ld, url, attrsonly, &msgid);
+    if (result == LDAP_SUCCESS)
+        return msgid;
+    storeResult(ld, result);
+    return -1;
+}
+
+int ldap_url_search_st(LDAP *ld, const char *url, int attrsonly, timeval *timeout,
+                       LDAPMessage **res) {
+    *res = nullptr;
+    int msgid = ldap_url_search(ld, url, attrsonly);
+    if (msgid == -1)
+        return storedResult(ld);
+    int type = ldap_result(ld, msgid, LDAP_MSG_ALL, timeout, res);
+    if (type <= 0)
+        return noAnswer(ld, msgid, type);
+    int result = LDAP_LOCAL_ERROR;
+    int parsed = ldap_parse_result(ld, *res, &result, nullptr, nullptr, nullptr, nullptr, 0);
+    return parsed == LDAP_SUCCESS ? result : parsed;
+}
+
+int ldap_url_search_s(LDAP *ld, const char *url, int attrsonly, LDAPMessage **res) {
+    return ldap_url_search_st(ld, url, attrsonly, nullptr, res);
+}
+}

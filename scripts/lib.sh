@@ -1,0 +1,100 @@
+# shellcheck shell=bash
+# Shared by the scripts of this folder: the packages they need and how they get them.
+# The lists are used by the scripts that source this file.
+# shellcheck disable=SC2034
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+jobs=$(nproc)
+
+# What is needed: Debian package, a probe that succeeds where it is there, what it is for.
+build_needs=(
+    "g++|c++ --version|a C++20 compiler (g++ 12 or clang 14)"
+    "cmake|cmake --version|CMake 3.25 or later"
+    "ninja-build|ninja --version|the Ninja build tool"
+    "pkg-config|pkg-config --version|pkg-config"
+    "binutils|objdump --version|objdump"
+    "libldap-dev|pkg-config --exists ldap lber|OpenLDAP's client libraries, 2.5 or later, with headers"
+    "libcli11-dev|test -e /usr/include/CLI/CLI.hpp|CLI11, the command-line parser"
+    "nlohmann-json3-dev|test -e /usr/include/nlohmann/json.hpp|nlohmann-json"
+    "libfmt-dev|test -e /usr/include/fmt/core.h|fmt"
+    "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
+)
+test_needs=(
+    "libgtest-dev|test -e /usr/include/gtest/gtest.h|GoogleTest"
+    "libgmock-dev|test -e /usr/include/gmock/gmock.h|GoogleMock"
+    "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the tests"
+    "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
+    "shellcheck|shellcheck --version|the shell linter"
+    "clang-format|clang-format --version|clang-format 14"
+    "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
+)
+bench_needs=(
+    "libbenchmark-dev|test -e /usr/include/benchmark/benchmark.h|Google Benchmark"
+    "valgrind|valgrind --version|valgrind, for instruction counts"
+    "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the benchmarks"
+    "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
+    "python3|python3 --version|Python 3, for the tables"
+)
+
+say() { printf '\n== %s\n' "$*"; }
+
+die() {
+    printf '%s\n' "$*" >&2
+    exit 1
+}
+
+missing_needs() {
+    local need probe
+    for need in "$@"; do
+        probe=${need#*|}
+        bash -c "${probe%%|*}" >/dev/null 2>&1 || printf '%s\n' "$need"
+    done
+}
+
+# Installing a server package must not start the server.
+install_packages() {
+    local -a as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || die "Installing needs root: run as root or install sudo."
+        as_root=(sudo)
+    fi
+    local policy=/usr/sbin/policy-rc.d own_policy=
+    if [ ! -e "$policy" ]; then
+        printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
+        "${as_root[@]}" chmod 755 "$policy"
+        own_policy=yes
+    fi
+    local outcome=0
+    "${as_root[@]}" apt-get update -qq &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+            apt-get install -y -qq --no-install-recommends "$@" >/dev/null || outcome=$?
+    [ -z "$own_policy" ] || "${as_root[@]}" rm -f "$policy"
+    [ "$outcome" -eq 0 ] || die "apt-get could not install: $*"
+}
+
+# need ROW...: installs what is missing on Debian; elsewhere says what is missing and stops.
+need() {
+    local -a rows=()
+    mapfile -t rows < <(missing_needs "$@")
+    [ "${#rows[@]}" -gt 0 ] || return 0
+    if ! command -v apt-get >/dev/null || ! command -v dpkg >/dev/null; then
+        printf 'This is not a Debian system, and these are missing:\n' >&2
+        printf '%s\n' "${rows[@]}" | awk -F'|' '{ print "  - " $3 " (Debian package " $1 ")" }' >&2
+        die "Install them and run this again."
+    fi
+    say "Installing: ${rows[*]%%|*}"
+    install_packages "${rows[@]%%|*}"
+    mapfile -t rows < <(missing_needs "$@")
+    [ "${#rows[@]}" -eq 0 ] || die "Still missing after the installation: ${rows[*]%%|*}"
+}
+
+# build PRESET [OPTION...]: configures and builds into build/PRESET.
+build() {
+    local preset=$1
+    shift
+    (cd "$root" && cmake --preset "$preset" "$@" && cmake --build "build/$preset" -j "$jobs") \
+        >"$root/build/$preset.log" 2>&1 || {
+        tail -n 60 "$root/build/$preset.log" >&2
+        die "The build failed; all of its output is in build/$preset.log."
+    }
+}

@@ -1,0 +1,99 @@
+/*
+ * Every function of the interface through a pointer of exactly its type: a changed argument
+ * does not compile, a missing export does not link. The record's layout is part of it.
+ */
+#include <qldapx.h>
+#include <stddef.h>
+#include <stdio.h>
+
+typedef int (*Dn)(LDAP *, char *);
+typedef int (*DnInt)(LDAP *, char *, int);
+typedef int (*DnDn)(LDAP *, char *, char *);
+typedef int (*DnDnInt)(LDAP *, char *, char *, int);
+typedef int (*DnDnIntInt)(LDAP *, char *, char *, int, int);
+typedef int (*DnDnDn)(LDAP *, char *, char *, char *);
+typedef int (*DnNumber)(LDAP *, char *, int *);
+typedef int (*DnText)(LDAP *, char *, char **);
+typedef int (*Text)(LDAP *, char **);
+typedef int (*Session)(LDAP *);
+
+static const DnInt partition_operations[] = {
+    ldap_split_partition,       ldap_merge_partitions,      ldap_abort_partition_operation,
+    ldap_create_naming_context, ldap_merge_naming_contexts, ldap_abort_naming_context_operation,
+    ldap_request_schema_sync,
+};
+static const DnNumber counts[] = {ldap_partition_entry_count, ldap_naming_context_entry_count};
+static const DnDn pairs[] = {
+    ldap_split_orphan_partition,
+    ldap_remove_orphan_partition,
+    ldap_create_orphan_naming_context,
+    ldap_remove_orphan_naming_context,
+    ldap_send_all_updates,
+    ldap_set_replication_filter,
+};
+static const DnDnIntInt replicas[] = {ldap_add_replica, ldap_change_replica_type};
+static const DnDnInt pairs_and_number[] = {
+    ldap_remove_replica,
+    ldap_request_partition_sync,
+    ldap_request_naming_context_sync,
+};
+static const DnDnDn triples[] = {ldap_receive_all_updates};
+static int (*const info)(LDAP *, char *, char *, ReplicaInfo *) = ldap_get_replica_info;
+static int (*const list)(LDAP *, char *, char ***) = ldap_list_replicas;
+static const DnText texts[] = {ldap_get_replication_filter, ldap_dns_to_x500_dn};
+static const Text identities[] = {ldap_get_bind_dn, ldap_get_context_identity_name};
+static int (*const one)(LDAP *, char *, char *, char *, int *) = ldap_get_effective_privileges;
+static int (*const many)(LDAP *, char *, char *, char **,
+                         int *) = ldap_get_effective_privileges_list;
+static int (*const bounded)(LDAP *, char *, char *, char **, int *, int,
+                            int *) = ldapx_get_effective_privileges_list;
+static int (*const kora)(LDAP *, const unsigned short *, char **) = ldap_kora_to_ldap;
+static const Session sessions[] = {
+    ldap_refresh_server,
+    wrapper_ldap_trigger_backlink,
+    wrapper_ldap_trigger_janitor,
+    wrapper_ldap_trigger_skulker,
+    wrapper_ldap_trigger_schema_sync,
+    wrapper_ldap_trigger_partition_purge,
+};
+static const Dn limber = wrapper_ldap_trigger_limber;
+static int (*const by_number)(LDAP *, int, char *) = ldap_trigger_back_process;
+static int (*const url)(LDAP *, const char *, int) = ldap_url_search;
+static int (*const url_s)(LDAP *, const char *, int, LDAPMessage **) = ldap_url_search_s;
+static int (*const url_st)(LDAP *, const char *, int, struct timeval *,
+                           LDAPMessage **) = ldap_url_search_st;
+
+#define HAVE_ALL(array) have_all((const void *)(array), sizeof(array) / sizeof *(array))
+
+static int have_all(const void *functions, size_t count) {
+    const unsigned char *bytes = functions;
+    size_t i, set = 0;
+    for (i = 0; i < count * sizeof(void *); i++)
+        set |= bytes[i];
+    return set != 0;
+}
+
+static int layout_is_right(void) {
+    return offsetof(ReplicaInfo, number1) == 0 && offsetof(ReplicaInfo, number5) == 16 &&
+           offsetof(ReplicaInfo, dn) == 20 && sizeof(((ReplicaInfo *)0)->dn) == 771 &&
+           offsetof(ReplicaInfo, number6) == 792 && offsetof(ReplicaInfo, number7) == 796 &&
+           sizeof(ReplicaInfo) == 800;
+}
+
+int main(void) {
+    int all = HAVE_ALL(partition_operations) && HAVE_ALL(counts) && HAVE_ALL(pairs) &&
+              HAVE_ALL(replicas) && HAVE_ALL(pairs_and_number) && HAVE_ALL(triples) &&
+              HAVE_ALL(texts) && HAVE_ALL(identities) && HAVE_ALL(sessions);
+    all = all && info && list && one && many && bounded && kora && limber && by_number && url &&
+          url_s && url_st;
+    if (!all || !layout_is_right()) {
+        fputs("a function is missing or ReplicaInfo has moved\n", stderr);
+        return 1;
+    }
+    ldapx_memfree(NULL);
+    return ldap_bind_quill_s(NULL, NULL, NULL) == LDAP_NOT_SUPPORTED &&
+                   ldap_bind_quill_ex_s(NULL, NULL, NULL, NULL) == LDAP_NOT_SUPPORTED &&
+                   ldap_quill_get_errcode(NULL, NULL) == LDAP_NOT_SUPPORTED
+               ? 0
+               : 1;
+}

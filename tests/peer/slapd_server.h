@@ -1,0 +1,38 @@
+// slapd_server.h - an OpenLDAP server of the test's own, in a temporary folder, on a Unix socket.
+#pragma once
+
+#include <filesystem>
+#include <ldap.h>
+#include <string>
+#include <sys/types.h>
+
+namespace test {
+
+class SlapdServer {
+  public:
+    static constexpr const char *adminDn = "cn=admin,dc=example,dc=com";
+    static constexpr const char *adminPassword = "peer-secret";
+
+    // Starts the server with a small tree; throws std::runtime_error when it does not come up.
+    SlapdServer();
+    ~SlapdServer();
+    SlapdServer(const SlapdServer &) = delete;
+    SlapdServer &operator=(const SlapdServer &) = delete;
+
+    [[nodiscard]] std::string uri() const;
+
+    // A session bound as the administrator, or throws.
+    [[nodiscard]] LDAP *session() const;
+
+  private:
+    void writeConfiguration() const;
+    void start();
+    void waitUntilItAnswers() const;
+    void addTree() const;
+    void stop();
+
+    std::filesystem::path folder_;
+    pid_t process_ = -1;
+};
+
+} // namespace test

@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <netinet/in.h>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -21,6 +23,28 @@ std::filesystem::path makeFolder() {
     if (mkdtemp(name.data()) == nullptr)
         throw std::runtime_error("cannot make a temporary folder");
     return name;
+}
+
+std::string unixSocketUri(const std::filesystem::path &folder) {
+    std::string escaped;
+    for (char c : (folder / "socket").string())
+        escaped += c == '/' ? std::string("%2F") : std::string(1, c);
+    return "ldapi://" + escaped;
+}
+
+// A port that the system has just given and taken back.
+std::string freeTcpUri() {
+    int probe = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto *generic = reinterpret_cast<sockaddr *>(&address);
+    bool found = bind(probe, generic, size) == 0 && getsockname(probe, generic, &size) == 0;
+    close(probe);
+    if (!found)
+        throw std::runtime_error("no free port");
+    return "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
 }
 
 int simpleBind(LDAP *ld) {
@@ -55,7 +79,9 @@ void add(LDAP *ld, const std::string &dn, Attributes attributes) {
 
 } // namespace
 
-SlapdServer::SlapdServer() : folder_(makeFolder()) {
+SlapdServer::SlapdServer(Transport transport)
+    : folder_(makeFolder()),
+      uri_(transport == Transport::tcp ? freeTcpUri() : unixSocketUri(folder_)) {
     try {
         writeConfiguration();
         start();
@@ -69,13 +95,6 @@ SlapdServer::SlapdServer() : folder_(makeFolder()) {
 
 SlapdServer::~SlapdServer() {
     stop();
-}
-
-std::string SlapdServer::uri() const {
-    std::string escaped;
-    for (char c : (folder_ / "socket").string())
-        escaped += c == '/' ? std::string("%2F") : std::string(1, c);
-    return "ldapi://" + escaped;
 }
 
 void SlapdServer::writeConfiguration() const {
@@ -92,14 +111,13 @@ void SlapdServer::writeConfiguration() const {
 
 void SlapdServer::start() {
     std::string configuration = (folder_ / "slapd.conf").string();
-    std::string address = uri();
     process_ = fork();
     if (process_ == 0) {
         int null = open("/dev/null", O_RDWR);
         dup2(null, STDOUT_FILENO);
         dup2(null, STDERR_FILENO);
         // -d keeps it in the foreground, so that it stays this test's own child.
-        execl(SLAPD_PATH, "slapd", "-d", "0", "-f", configuration.c_str(), "-h", address.c_str(),
+        execl(SLAPD_PATH, "slapd", "-d", "0", "-f", configuration.c_str(), "-h", uri_.c_str(),
               static_cast<char *>(nullptr));
         _exit(127);
     }
@@ -109,7 +127,7 @@ void SlapdServer::waitUntilItAnswers() const {
     for (int attempt = 0; attempt < 200; ++attempt) {
         LDAP *ld = nullptr;
         int version = LDAP_VERSION3;
-        int result = ldap_initialize(&ld, uri().c_str());
+        int result = ldap_initialize(&ld, uri_.c_str());
         if (result == LDAP_SUCCESS) {
             ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
             result = simpleBind(ld);
@@ -128,7 +146,7 @@ LDAP *SlapdServer::session() const {
     LDAP *ld = nullptr;
     int version = LDAP_VERSION3;
     timeval patience{10, 0};
-    if (ldap_initialize(&ld, uri().c_str()) != LDAP_SUCCESS)
+    if (ldap_initialize(&ld, uri_.c_str()) != LDAP_SUCCESS)
         throw std::runtime_error("no session");
     ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
     ldap_set_option(ld, LDAP_OPT_TIMEOUT, &patience);

@@ -1,4 +1,5 @@
-// slapd_server.h - an OpenLDAP server of the test's own, in a temporary folder, on a Unix socket.
+// slapd_server.h - an OpenLDAP server of the test's own, in a temporary folder, on a Unix socket
+// or on a free port of the loopback address.
 #pragma once
 
 #include <filesystem>
@@ -13,13 +14,15 @@ class SlapdServer {
     static constexpr const char *adminDn = "cn=admin,dc=example,dc=com";
     static constexpr const char *adminPassword = "peer-secret";
 
+    enum class Transport { unixSocket, tcp };
+
     // Starts the server with a small tree; throws std::runtime_error when it does not come up.
-    SlapdServer();
+    explicit SlapdServer(Transport transport = Transport::unixSocket);
     ~SlapdServer();
     SlapdServer(const SlapdServer &) = delete;
     SlapdServer &operator=(const SlapdServer &) = delete;
 
-    [[nodiscard]] std::string uri() const;
+    [[nodiscard]] const std::string &uri() const { return uri_; }
 
     // A session bound as the administrator, or throws.
     [[nodiscard]] LDAP *session() const;
@@ -32,6 +35,7 @@ class SlapdServer {
     void stop();
 
     std::filesystem::path folder_;
+    std::string uri_;
     pid_t process_ = -1;
 };
 

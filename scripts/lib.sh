@@ -28,6 +28,10 @@ test_needs=(
     "clang-format|clang-format --version|clang-format 14"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
 )
+lint_needs=(
+    "clang-tidy|clang-tidy --version|clang-tidy 14"
+    "cppcheck|cppcheck --version|cppcheck"
+)
 bench_needs=(
     "libbenchmark-dev|test -e /usr/include/benchmark/benchmark.h|Google Benchmark"
     "valgrind|valgrind --version|valgrind, for instruction counts"

@@ -10,6 +10,7 @@
 #define LIBLDAP_NAME(name)                                                                         \
     __asm__(".symver libldap_" #name "," #name "@" QUOTE(LIBLDAP_SYMBOL_VERSION))
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments are a part of a name and a type.
 #define FORWARD(name, Record)                                                                      \
     extern "C" {                                                                                   \
     Record *libldap_ldap_str2##name(const char *text, int *code, const char **errorAt,             \
@@ -30,6 +31,7 @@
         libldap_ldap_##name##_free(record);                                                        \
     }                                                                                              \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 FORWARD(attributetype, LDAPAttributeType)
 FORWARD(objectclass, LDAPObjectClass)

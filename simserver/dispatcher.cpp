@@ -1,0 +1,128 @@
+#include "dispatcher.h"
+
+#include "extended/registry.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace stratasim {
+namespace {
+
+/** The operations that are answered with one LDAPResult. */
+struct PlainOperation {
+    std::uint8_t request;
+    std::uint8_t response;
+    const char *name;
+    Result (*handler)(Context &, Bytes);
+};
+
+constexpr PlainOperation kPlain[] = {
+    {tag::kBindRequest, tag::kBindResponse, "bind", bind},
+    {tag::kModifyRequest, tag::kModifyResponse, "modify", modify},
+    {tag::kAddRequest, tag::kAddResponse, "add", add},
+    {tag::kDeleteRequest, tag::kDeleteResponse, "delete", remove},
+    {tag::kModifyDnRequest, tag::kModifyDnResponse, "modify-dn", modifyDn},
+    {tag::kCompareRequest, tag::kCompareResponse, "compare", compare},
+};
+
+Result run(const PlainOperation &operation, Context context, const Request &request) {
+    try {
+        requireControls(request);
+        return operation.handler(context, request.body);
+    } catch (const OperationError &error) {
+        return error.result();
+    }
+}
+
+std::string describe(std::string_view name, const Result &result) {
+    return fmt::format("{} result {}{}{}", name, static_cast<int>(result.code),
+                       result.diagnostic.empty() ? "" : ": ", result.diagnostic);
+}
+
+} // namespace
+
+Outcome Dispatcher::disconnect(const std::string &why) {
+    Outcome outcome;
+    appendNoticeOfDisconnection(outcome.bytes, why);
+    outcome.close = true;
+    outcome.note = "disconnected: " + why;
+    return outcome;
+}
+
+Outcome Dispatcher::handle(Identity &identity, Bytes message) {
+    try {
+        ++directory_.monitor.operations;
+        return serve(identity, decodeRequest(message));
+    } catch (const ber::Error &error) {
+        return disconnect(error.what());
+    }
+}
+
+Outcome Dispatcher::serve(Identity &identity, const Request &request) {
+    Outcome outcome;
+    outcome.id = request.id;
+    switch (request.tag) {
+    case tag::kUnbindRequest:
+        outcome.close = true;
+        outcome.note = "unbind";
+        return outcome;
+    case tag::kAbandonRequest:
+        outcome.abandon =
+            static_cast<std::int32_t>(ber::decodeInteger(request.body, "id to abandon"));
+        outcome.note = fmt::format("abandon {}", *outcome.abandon);
+        return outcome;
+    case tag::kSearchRequest:
+        serveSearch(identity, request, outcome);
+        return outcome;
+    case tag::kExtendedRequest:
+        serveExtended(identity, request, outcome);
+        return outcome;
+    default:
+        break;
+    }
+    const auto plain =
+        std::find_if(std::begin(kPlain), std::end(kPlain),
+                     [&](const PlainOperation &row) { return row.request == request.tag; });
+    if (plain == std::end(kPlain))
+        throw ber::Error(fmt::format("protocolOp: {:#04x} is no request", request.tag));
+    outcome.abandonAll = request.tag == tag::kBindRequest;
+    const Result result = run(*plain, {directory_, identity}, request);
+    appendResult(outcome.bytes, request.id, plain->response, result);
+    outcome.note = describe(plain->name, result);
+    return outcome;
+}
+
+void Dispatcher::serveSearch(Identity &identity, const Request &request, Outcome &outcome) {
+    Context context{directory_, identity};
+    outcome.note = "search";
+    try {
+        requireControls(request);
+        outcome.open = search(context, request.id, request.body);
+    } catch (const OperationError &error) {
+        appendResult(outcome.bytes, request.id, tag::kSearchDone, error.result());
+        outcome.note = describe("search", error.result());
+    }
+}
+
+void Dispatcher::serveExtended(Identity &identity, const Request &request, Outcome &outcome) {
+    const ExtendedRequest decoded = decodeExtended(request.body);
+    const Fault *fault = decoded.operation ? faults_.find(decoded.operation->oid) : nullptr;
+    ExtendedReply reply;
+    try {
+        requireControls(request);
+        reply = stratasim::serveExtended(directory_, identity, decoded, fault);
+    } catch (const OperationError &error) {
+        reply.result = error.result();
+    }
+    outcome.note = describe(decoded.operation ? decoded.operation->name : "extended", reply.result);
+    if (fault != nullptr) {
+        fault->distort(reply);
+        outcome.delay = fault->delay;
+        outcome.drop = fault->drop;
+    }
+    appendExtended(outcome.bytes, request.id, reply);
+}
+
+} // namespace stratasim

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "directory.h"
+#include "faults.h"
+#include "operations/operations.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace stratasim {
+
+/** What the session has to do about one received message. */
+struct Outcome {
+    std::int32_t id = 0;
+    std::string bytes;                   // to be sent
+    std::unique_ptr<OpenOperation> open; // has more to say
+    std::chrono::milliseconds delay{0};  // before the bytes are sent, or the connection dropped
+    bool drop = false;                   // end the connection without a word
+    bool close = false;                  // end the connection when the bytes are sent
+    std::optional<std::int32_t> abandon; // stop this operation
+    bool abandonAll = false;             // stop all operations
+    std::string note;                    // for the log
+};
+
+/** Turns received messages into what is to be done about them; knows nothing of sockets. */
+class Dispatcher {
+  public:
+    Dispatcher(Directory &directory, const Faults &faults)
+        : directory_(directory), faults_(faults) {}
+
+    /** Serves one whole LDAPMessage of a connection that speaks as `identity`. */
+    Outcome handle(Identity &identity, Bytes message);
+    /** Ends a connection whose bytes cannot be taken for LDAP. */
+    static Outcome disconnect(const std::string &why);
+
+    Directory &directory() { return directory_; }
+
+  private:
+    Outcome serve(Identity &identity, const Request &request);
+    void serveSearch(Identity &identity, const Request &request, Outcome &outcome);
+    void serveExtended(Identity &identity, const Request &request, Outcome &outcome);
+
+    Directory &directory_;
+    const Faults &faults_;
+};
+
+} // namespace stratasim

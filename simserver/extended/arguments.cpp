@@ -1,0 +1,75 @@
+#include "extended/arguments.h"
+
+#include <fmt/format.h>
+
+namespace stratasim {
+namespace {
+
+std::vector<std::string_view> readList(ber::Reader list, const std::string &what) {
+    std::vector<std::string_view> texts;
+    while (!list.atEnd())
+        texts.push_back(list.text(what));
+    return texts;
+}
+
+std::vector<FilterClass> readFilter(ber::Reader groups, const std::string &what) {
+    std::vector<FilterClass> filter;
+    while (!groups.atEnd()) {
+        ber::Reader group = groups.sequence(what);
+        FilterClass &added = filter.emplace_back();
+        added.name = group.text(what);
+        for (const std::string_view name : readList(group.sequence(what), what))
+            added.attributes.emplace_back(name);
+        group.expectEnd(what);
+    }
+    return filter;
+}
+
+} // namespace
+
+Arguments::Arguments(std::string_view format, const std::optional<Bytes> &value) {
+    if (format.empty()) {
+        if (value)
+            throw ber::Error("request value: the operation takes none");
+        return;
+    }
+    const bool optional = format.front() == '?';
+    if (optional)
+        format.remove_prefix(1);
+    if (!value) {
+        if (optional)
+            return;
+        throw ber::Error("request value: missing");
+    }
+    ber::Reader reader(*value);
+    for (const char kind : format) {
+        const std::string what = fmt::format("request value, element {}", elements_.size() + 1);
+        if (kind == 'i')
+            elements_.emplace_back(reader.integer32(ber::kInteger, what));
+        else if (kind == 's')
+            elements_.emplace_back(reader.text(what));
+        else if (kind == 'l')
+            elements_.emplace_back(readList(reader.sequence(what), what));
+        else
+            elements_.emplace_back(readFilter(reader.sequence(what), what));
+    }
+    reader.expectEnd("request value");
+}
+
+std::int32_t Arguments::integer(std::size_t index) const {
+    return std::get<std::int32_t>(elements_.at(index));
+}
+
+std::string_view Arguments::text(std::size_t index) const {
+    return std::get<std::string_view>(elements_.at(index));
+}
+
+const std::vector<std::string_view> &Arguments::list(std::size_t index) const {
+    return std::get<std::vector<std::string_view>>(elements_.at(index));
+}
+
+const std::vector<FilterClass> &Arguments::filter(std::size_t index) const {
+    return std::get<std::vector<FilterClass>>(elements_.at(index));
+}
+
+} // namespace stratasim

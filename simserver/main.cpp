@@ -1,0 +1,98 @@
+#include "directory.h"
+#include "dispatcher.h"
+#include "ldif.h"
+#include "options.h"
+#include "server.h"
+
+#include <asio.hpp>
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+using namespace stratasim;
+
+std::int64_t systemTime() {
+    using namespace std::chrono;
+    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
+
+std::unique_ptr<Directory> makeDirectory(const Options &options) {
+    if (options.ldifFile.empty())
+        return std::make_unique<Directory>(options.administrator, systemTime);
+    std::ifstream file(options.ldifFile);
+    if (!file)
+        throw std::runtime_error(
+            fmt::format("cannot read {}: {}", options.ldifFile, std::strerror(errno)));
+    try {
+        return std::make_unique<Directory>(options.administrator, systemTime, file);
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(fmt::format("{}: {}", options.ldifFile, error.what()));
+    }
+}
+
+/** Whoever waits for the file sees it whole or not at all. */
+void writeReadyFile(const std::string &path, const std::string &uri) {
+    const std::string unfinished = path + ".new";
+    std::ofstream file(unfinished);
+    file << uri << '\n';
+    file.close();
+    if (!file || std::rename(unfinished.c_str(), path.c_str()) != 0)
+        throw std::runtime_error(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
+}
+
+std::unique_ptr<Server> listenAt(asio::io_context &io, const Options &options,
+                                 Dispatcher &dispatcher) {
+    Session::Settings settings;
+    settings.maxMessage = options.maxMessage;
+    if (options.verbose)
+        settings.log = [](const std::string &line) { fmt::print(stderr, "{}\n", line); };
+    try {
+        return std::make_unique<Server>(io, options.host, options.port, dispatcher, settings);
+    } catch (const asio::system_error &error) {
+        throw std::runtime_error(
+            fmt::format("cannot listen at {}:{}: {}; choose another address with --listen",
+                        options.host, options.port, error.code().message()));
+    }
+}
+
+void serve(const Options &options) {
+    const auto directory = makeDirectory(options);
+    Dispatcher dispatcher(*directory, options.faults);
+    asio::io_context io(1);
+    asio::signal_set signals(io, SIGINT, SIGTERM);
+    const auto server = listenAt(io, options, dispatcher);
+    signals.async_wait([&](const asio::error_code &, int) { server->stop(); });
+    server->start();
+    fmt::print("strata-sim: listening on {}\n", server->uri());
+    std::fflush(stdout);
+    if (!options.readyFile.empty())
+        writeReadyFile(options.readyFile, server->uri());
+    io.run();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    std::optional<int> exitCode;
+    const Options options = parseOptions(argc, argv, exitCode);
+    if (exitCode)
+        return *exitCode;
+    // A reader of our output that has gone is no reason to end.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        serve(options);
+    } catch (const std::exception &error) {
+        fmt::print(stderr, "strata-sim: {}\n", error.what());
+        return 1;
+    }
+    return 0;
+}

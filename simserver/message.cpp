@@ -1,0 +1,78 @@
+#include "message.h"
+
+namespace stratasim {
+namespace {
+
+std::vector<Control> decodeControls(Bytes value) {
+    std::vector<Control> controls;
+    ber::Reader list(value);
+    while (!list.atEnd()) {
+        ber::Reader fields = list.sequence("control");
+        Control control;
+        control.oid = fields.text("control OID");
+        if (fields.peekTag() == ber::kBoolean)
+            control.critical = fields.boolean(ber::kBoolean, "control criticality");
+        control.value = fields.takeIf(ber::kOctetString, "control value");
+        controls.push_back(control);
+    }
+    return controls;
+}
+
+void writeResult(ber::Writer &writer, const Result &result) {
+    writer.integer(static_cast<int>(result.code), ber::kEnumerated);
+    writer.octets(result.matchedDn);
+    writer.octets(result.diagnostic);
+}
+
+} // namespace
+
+Request decodeRequest(Bytes message) {
+    ber::Reader outer(message);
+    ber::Reader fields = outer.sequence("LDAPMessage");
+    outer.expectEnd("LDAPMessage");
+    Request request;
+    request.id = fields.integer32(ber::kInteger, "message id");
+    if (request.id <= 0)
+        throw ber::Error("message id: not positive");
+    const ber::Element op = fields.next("protocolOp");
+    request.tag = op.tag;
+    request.body = op.value;
+    if (const auto controls = fields.takeIf(tag::kControls, "controls"))
+        request.controls = decodeControls(*controls);
+    return request;
+}
+
+void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag,
+                  const Result &result) {
+    ber::Writer writer(out);
+    const std::size_t message = writer.open(ber::kSequence);
+    writer.integer(id);
+    const std::size_t op = writer.open(responseTag);
+    writeResult(writer, result);
+    writer.close(op);
+    writer.close(message);
+}
+
+void appendExtended(std::string &out, std::int32_t id, const ExtendedReply &reply) {
+    constexpr std::uint8_t responseName = 0x8a;
+    constexpr std::uint8_t responseValue = 0x8b;
+    ber::Writer writer(out);
+    const std::size_t message = writer.open(ber::kSequence);
+    writer.integer(id);
+    const std::size_t op = writer.open(tag::kExtendedResponse);
+    writeResult(writer, reply.result);
+    if (reply.oid)
+        writer.octets(*reply.oid, responseName);
+    if (reply.value)
+        writer.octets(*reply.value, responseValue);
+    writer.close(op);
+    writer.close(message);
+}
+
+void appendNoticeOfDisconnection(std::string &out, const std::string &diagnostic) {
+    constexpr std::int32_t unsolicited = 0;
+    appendExtended(out, unsolicited,
+                   {{ResultCode::ProtocolError, {}, diagnostic}, "1.3.6.1.4.1.1466.20036", {}});
+}
+
+} // namespace stratasim

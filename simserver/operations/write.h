@@ -1,0 +1,30 @@
+#pragma once
+
+#include "operations/operations.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace stratasim {
+
+/** An attribute of an add or modify request. */
+struct RequestedAttribute {
+    std::string name;
+    std::string key;
+    std::vector<std::string> values;
+};
+
+/** PartialAttribute ::= SEQUENCE { type, vals SET OF value } */
+RequestedAttribute readAttribute(ber::Reader &reader);
+
+/** Throws constraintViolation for an attribute that only the server writes. */
+void requireWritable(const RequestedAttribute &attribute);
+/** Throws when a value of the list is equal to one of the attribute or of the list itself. */
+void addValues(Attribute &attribute, const std::vector<std::string> &values);
+/** Throws unless the entry has classes, and single values where the schema has single ones. */
+void requireConsistent(const Entry &entry);
+/** Throws for the root DSE and the entries that the server keeps itself. */
+void requireUserEntry(const Dn &dn);
+
+} // namespace stratasim

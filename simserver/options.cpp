@@ -1,0 +1,111 @@
+#include "options.h"
+
+#include "dn.h"
+#include "extended/registry.h"
+#include "text.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cstdio>
+
+namespace stratasim {
+namespace {
+
+constexpr const char *kFooter =
+    "Example:\n"
+    "  strata-sim --listen 127.0.0.1:1389 &\n"
+    "  ldapsearch -x -H ldap://127.0.0.1:1389 -b dc=example,dc=com '(cn=Ada Brandt)'\n\n"
+    "A fault that answers every entry count without its value:\n"
+    "  strata-sim --fault partition-entry-count=no-value";
+
+/** Gives the problem in words, as CLI11's checks do, or nothing. */
+std::string splitAddress(const std::string &text, Options &options) {
+    const std::size_t colon = text.rfind(':');
+    const auto port = parseInteger(text.substr(colon + 1));
+    if (colon == std::string::npos || colon == 0 || !port || *port < 0 || *port > 65535)
+        return fmt::format("\"{}\" is no address: write HOST:PORT, as in 127.0.0.1:1389", text);
+    options.host = text.substr(0, colon);
+    if (options.host.starts_with('[') && options.host.ends_with(']'))
+        options.host = options.host.substr(1, options.host.size() - 2);
+    options.port = static_cast<std::uint16_t>(*port);
+    return {};
+}
+
+void listOperations() {
+    for (const ExtendedOperation &operation : extendedOperations())
+        fmt::print("{:<30} {}\n", operation.name, operation.oid);
+}
+
+void addServing(CLI::App &app, Options &options, std::string &address) {
+    app.add_option("--listen", address, "Address to listen at; port 0 takes any free one")
+        ->type_name("HOST:PORT")
+        ->capture_default_str()
+        ->check([&options](const std::string &text) { return splitAddress(text, options); });
+    app.add_option("--max-message", options.maxMessage,
+                   "Bytes of the largest message that is taken; a larger one ends the connection")
+        ->type_name("BYTES")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{64}, std::size_t{1} << 30U));
+    app.add_option("--ready-file", options.readyFile,
+                   "Write the server's URI to this file when it is listening")
+        ->type_name("FILE");
+    app.add_flag("--verbose", options.verbose, "Say each operation on standard error");
+}
+
+void addContent(CLI::App &app, Options &options, std::vector<std::string> &faults) {
+    app.add_option("--ldif", options.ldifFile, "Serve the entries of this file, not the sample")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+    app.add_option("--admin-dn", options.administrator.dn, "DN of the administrator")
+        ->type_name("DN")
+        ->capture_default_str()
+        ->check([](const std::string &text) -> std::string {
+            const auto dn = Dn::parse(text);
+            return dn && !dn->isRoot() ? "" : fmt::format("\"{}\" is not a DN", text);
+        });
+    app.add_option("--admin-password", options.administrator.password, "Its password")
+        ->type_name("PASSWORD")
+        ->capture_default_str()
+        ->check([](const std::string &text) -> std::string {
+            return text.empty() ? "the administrator needs a password" : "";
+        });
+    app.add_option("--fault", faults,
+                   "Spoil the answers to an operation: no-oid, oid:OID, no-value, truncate:BYTES, "
+                   "value:HEX, code:NUMBER[:TEXT], delay:MS or drop")
+        ->type_name("OPERATION=KIND[:VALUE]")
+        ->expected(1)
+        ->take_all()
+        ->check([&options](const std::string &text) { return options.faults.add(text); });
+}
+
+} // namespace
+
+Options parseOptions(int argc, const char *const *argv, std::optional<int> &exitCode) {
+    constexpr int usageError = 2;
+    Options options;
+    std::string address = fmt::format("{}:{}", options.host, options.port);
+    std::vector<std::string> faults;
+    bool listing = false;
+    CLI::App app("strata-sim: a simulated Strata directory server", "strata-sim");
+    app.set_version_flag("--version", fmt::format("strata-sim {}", kVendorVersion));
+    app.footer(kFooter);
+    app.add_flag("--list-operations", listing, "Print the extended operations and end");
+    addServing(app, options, address);
+    addContent(app, options, faults);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success &asked) {
+        exitCode = app.exit(asked);
+    } catch (const CLI::ParseError &error) {
+        fmt::print(stderr, "strata-sim: {}\nTry: strata-sim --help\n", error.what());
+        exitCode = usageError;
+    }
+    if (!exitCode && listing) {
+        listOperations();
+        exitCode = 0;
+    }
+    return options;
+}
+
+} // namespace stratasim

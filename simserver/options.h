@@ -1,0 +1,31 @@
+#pragma once
+
+#include "directory.h"
+#include "faults.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace stratasim {
+
+/** What the command line asks for. */
+struct Options {
+    std::string host = "127.0.0.1";
+    std::uint16_t port = 1389;
+    std::string ldifFile; // empty: the built-in sample
+    Directory::Administrator administrator;
+    Faults faults;
+    std::size_t maxMessage = 16U * 1024 * 1024;
+    std::string readyFile;
+    bool verbose = false;
+};
+
+/**
+ * Reads the command line. When the program has nothing more to do - after --help, say, or a
+ * mistake - it has said so, and `exitCode` is set.
+ */
+Options parseOptions(int argc, const char *const *argv, std::optional<int> &exitCode);
+
+} // namespace stratasim

@@ -1,0 +1,69 @@
+#include "server.h"
+
+#include <fmt/format.h>
+
+namespace stratasim {
+
+using asio::ip::tcp;
+
+Server::Server(asio::io_context &io, const std::string &host, std::uint16_t port,
+               Dispatcher &dispatcher, Session::Settings settings)
+    : io_(io), acceptor_(io), retryTimer_(io), dispatcher_(dispatcher),
+      settings_(std::move(settings)) {
+    tcp::resolver resolver(io);
+    const auto found = resolver.resolve(host, std::to_string(port), tcp::resolver::passive);
+    const tcp::endpoint endpoint = *found.begin();
+    acceptor_.open(endpoint.protocol());
+    acceptor_.set_option(tcp::acceptor::reuse_address(true));
+    acceptor_.bind(endpoint);
+    acceptor_.listen();
+}
+
+Server::~Server() {
+    stop();
+}
+
+std::string Server::uri() const {
+    const tcp::endpoint local = acceptor_.local_endpoint();
+    const std::string address = local.address().to_string();
+    if (local.address().is_v6())
+        return fmt::format("ldap://[{}]:{}", address, local.port());
+    return fmt::format("ldap://{}:{}", address, local.port());
+}
+
+void Server::stop() {
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    retryTimer_.cancel();
+    const auto sessions = sessions_;
+    for (const auto &session : sessions)
+        session->close();
+}
+
+void Server::accept() {
+    acceptor_.async_accept([this](const asio::error_code &error, tcp::socket socket) {
+        onAccept(error, std::move(socket));
+    });
+}
+
+void Server::onAccept(const asio::error_code &error, tcp::socket socket) {
+    if (error == asio::error::operation_aborted || !acceptor_.is_open())
+        return;
+    if (error) {
+        // Out of descriptors, most likely: trying again at once would only spin.
+        retryTimer_.expires_after(std::chrono::milliseconds(100));
+        retryTimer_.async_wait([this](const asio::error_code &cancelled) {
+            if (!cancelled)
+                accept();
+        });
+        return;
+    }
+    const auto session = std::make_shared<Session>(
+        io_, std::make_unique<TcpStream>(std::move(socket)), dispatcher_, settings_, ++lastNumber_,
+        [this](const std::shared_ptr<Session> &closed) { sessions_.erase(closed); });
+    sessions_.insert(session);
+    session->start();
+    accept();
+}
+
+} // namespace stratasim

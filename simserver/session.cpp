@@ -1,0 +1,232 @@
+#include "session.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace stratasim {
+namespace {
+
+// Above this much unsent output nothing more is read from the client.
+constexpr std::size_t kMaxUnsent = 4U * 1024 * 1024;
+// Searches add to the output while there is less than this, a slice at a time.
+constexpr std::size_t kEnoughUnsent = 512U * 1024;
+constexpr std::size_t kSlice = 64U * 1024;
+// A client with this many operations under way has to wait before the next one is read.
+constexpr std::size_t kMaxRunning = 100;
+// How long a client has to take the last message before its connection is closed.
+constexpr std::chrono::seconds kLastMessageTime{5};
+constexpr std::size_t kKeepCapacity = 1024U * 1024;
+
+} // namespace
+
+Session::Session(asio::io_context &io, std::unique_ptr<Stream> stream, Dispatcher &dispatcher,
+                 const Settings &settings, std::uint64_t number, OnClosed onClosed)
+    : io_(io), stream_(std::move(stream)), dispatcher_(dispatcher), settings_(settings),
+      number_(number), onClosed_(std::move(onClosed)), lastMessageTimer_(io) {}
+
+void Session::start() {
+    ++dispatcher_.directory().monitor.connections;
+    ++dispatcher_.directory().monitor.totalConnections;
+    read();
+}
+
+void Session::close() {
+    if (std::exchange(state_, State::Closed) == State::Closed)
+        return;
+    --dispatcher_.directory().monitor.connections;
+    running_.clear();
+    lastMessageTimer_.cancel();
+    stream_->close();
+    onClosed_(shared_from_this());
+}
+
+bool Session::hasRoom() const {
+    return unsent_.size() + sending_.size() < kMaxUnsent;
+}
+
+bool Session::mayServe() const {
+    return state_ <= State::ClientFinished && hasRoom() && running_.size() < kMaxRunning;
+}
+
+void Session::read() {
+    if (reading_ || state_ != State::Serving || !mayServe())
+        return;
+    reading_ = true;
+    stream_->readSome(buffer_,
+                      [self = shared_from_this()](const asio::error_code &error, std::size_t size) {
+                          self->reading_ = false;
+                          self->onRead(error, size);
+                      });
+}
+
+void Session::onRead(const asio::error_code &error, std::size_t size) {
+    if (state_ != State::Serving)
+        return;
+    if (error == asio::error::eof)
+        state_ = State::ClientFinished; // it may still want its answers
+    else if (error)
+        return close();
+    received_.append(buffer_.data(), size);
+    proceed();
+}
+
+/** Does whatever can be done now, and arranges for the rest. */
+void Session::proceed() {
+    serveMessages();
+    produce();
+    flush();
+    read();
+}
+
+void Session::serveMessages() {
+    std::size_t used = 0;
+    while (mayServe()) {
+        const Bytes rest = asBytes(received_).subspan(used);
+        const ber::Frame frame = ber::frameOf(rest, settings_.maxMessage);
+        if (frame.status == ber::Frame::Status::Incomplete)
+            break;
+        if (frame.status == ber::Frame::Status::Complete) {
+            apply(dispatcher_.handle(identity_, rest.first(frame.length)));
+        } else {
+            const bool large = frame.status == ber::Frame::Status::TooLarge;
+            apply(Dispatcher::disconnect(
+                large ? fmt::format("the message is larger than {} bytes", settings_.maxMessage)
+                      : "what was sent is no LDAPMessage"));
+        }
+        used += frame.length;
+    }
+    received_.erase(0, used);
+    if (received_.empty() && received_.capacity() > kKeepCapacity)
+        received_.shrink_to_fit();
+}
+
+void Session::note(const Outcome &outcome) const {
+    if (settings_.log)
+        settings_.log(
+            fmt::format("connection {} message {} {}", number_, outcome.id, outcome.note));
+}
+
+void Session::apply(Outcome outcome) {
+    note(outcome);
+    if (outcome.abandonAll)
+        running_.clear();
+    if (outcome.abandon)
+        running_.erase(*outcome.abandon);
+    if (running_.contains(outcome.id) && outcome.id != 0)
+        outcome = Dispatcher::disconnect("the message id is in use");
+    if (outcome.delay.count() > 0)
+        return delay(std::move(outcome));
+    if (outcome.drop)
+        return close();
+    unsent_ += outcome.bytes;
+    if (outcome.open)
+        running_.emplace(outcome.id, Running{std::move(outcome.open), nullptr});
+    if (outcome.close)
+        end();
+}
+
+void Session::delay(Outcome outcome) {
+    auto timer = std::make_unique<asio::steady_timer>(io_, outcome.delay);
+    const std::int32_t id = outcome.id;
+    timer->async_wait([self = shared_from_this(), bytes = std::move(outcome.bytes),
+                       drop = outcome.drop, id](const asio::error_code &error) {
+        if (error || self->state_ > State::ClientFinished)
+            return;
+        if (drop)
+            return self->close();
+        self->running_.erase(id);
+        self->unsent_ += bytes;
+        self->proceed();
+    });
+    running_.emplace(id, Running{nullptr, std::move(timer)});
+}
+
+/** Lets each running search in turn add a slice to the output. */
+void Session::produce() {
+    if (state_ > State::ClientFinished)
+        return;
+    bool more = false;
+    auto next = running_.upper_bound(lastProduced_);
+    for (std::size_t left = running_.size(); left > 0; --left) {
+        if (next == running_.end())
+            next = running_.begin();
+        const auto current = next++;
+        if (!current->second.operation)
+            continue;
+        if (unsent_.size() + sending_.size() >= kEnoughUnsent)
+            break; // goes on when the client has taken some
+        lastProduced_ = current->first;
+        const auto progress = current->second.operation->produce(unsent_, kSlice);
+        if (progress == OpenOperation::Progress::Done)
+            running_.erase(current);
+        else
+            more = true;
+    }
+    if (more && !std::exchange(proceedPosted_, true))
+        asio::post(io_, [self = shared_from_this()] {
+            self->proceedPosted_ = false;
+            self->proceed();
+        });
+}
+
+void Session::flush() {
+    if (!sending_.empty() || state_ == State::Closed)
+        return;
+    if (!unsent_.empty()) {
+        const std::size_t sent = stream_->tryWrite(unsent_);
+        if (sent < unsent_.size()) {
+            sending_.swap(unsent_);
+            stream_->write(std::string_view(sending_).substr(sent),
+                           [self = shared_from_this()](const asio::error_code &error, std::size_t) {
+                               if (error)
+                                   return self->close();
+                               self->sending_.clear();
+                               self->proceed();
+                           });
+            return;
+        }
+        unsent_.clear();
+    }
+    afterFlush();
+}
+
+/** Everything is sent: what was to happen after that may happen. */
+void Session::afterFlush() {
+    if (state_ == State::Ending)
+        drain();
+    else if (state_ == State::ClientFinished && running_.empty())
+        close();
+}
+
+void Session::end() {
+    if (state_ > State::ClientFinished)
+        return;
+    running_.clear();
+    state_ = State::Ending;
+    lastMessageTimer_.expires_after(kLastMessageTime);
+    lastMessageTimer_.async_wait([self = shared_from_this()](const asio::error_code &error) {
+        if (!error)
+            self->close();
+    });
+}
+
+/**
+ * Closing while the client's bytes are unread would reset the connection, and the client could
+ * lose the last message: they are read and forgotten first.
+ */
+void Session::drain() {
+    if (state_ == State::Ending) {
+        state_ = State::Draining;
+        stream_->finishSending();
+    }
+    stream_->readSome(buffer_,
+                      [self = shared_from_this()](const asio::error_code &error, std::size_t) {
+                          if (error)
+                              self->close();
+                          else if (self->state_ == State::Draining)
+                              self->drain();
+                      });
+}
+
+} // namespace stratasim

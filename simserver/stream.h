@@ -1,0 +1,41 @@
+#pragma once
+
+#include <asio.hpp>
+
+#include <functional>
+#include <span>
+#include <string_view>
+
+namespace stratasim {
+
+/** The bytes to and from one client, whatever carries them. */
+class Stream {
+  public:
+    using Handler = std::function<void(const asio::error_code &, std::size_t)>;
+
+    virtual ~Stream() = default;
+    virtual void readSome(std::span<char> buffer, Handler handler) = 0;
+    /** Sends what goes without waiting; 0 when nothing does. */
+    virtual std::size_t tryWrite(std::string_view data) = 0;
+    /** Sends everything; the data stays where it is until the handler is called. */
+    virtual void write(std::string_view data, Handler handler) = 0;
+    /** No more will be sent; the other side may still send. */
+    virtual void finishSending() = 0;
+    virtual void close() = 0;
+};
+
+class TcpStream : public Stream {
+  public:
+    explicit TcpStream(asio::ip::tcp::socket socket);
+
+    void readSome(std::span<char> buffer, Handler handler) override;
+    std::size_t tryWrite(std::string_view data) override;
+    void write(std::string_view data, Handler handler) override;
+    void finishSending() override;
+    void close() override;
+
+  private:
+    asio::ip::tcp::socket socket_;
+};
+
+} // namespace stratasim

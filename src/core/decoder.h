@@ -26,7 +26,7 @@ class Decoder {
         return nextIs(LBER_INTEGER) && ber_get_int(ber_.get(), number) != LBER_ERROR;
     }
 
-    // OCTET STRING without a NUL inside.
+    // OCTET STRING without a NUL inside; one at its end is taken for the string's terminator.
     [[nodiscard]] bool text(LdapStringPtr &text) {
         return nextIs(LBER_OCTETSTRING) && ber_get_stringa(ber_.get(), Out(text)) != LBER_ERROR;
     }

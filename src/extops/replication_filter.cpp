@@ -15,7 +15,6 @@ using qldapx::BervalPtr;
 using qldapx::Decoder;
 using qldapx::Exchange;
 using qldapx::HeapPtr;
-using qldapx::LdapStringPtr;
 using qldapx::Operation;
 
 constexpr Operation setFilter{"2.16.840.1.907341.1.27.100.35", "2.16.840.1.907341.1.27.100.36"};
@@ -64,11 +63,13 @@ class FilterText {
         *end_ = '\0';
     }
 
-    // A "$" inside would be read as the end of the name: such a name has no text.
-    [[nodiscard]] bool name(const char *name) {
-        if (std::strchr(name, separator) != nullptr)
+    // A "$" inside would be read as the end of the name, a NUL as the end of the text: a name
+    // with either has no text.
+    [[nodiscard]] bool name(std::string_view name) {
+        if (name.find(separator) != name.npos || name.find('\0') != name.npos)
             return false;
-        end_ = stpcpy(end_, name);
+        std::memcpy(end_, name.data(), name.size());
+        end_ += name.size();
         separate();
         return true;
     }
@@ -78,8 +79,8 @@ class FilterText {
 };
 
 bool decodeName(Decoder &value, FilterText &text) {
-    LdapStringPtr name;
-    return value.text(name) && text.name(name.get());
+    BervalPtr name;
+    return value.octets(name) && text.name({name->bv_val, name->bv_len});
 }
 
 bool decodeGroup(Decoder &value, FilterText &text) {

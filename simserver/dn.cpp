@@ -31,7 +31,8 @@ class Parser {
     explicit Parser(std::string_view text) : text_(text) {}
 
     bool atEnd() const { return at_ == text_.size(); }
-    std::size_t position() const { return at_; }
+    /** Where the last value ended, before the spaces that do not count. */
+    std::size_t valueEnd() const { return valueEnd_; }
 
     /** Reads an RDN and the comma after it, if any. */
     bool readRdn(std::vector<Ava> &avas, std::string &rdnText) {
@@ -148,8 +149,8 @@ std::string rdnKey(const std::vector<Ava> &avas) {
 
 std::optional<Dn> Dn::parse(std::string_view text) {
     Dn dn;
-    dn.text = trim(text);
-    Parser parser(dn.text);
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    Parser parser(text);
     for (bool first = true; !parser.atEnd(); first = false) {
         std::vector<Ava> avas;
         std::string rdnText;
@@ -163,6 +164,7 @@ std::optional<Dn> Dn::parse(std::string_view text) {
             dn.rdnText = std::move(rdnText);
         }
     }
+    dn.text = text.substr(0, parser.valueEnd());
     return dn;
 }
 

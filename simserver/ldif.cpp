@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -80,6 +81,14 @@ Pair parseLine(const std::string &line, int number) {
     return pair;
 }
 
+/** A dump with all operational attributes has those that depend on an entry's place, too. */
+bool isComputed(std::string_view name) {
+    const auto &names = computedAttributes();
+    return std::any_of(names.begin(), names.end(), [name](const std::string &computed) {
+        return equalIgnoringCase(computed, name);
+    });
+}
+
 /** Collects the lines of one record and puts the entry into the tree. */
 class Record {
   public:
@@ -93,7 +102,8 @@ class Record {
         } else {
             if (schema::keyOf(pair.name).empty())
                 fail(number, fmt::format("\"{}\" is no attribute", pair.name));
-            entry_.add(pair.name, pair.value);
+            if (!isComputed(pair.name))
+                entry_.add(pair.name, pair.value);
         }
     }
 

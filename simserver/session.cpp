@@ -74,9 +74,20 @@ void Session::onRead(const asio::error_code &error, std::size_t size) {
 /** Does whatever can be done now, and arranges for the rest. */
 void Session::proceed() {
     serveMessages();
-    produce();
+    const bool more = produce();
     flush();
     read();
+    if (more || (stalled_ && mayServe()))
+        proceedLater();
+}
+
+void Session::proceedLater() {
+    if (std::exchange(proceedPosted_, true))
+        return;
+    asio::post(io_, [self = shared_from_this()] {
+        self->proceedPosted_ = false;
+        self->proceed();
+    });
 }
 
 void Session::serveMessages() {
@@ -97,6 +108,7 @@ void Session::serveMessages() {
         used += frame.length;
     }
     received_.erase(0, used);
+    stalled_ = !received_.empty() && !mayServe();
     if (received_.empty() && received_.capacity() > kKeepCapacity)
         received_.shrink_to_fit();
 }
@@ -142,11 +154,11 @@ void Session::delay(Outcome outcome) {
     running_.emplace(id, Running{nullptr, std::move(timer)});
 }
 
-/** Lets each running search in turn add a slice to the output. */
-void Session::produce() {
-    if (state_ > State::ClientFinished)
-        return;
+/** Lets each running search in turn add a slice to the output; true when there is more to add. */
+bool Session::produce() {
     bool more = false;
+    if (state_ > State::ClientFinished)
+        return more;
     auto next = running_.upper_bound(lastProduced_);
     for (std::size_t left = running_.size(); left > 0; --left) {
         if (next == running_.end())
@@ -163,11 +175,7 @@ void Session::produce() {
         else
             more = true;
     }
-    if (more && !std::exchange(proceedPosted_, true))
-        asio::post(io_, [self = shared_from_this()] {
-            self->proceedPosted_ = false;
-            self->proceed();
-        });
+    return more;
 }
 
 void Session::flush() {

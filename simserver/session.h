@@ -45,10 +45,11 @@ class Session : public std::enable_shared_from_this<Session> {
     void serveMessages();
     void apply(Outcome outcome);
     void delay(Outcome outcome);
-    void produce();
+    bool produce();
     void flush();
     void afterFlush();
     void proceed();
+    void proceedLater();
     void end();
     void drain();
     void note(const Outcome &outcome) const;
@@ -74,6 +75,7 @@ class Session : public std::enable_shared_from_this<Session> {
     asio::steady_timer lastMessageTimer_;
     bool reading_ = false;
     bool proceedPosted_ = false;
+    bool stalled_ = false; // received messages wait for room
 };
 
 } // namespace stratasim

@@ -1,0 +1,85 @@
+#include "program.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <fstream>
+
+namespace {
+
+CommandResult run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), STRATA_SIM);
+    return runCommand(arguments);
+}
+
+bool contains(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(Options, MistakesAreExplained) {
+    const std::pair<std::vector<std::string>, const char *> cases[] = {
+        {{"--wrong"}, "--wrong"},
+        {{"--listen"}, "--listen"},
+        {{"--listen", "1389"}, "write HOST:PORT"},
+        {{"--listen", "127.0.0.1:70000"}, "write HOST:PORT"},
+        {{"--ldif", "/no/such/file"}, "/no/such/file"},
+        {{"--admin-dn", "nonsense"}, "\"nonsense\" is not a DN"},
+        {{"--admin-password", ""}, "needs a password"},
+        {{"--fault", "x=drop"}, "see --list-operations"},
+        {{"--fault", "refresh-server=no"}, "is no kind of fault: there are no-oid"},
+        {{"--max-message", "1"}, "--max-message"},
+    };
+    for (const auto &[arguments, part] : cases) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.code, 2) << arguments[0];
+        EXPECT_TRUE(contains(result.output, part)) << result.output;
+        EXPECT_TRUE(contains(result.output, "Try: strata-sim --help")) << result.output;
+    }
+}
+
+TEST(Options, HelpVersionAndList) {
+    const auto help = run({"--help"});
+    EXPECT_EQ(help.code, 0);
+    for (const char *part : {"--listen", "--ldif", "--admin-dn", "--admin-password", "--fault",
+                             "--max-message", "--ready-file", "--verbose", "Example:"})
+        EXPECT_TRUE(contains(help.output, part)) << part;
+    EXPECT_EQ(run({"--version"}).output, "strata-sim 1.0.0\n");
+    const auto list = run({"--list-operations"});
+    EXPECT_EQ(list.code, 0);
+    EXPECT_TRUE(
+        contains(list.output, "get-replica-info               2.16.840.1.907341.1.27.100.17\n"));
+}
+
+TEST(Options, PortInUseIsExplained) {
+    SimProgram first;
+    const auto second = run({"--listen", first.uri().substr(7)});
+    EXPECT_EQ(second.code, 1);
+    EXPECT_TRUE(contains(second.output, "Address already in use")) << second.output;
+    EXPECT_TRUE(contains(second.output, "--listen")) << second.output;
+}
+
+TEST(Options, BadLdifIsExplained) {
+    const std::string path = std::string(TEST_DIR) + "/bad.ldif";
+    std::ofstream(path) << "dn: dc=x\nrubbish\n";
+    const auto result = run({"--ldif", path});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(contains(result.output, "bad.ldif: line 2: no colon in \"rubbish\""))
+        << result.output;
+}
+
+TEST(Options, UnwritableReadyFileIsExplained) {
+    const auto result = run({"--listen", "127.0.0.1:0", "--ready-file", "/no/such/dir/ready"});
+    EXPECT_EQ(result.code, 1);
+    EXPECT_TRUE(contains(result.output, "cannot write /no/such/dir/ready")) << result.output;
+}
+
+TEST(Options, SignalsEndItCleanly) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        SimProgram server;
+        RawClient connected(server.port());
+        EXPECT_EQ(server.stop(signal), 0);
+        EXPECT_EQ(connected.readAll(), "");
+    }
+}
+
+} // namespace

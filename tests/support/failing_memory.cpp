@@ -16,13 +16,6 @@ namespace {
 thread_local long countdown = 0;
 thread_local long live = 0;
 
-bool failsNow() {
-    if (countdown == 0 || --countdown > 0)
-        return false;
-    errno = ENOMEM;
-    return true;
-}
-
 void *counted(void *block) {
     live += block != nullptr ? 1 : 0;
     return block;
@@ -36,10 +29,25 @@ void failAllocation(long number) {
     countdown = number;
 }
 
+bool failsNow() {
+    if (countdown == 0 || --countdown > 0)
+        return false;
+    errno = ENOMEM;
+    return true;
+}
+
 bool disarm() {
     bool failed = countdown == 0;
     countdown = 0;
     return failed;
+}
+
+Pause::Pause() : countdown_(countdown) {
+    countdown = 0;
+}
+
+Pause::~Pause() {
+    countdown = countdown_;
 }
 
 long liveBlocks() {
@@ -47,6 +55,8 @@ long liveBlocks() {
 }
 
 } // namespace qldapx_test::failing_memory
+
+using qldapx_test::failing_memory::failsNow;
 
 extern "C" {
 

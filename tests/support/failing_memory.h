@@ -10,6 +10,19 @@ namespace qldapx_test::failing_memory {
 void failAllocation(long number);
 // Ends it; true when that allocation was asked for, hence failed.
 bool disarm();
+// Counts as an allocation that the caller makes by other means; true: it is the one that fails.
+bool failsNow();
+// While it lives, no allocation of this thread fails, nor takes a number.
+class Pause {
+  public:
+    Pause();
+    ~Pause();
+    Pause(const Pause &) = delete;
+    Pause &operator=(const Pause &) = delete;
+
+  private:
+    long countdown_;
+};
 // Blocks allocated minus blocks released by this thread so far.
 long liveBlocks();
 

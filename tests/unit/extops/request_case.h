@@ -1,10 +1,10 @@
 // request_case.h - tables of calls with the request that each sends, or sends not.
 #pragma once
 
+#include "support/case_name.h"
 #include "support/ldap_message.h"
 #include "support/scripted_peer.h"
 
-#include <gtest/gtest.h>
 #include <qldapx.h>
 
 namespace qldapx_test {
@@ -42,11 +42,6 @@ struct SilentCase {
 
 // The call fails by itself: the peer sees no byte, the session's result code stays.
 class SilentTest : public testing::TestWithParam<SilentCase> {};
-
-template <class Case>
-std::string caseName(const testing::TestParamInfo<Case> &info) {
-    return info.param.name;
-}
 
 std::ostream &operator<<(std::ostream &stream, const RequestCase &row);
 std::ostream &operator<<(std::ostream &stream, const SilentCase &row);

@@ -16,7 +16,8 @@ constexpr std::size_t kSlice = 64U * 1024;
 constexpr std::size_t kMaxRunning = 100;
 // How long a client has to take the last message before its connection is closed.
 constexpr std::chrono::seconds kLastMessageTime{5};
-constexpr std::size_t kKeepCapacity = 1024U * 1024;
+// A buffer that has grown beyond this is given back when it is empty.
+constexpr std::size_t kKeepCapacity = 256U * 1024;
 
 } // namespace
 
@@ -141,13 +142,18 @@ void Session::apply(Outcome outcome) {
 void Session::delay(Outcome outcome) {
     auto timer = std::make_unique<asio::steady_timer>(io_, outcome.delay);
     const std::int32_t id = outcome.id;
-    timer->async_wait([self = shared_from_this(), bytes = std::move(outcome.bytes),
-                       drop = outcome.drop, id](const asio::error_code &error) {
+    timer->async_wait([self = shared_from_this(), own = timer.get(),
+                       bytes = std::move(outcome.bytes), drop = outcome.drop,
+                       id](const asio::error_code &error) {
         if (error || self->state_ > State::ClientFinished)
+            return;
+        // Abandoned after the timer had run out: the id may be another operation's by now.
+        const auto running = self->running_.find(id);
+        if (running == self->running_.end() || running->second.timer.get() != own)
             return;
         if (drop)
             return self->close();
-        self->running_.erase(id);
+        self->running_.erase(running);
         self->unsent_ += bytes;
         self->proceed();
     });
@@ -195,6 +201,8 @@ void Session::flush() {
             return;
         }
         unsent_.clear();
+        if (unsent_.capacity() > kKeepCapacity)
+            unsent_.shrink_to_fit();
     }
     afterFlush();
 }

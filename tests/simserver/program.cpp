@@ -88,8 +88,13 @@ SimProgram::SimProgram(const std::vector<std::string> &arguments) {
     const std::string ready = temporaryName();
     std::vector<std::string> all = {STRATA_SIM, "--listen", "127.0.0.1:0", "--ready-file", ready};
     all.insert(all.end(), arguments.begin(), arguments.end());
+    // Under the address sanitizer, freed memory must not pass for a leak of the server.
+    const char *options = getenv("ASAN_OPTIONS");
+    const std::string asanOptions =
+        (options != nullptr ? std::string(options) + ":" : "") + "quarantine_size_mb=1";
     pid_ = fork();
     if (pid_ == 0) {
+        setenv("ASAN_OPTIONS", asanOptions.c_str(), 1);
         if (freopen("/dev/null", "w", stdout) == nullptr)
             _exit(126);
         execute(all);

@@ -124,13 +124,13 @@ TEST(RequestValues, LengthsMayBeLongerThanNeeded) {
 
 TEST(RequestValues, EveryFlippedBitIsAnsweredOrEndsTheConnection) {
     for (const Operation &operation : operations()) {
+        InProcess server;
         const std::string message =
             wire::message(1, wire::extended(wire::strataOid(operation.number),
                                             operation.value.empty() ? nullptr : &operation.value));
         for (std::size_t bit = 0; bit < message.size() * 8; ++bit) {
             std::string flipped = message;
             flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
-            InProcess server;
             server.bindAdmin();
             const std::string answer = server.raw(flipped);
             const bool silent = server.closed || server.last.abandon;

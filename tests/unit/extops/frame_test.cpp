@@ -88,14 +88,19 @@ TEST_P(OperationTest, ErrorsOfTheConnection) {
 
 // Only libldap stores a result code in the session: what the operation itself finds wrong with
 // an answer stays out of it.
-TEST_P(OperationTest, LeavesTheSessionResultCodeToLibldap) {
-    ScriptedPeer peer({ScriptedPeer::answer(extendedResponse(0, std::nullopt, std::nullopt))});
+void expectCodeOfLibldap(const OperationCase &operation, const Bytes &response, int result) {
+    ScriptedPeer peer({ScriptedPeer::answer(response)});
     int code = LDAP_BUSY;
     ldap_set_option(peer.session(), LDAP_OPT_RESULT_CODE, &code);
     Outputs out;
-    EXPECT_EQ(GetParam().call(peer.session(), out), LDAP_NOT_SUPPORTED);
+    EXPECT_EQ(operation.call(peer.session(), out), result);
     ldap_get_option(peer.session(), LDAP_OPT_RESULT_CODE, &code);
     EXPECT_EQ(code, LDAP_SUCCESS);
+}
+
+TEST_P(OperationTest, LeavesTheSessionResultCodeToLibldap) {
+    expectCodeOfLibldap(GetParam(), extendedResponse(0, std::nullopt, std::nullopt),
+                        LDAP_NOT_SUPPORTED);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OperationTest,
@@ -132,6 +137,12 @@ TEST_P(DecodingTest, MalformedByTag) {
         damaged[0] = static_cast<char>(tag);
         EXPECT_EQ(resultOf(GetParam().responseWith(damaged)), GetParam().malformed);
     }
+}
+
+TEST_P(DecodingTest, LeavesTheSessionResultCodeToLibldap) {
+    expectCodeOfLibldap(GetParam(), GetParam().responseWith(""), GetParam().malformed);
+    expectCodeOfLibldap(GetParam(), extendedResponse(0, GetParam().responseOid, std::nullopt),
+                        LDAP_OPERATIONS_ERROR);
 }
 
 std::vector<OperationCase> decodingOperations() {

@@ -4,8 +4,9 @@
  * The search goes over the session that is given, whatever host and port the URL names. A URL
  * without a scope searches the base object, one without a filter uses (objectClass=*). A URL
  * with a critical extension is refused with LDAP_NOT_SUPPORTED: ignoring it would break its
- * promise. A text that is no LDAP URL gives LDAP_PARAM_ERROR. Every failure is also the
- * session's result code (LDAP_OPT_RESULT_CODE).
+ * promise. A text that is no LDAP URL, or has a percent escape that is unfinished or of a NUL,
+ * gives LDAP_PARAM_ERROR. Every failure is also the session's result code
+ * (LDAP_OPT_RESULT_CODE).
  *
  * libldap's schema-description functions for attribute types, object classes, syntaxes,
  * matching rules, matching rule uses and name forms (ldap_schema.h: ldap_str2attributetype,

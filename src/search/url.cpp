@@ -3,6 +3,9 @@
 #include "core/handle.h"
 #include "core/session.h"
 
+#include <cctype>
+#include <cstring>
+
 namespace {
 
 using qldapx::Out;
@@ -10,18 +13,32 @@ using qldapx::storedResult;
 using qldapx::storeResult;
 using qldapx::UrlDescriptionPtr;
 
+// libldap reads a bad percent escape, or that of a NUL, as the end of its part of the URL: the
+// search would be another one, such as that of the root DSE. RFC 3986, 2.1 wants two digits.
+bool escapesAreSound(const char *text) {
+    while ((text = std::strchr(text, '%')) != nullptr) {
+        if (std::isxdigit(static_cast<unsigned char>(text[1])) == 0 ||
+            std::isxdigit(static_cast<unsigned char>(text[2])) == 0 ||
+            std::strncmp(text, "%00", 3) == 0)
+            return false;
+        text += 3;
+    }
+    return true;
+}
+
 // Sends the search that the URL describes; *msgid is set on LDAP_SUCCESS.
 int sendSearch(LDAP *ld, const char *text, int attrsonly, int *msgid) {
     UrlDescriptionPtr url;
+    if (text == nullptr || !escapesAreSound(text))
+        return LDAP_PARAM_ERROR;
     int parsed = ldap_url_parse(text, Out(url));
     if (parsed != LDAP_URL_SUCCESS)
         return parsed == LDAP_URL_ERR_MEM ? LDAP_NO_MEMORY : LDAP_PARAM_ERROR;
     // RFC 4516, 2: a URL with a critical extension that is not honoured must not be followed.
     if (url->lud_crit_exts > 0)
         return LDAP_NOT_SUPPORTED;
-    int scope = url->lud_scope == LDAP_SCOPE_DEFAULT ? LDAP_SCOPE_BASE : url->lud_scope;
-    return ldap_search_ext(ld, url->lud_dn, scope, url->lud_filter, url->lud_attrs, attrsonly,
-                           nullptr, nullptr, nullptr, LDAP_NO_LIMIT, msgid);
+    return ldap_search_ext(ld, url->lud_dn, url->lud_scope, url->lud_filter, url->lud_attrs,
+                           attrsonly, nullptr, nullptr, nullptr, LDAP_NO_LIMIT, msgid);
 }
 
 // The result code of a wait for an answer that did not come.

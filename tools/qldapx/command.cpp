@@ -1,0 +1,75 @@
+#include "command.h"
+
+namespace qldapx {
+namespace {
+
+constexpr const char *sampleConnection =
+    " -H ldap://127.0.0.1:1389 -D cn=admin,dc=example,dc=com -w secret";
+
+CLI::App &addApp(CLI::App &parent, const std::string &name, const std::string &description) {
+    CLI::App *app = parent.add_subcommand(name, description);
+    app->set_help_flag("-h,--help", "Show this help");
+    // The options of the connection are the root's and may stand anywhere.
+    app->fallthrough();
+    return *app;
+}
+
+} // namespace
+
+Run::Run(const CLI::App &rootApp, const CLI::App &command, ConnectionOptions &connection, bool json)
+    : root(rootApp), out(json), connection_(connection), name_(commandPath(command)) {}
+
+void Run::open() {
+    if (!session_)
+        session_.emplace(connection_, out.isJson());
+}
+
+void Run::perform(const std::string &object, const Session::Call &call) {
+    open();
+    session_->perform(name_, object, call);
+}
+
+void Run::done(const std::string &sentence, const Output::Json &fields) {
+    Output::Json all = {{"operation", name_}};
+    if (!fields.is_null())
+        all.update(fields);
+    out.done(sentence, all);
+}
+
+void Run::failed(const Failure &failure) {
+    out.flush();
+    report(failure.problem(), out.isJson());
+    exitStatus_ = exitFailed;
+}
+
+CLI::App &addGroup(CLI::App &parent, const std::string &name, const std::string &description) {
+    CLI::App &group = addApp(parent, name, description);
+    // One command at a time: a later word of the same name is an argument.
+    group.require_subcommand(0, 1);
+    return group;
+}
+
+CLI::App &addCommand(CLI::App &parent, const std::string &name, const std::string &description,
+                     const std::vector<std::string> &examples) {
+    CLI::App &command = addApp(parent, name, description);
+    std::string footer;
+    for (const std::string &example : examples)
+        footer += (footer.empty() ? "qldapx " : "\nqldapx ") + example + sampleConnection;
+    command.footer(footer);
+    return command;
+}
+
+std::string commandPath(const CLI::App &app) {
+    if (app.get_parent() == nullptr || app.get_parent()->get_parent() == nullptr)
+        return app.get_name();
+    return commandPath(*app.get_parent()) + " " + app.get_name();
+}
+
+const CLI::App &chosenCommand(const CLI::App &root) {
+    const CLI::App *app = &root;
+    while (!app->get_subcommands().empty())
+        app = app->get_subcommands().front();
+    return *app;
+}
+
+} // namespace qldapx

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "errors.h"
+#include "output.h"
+#include "session.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qldapx {
+
+/** What a command works with. The session opens when it is first asked for. */
+class Run {
+  public:
+    Run(const CLI::App &root, const CLI::App &command, ConnectionOptions &connection, bool json);
+
+    const CLI::App &root;
+    Output out;
+    void open();
+    /** Runs one operation of the library; `object` is what it works on. */
+    void perform(const std::string &object, const Session::Call &call);
+    /** Says that the operation was done: in a sentence, or as these fields. */
+    void done(const std::string &sentence, const Output::Json &fields);
+    /** Reports a failure that does not end the command, but decides its exit status. */
+    void failed(const Failure &failure);
+    [[nodiscard]] int exitStatus() const { return exitStatus_; }
+
+  private:
+    ConnectionOptions &connection_;
+    std::string name_; // of the command, such as "partition split"
+    std::optional<Session> session_;
+    int exitStatus_ = exitDone;
+};
+
+using Action = std::function<void(Run &)>;
+
+/** The command line: options of the connection, and what the chosen command does. */
+struct Tool {
+    ConnectionOptions connection;
+    bool json = false;
+    Action action;
+};
+
+/** A command that only holds others. */
+CLI::App &addGroup(CLI::App &parent, const std::string &name, const std::string &description);
+
+/**
+ * A command. Its examples are arguments of qldapx, without the options of the connection, that
+ * work in turn against strata-sim's sample.
+ */
+CLI::App &addCommand(CLI::App &parent, const std::string &name, const std::string &description,
+                     const std::vector<std::string> &examples);
+
+/** The words that lead to a command, such as "partition split". */
+std::string commandPath(const CLI::App &app);
+
+/** The command that the parsed command line names, or the group that it stopped at. */
+const CLI::App &chosenCommand(const CLI::App &root);
+
+// The command families, one a file.
+void addWhoami(CLI::App &root, Tool &tool);
+void addPartition(CLI::App &root, Tool &tool);
+void addReplica(CLI::App &root, Tool &tool);
+void addFilter(CLI::App &root, Tool &tool);
+void addPrivileges(CLI::App &root, Tool &tool);
+void addName(CLI::App &root, Tool &tool);
+void addTrigger(CLI::App &root, Tool &tool);
+void addRefresh(CLI::App &root, Tool &tool);
+void addCompletion(CLI::App &root, Tool &tool);
+
+} // namespace qldapx

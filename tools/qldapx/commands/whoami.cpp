@@ -1,0 +1,29 @@
+#include "command.h"
+#include "identity.h"
+#include "text.h"
+
+#include <qldapx.h>
+
+namespace qldapx {
+
+std::string boundIdentity(Run &run) {
+    char *identity = nullptr;
+    run.perform({}, [&](LDAP *ld) { return ldap_get_bind_dn(ld, &identity); });
+    return takeText(identity);
+}
+
+void addWhoami(CLI::App &root, Tool &tool) {
+    CLI::App &command =
+        addCommand(root, "whoami", "Say as whom the server sees this session", {"whoami"});
+    command.callback([&tool] {
+        tool.action = [](Run &run) {
+            const std::string dn = boundIdentity(run);
+            if (run.out.isJson())
+                run.out.json({{"dn", dn}});
+            else
+                run.out.line(dn.empty() ? "anonymous" : printable(dn));
+        };
+    });
+}
+
+} // namespace qldapx

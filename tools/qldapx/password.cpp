@@ -1,0 +1,138 @@
+#include "password.h"
+
+#include "errors.h"
+#include "text.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace qldapx {
+namespace {
+
+constexpr std::size_t maxPassword = 64 * 1024;
+
+class File {
+  public:
+    File(const char *path, int flags) : descriptor_(open(path, flags | O_CLOEXEC)) {}
+    ~File() {
+        if (isOpen())
+            close(descriptor_);
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
+    [[nodiscard]] int descriptor() const { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+[[noreturn]] void failToRead(const std::string &path, const char *why) {
+    throw UsageError(fmt::format("cannot read the password file {}: {}", printable(path), why));
+}
+
+bool isReadableByOthers(int descriptor) {
+    struct stat status = {};
+    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+           (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
+}
+
+// What the prompt changed, where a signal handler can reach it.
+termios savedTerminal;
+volatile sig_atomic_t promptTerminal = -1;
+
+constexpr std::array endingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+// The process ends by the signal itself, so that a shell's loop around it ends too.
+void restoreTerminalAndEnd(int signal) {
+    tcsetattr(promptTerminal, TCSAFLUSH, &savedTerminal);
+    if (write(promptTerminal, "\n", 1) < 0)
+        _exit(128 + signal);
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
+/** Typed characters stay unseen until this ends, however it ends. */
+class EchoOff {
+  public:
+    explicit EchoOff(int terminal) {
+        if (tcgetattr(terminal, &savedTerminal) != 0)
+            throw UsageError("-W needs a terminal to ask on; use -y FILE instead");
+        promptTerminal = terminal;
+        for (const int signal : endingSignals)
+            std::signal(signal, restoreTerminalAndEnd);
+        termios quiet = savedTerminal;
+        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        tcsetattr(terminal, TCSAFLUSH, &quiet);
+    }
+    ~EchoOff() {
+        tcsetattr(promptTerminal, TCSAFLUSH, &savedTerminal);
+        for (const int signal : endingSignals)
+            std::signal(signal, SIG_DFL);
+    }
+    EchoOff(const EchoOff &) = delete;
+    EchoOff &operator=(const EchoOff &) = delete;
+};
+
+void say(int terminal, const char *text) {
+    if (write(terminal, text, std::strlen(text)) < 0)
+        throw UsageError("-W cannot write to the terminal; use -y FILE instead");
+}
+
+Secret readLine(int terminal) {
+    Secret password;
+    char next = '\0';
+    while (password.size() < maxPassword && read(terminal, &next, 1) == 1 && next != '\n')
+        password.resize(password.size() + 1)[password.size() - 1] = next;
+    return password;
+}
+
+} // namespace
+
+Secret readPasswordFile(const std::string &path, bool json) {
+    const File file(path.c_str(), O_RDONLY);
+    if (!file.isOpen())
+        failToRead(path, std::strerror(errno));
+    if (isReadableByOthers(file.descriptor()))
+        warn(fmt::format("others can read the password file {0}; try: chmod 600 {0}",
+                         printable(path)),
+             json);
+    Secret password;
+    std::size_t size = 0;
+    ssize_t got = 0;
+    do {
+        if (size > maxPassword)
+            failToRead(path, "it is too long for a password");
+        got = read(file.descriptor(), password.resize(size + 4096) + size, 4096);
+        size += got > 0 ? static_cast<std::size_t>(got) : 0;
+    } while (got > 0);
+    if (got < 0)
+        failToRead(path, std::strerror(errno));
+    password.resize(size);
+    if (password.empty())
+        failToRead(path, "it is empty");
+    return password;
+}
+
+Secret askPassword() {
+    const File terminal("/dev/tty", O_RDWR | O_NOCTTY);
+    if (!terminal.isOpen())
+        throw UsageError("-W needs a terminal to ask on; use -y FILE instead");
+    Secret password;
+    {
+        const EchoOff echoOff(terminal.descriptor());
+        say(terminal.descriptor(), "LDAP password: ");
+        password = readLine(terminal.descriptor());
+    }
+    say(terminal.descriptor(), "\n");
+    return password;
+}
+
+} // namespace qldapx

@@ -1,0 +1,86 @@
+#include "result_words.h"
+
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <ldap.h>
+
+namespace qldapx {
+namespace {
+
+struct Row {
+    int code;
+    const char *reason;
+    const char *hint;
+};
+
+constexpr const char *strangeAnswer =
+    "is it a Strata server, and does nothing between change its answers? "
+    "The operation may have been carried out: look before you repeat it";
+
+constexpr std::array rows = {
+    Row{LDAP_PROTOCOL_ERROR, "", "the server may not know this operation: is it a Strata server?"},
+    Row{LDAP_TIMELIMIT_EXCEEDED, "", "try again when the server has less to do"},
+    Row{LDAP_STRONG_AUTH_REQUIRED, "", "encrypt the connection (-ZZ, or -H ldaps://...), and bind"},
+    Row{LDAP_REFERRAL, "another server is in charge", "name that server with -H"},
+    Row{LDAP_CONFIDENTIALITY_REQUIRED, "", "encrypt the connection: -ZZ, or -H ldaps://..."},
+    Row{LDAP_NO_SUCH_OBJECT, "", "check the DN; the matched DN, if any, is the part that exists"},
+    Row{LDAP_INVALID_DN_SYNTAX, "", "write a DN as in ou=people,dc=example,dc=com"},
+    Row{LDAP_INAPPROPRIATE_AUTH, "", "give both -D and a password"},
+    Row{LDAP_INVALID_CREDENTIALS, "", "check the DN (-D) and the password (-W, -y or -w)"},
+    Row{LDAP_INSUFFICIENT_ACCESS, "", "bind with -D as someone who has the right"},
+    Row{LDAP_BUSY, "", "try again later"},
+    Row{LDAP_UNAVAILABLE, "", "try again later"},
+    Row{LDAP_UNWILLING_TO_PERFORM, "", "see what the server says; its log may say more"},
+    Row{LDAP_ALREADY_EXISTS, "", "it is there already: nothing needs to be done"},
+    Row{LDAP_OTHER, "", "see the server's log"},
+    Row{LDAP_ENCODING_ERROR, "the answer's value could not be understood", strangeAnswer},
+    Row{LDAP_DECODING_ERROR, "the answer could not be understood", strangeAnswer},
+    Row{LDAP_PARAM_ERROR, "the library takes no such argument; nothing was sent",
+        "see --help of the command"},
+    Row{LDAP_NO_MEMORY, "memory ran out here, not on the server", "free some memory"},
+    Row{LDAP_CONNECT_ERROR, "the connection could not be encrypted",
+        "check the server's certificate and TLS_CACERT in ldap.conf"},
+};
+
+Words serverDown(const Outcome &outcome) {
+    if (outcome.opening)
+        return {fmt::format("no connection to {}", outcome.uri),
+                "is the server running there? Name another with -H"};
+    return {fmt::format("{} ended the connection before it answered", outcome.uri),
+            "the operation may have been carried out: look before you repeat it"};
+}
+
+Words timedOut(const Outcome &outcome) {
+    const std::string reason = fmt::format("no answer from {} within {} second{}", outcome.uri,
+                                           outcome.timeout, outcome.timeout == 1 ? "" : "s");
+    if (outcome.opening)
+        return {reason, "check -H, or wait longer with --timeout SECONDS"};
+    return {reason, "wait longer with --timeout SECONDS; the server may still carry it out: "
+                    "look before you repeat it"};
+}
+
+} // namespace
+
+Words explain(const Outcome &outcome) {
+    switch (outcome.code) {
+    case LDAP_SERVER_DOWN:
+        return serverDown(outcome);
+    case LDAP_TIMEOUT:
+        return timedOut(outcome);
+    case LDAP_OPERATIONS_ERROR:
+        if (outcome.answered)
+            return {"the server answered success, but without the value asked for", strangeAnswer};
+        return {"", "see the server's log"};
+    case LDAP_NOT_SUPPORTED:
+        return {"the server answered success, but with no response OID or another operation's",
+                strangeAnswer};
+    default:
+        break;
+    }
+    const auto row = std::find_if(rows.begin(), rows.end(),
+                                  [&](const Row &each) { return each.code == outcome.code; });
+    return row == rows.end() ? Words{} : Words{row->reason, row->hint};
+}
+
+} // namespace qldapx

@@ -1,0 +1,143 @@
+#include "session.h"
+
+#include "errors.h"
+#include "password.h"
+#include "result_words.h"
+#include "text.h"
+
+#include <fmt/format.h>
+
+namespace qldapx {
+namespace {
+
+template <typename Value>
+void setOption(LDAP *ld, int option, const Value &value) {
+    ldap_set_option(ld, option, &value);
+}
+
+std::string textOption(LDAP *ld, int option) {
+    char *text = nullptr;
+    if (ldap_get_option(ld, option, &text) != LDAP_OPT_SUCCESS || text == nullptr)
+        return {};
+    std::string result = text;
+    ldap_memfree(text);
+    return result;
+}
+
+// What the session remembers of an earlier operation must not explain this one.
+void forgetDiagnostics(LDAP *ld) {
+    ldap_set_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, "");
+    ldap_set_option(ld, LDAP_OPT_MATCHED_DN, "");
+    setOption(ld, LDAP_OPT_RESULT_CODE, LDAP_SUCCESS);
+}
+
+Secret givenPassword(ConnectionOptions &options, bool json) {
+    if (options.ask)
+        return askPassword();
+    if (options.passwordFile)
+        return readPasswordFile(*options.passwordFile, json);
+    return std::move(options.password);
+}
+
+// A DN without a password makes an unauthenticated bind (RFC 4513, 5.1.2), which many servers
+// answer with success although it proves nothing.
+void requirePassword(const ConnectionOptions &options, const Secret &password) {
+    if (!password.empty())
+        return;
+    if (options.hasPassword || options.ask)
+        throw UsageError("the password is empty: that would be an unauthenticated bind, which "
+                         "proves nothing; leave out -D and the password to be anonymous");
+    if (options.bindDn && !options.bindDn->empty())
+        throw UsageError("-D needs a password: add -W (asks for it), -y FILE or -w PASSWORD; "
+                         "leave out -D to be anonymous");
+}
+
+} // namespace
+
+Session::Session(ConnectionOptions &options, bool json) : timeout_(options.timeout) {
+    Secret password = givenPassword(options, json);
+    requirePassword(options, password);
+    open(options);
+    encrypt(options, json);
+    bind(options, std::move(password));
+}
+
+void Session::open(const ConnectionOptions &options) {
+    wipeReleasedLdapMemory();
+    LDAP *ld = nullptr;
+    const int result = ldap_initialize(&ld, options.uri ? options.uri->c_str() : nullptr);
+    session_.reset(ld);
+    if (result == LDAP_PARAM_ERROR && options.uri)
+        throw UsageError(fmt::format("\"{}\" is no LDAP URI: write ldap://HOST:PORT or "
+                                     "ldaps://HOST:PORT",
+                                     printable(*options.uri)));
+    if (result != LDAP_SUCCESS)
+        throw Failure({"connect",
+                       options.uri.value_or(""),
+                       result,
+                       ldap_err2string(result),
+                       {},
+                       {},
+                       {},
+                       "check URI in ldap.conf and LDAPURI, or name the server with -H"});
+    const timeval patience = {timeout_, 0};
+    setOption(ld, LDAP_OPT_PROTOCOL_VERSION, int{LDAP_VERSION3});
+    setOption(ld, LDAP_OPT_TIMEOUT, patience);
+    setOption(ld, LDAP_OPT_NETWORK_TIMEOUT, patience);
+    // libldap would follow a referral anonymously, and change another server than was asked for.
+    ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+}
+
+void Session::encrypt(const ConnectionOptions &options, bool json) {
+    if (options.startTls == 0)
+        return;
+    try {
+        perform("StartTLS", uri(), [](LDAP *ld) { return ldap_start_tls_s(ld, nullptr, nullptr); });
+    } catch (const Failure &failure) {
+        if (options.startTls > 1 || failure.problem().code.value_or(0) < 0)
+            throw;
+        warn(fmt::format("{}; going on without encryption (-ZZ would stop here)", failure.what()),
+             json);
+    }
+}
+
+void Session::bind(const ConnectionOptions &options, Secret password) {
+    // Without -D libldap takes the DN of its own configuration (BINDDN).
+    const char *dn = options.bindDn ? options.bindDn->c_str() : nullptr;
+    berval credentials = {password.size(), password.data()};
+    const bool endsInNewline = options.passwordFile && password.view().ends_with('\n');
+    try {
+        perform("bind", options.bindDn.value_or(""), [&](LDAP *ld) {
+            return ldap_sasl_bind_s(ld, dn, LDAP_SASL_SIMPLE, &credentials, nullptr, nullptr,
+                                    nullptr);
+        });
+    } catch (const Failure &failure) {
+        Problem problem = failure.problem();
+        if (problem.code == LDAP_INVALID_CREDENTIALS && endsInNewline)
+            problem.hint = "the password file ends with a line end, which counts as part of the "
+                           "password: write it with printf %s";
+        throw Failure(std::move(problem));
+    }
+    bound_ = true;
+}
+
+std::string Session::uri() const {
+    return textOption(session_.get(), LDAP_OPT_URI);
+}
+
+void Session::perform(const std::string &operation, const std::string &object, const Call &call) {
+    LDAP *ld = session_.get();
+    forgetDiagnostics(ld);
+    const int code = call(ld);
+    if (code == LDAP_SUCCESS)
+        return;
+    int sessionCode = LDAP_SUCCESS;
+    ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &sessionCode);
+    const bool answered = sessionCode == LDAP_SUCCESS;
+    const Words words = explain({code, answered, !bound_, uri(), timeout_});
+    throw Failure({operation, object, code, ldap_err2string(code), words.reason,
+                   answered ? std::string() : textOption(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE),
+                   textOption(ld, LDAP_OPT_MATCHED_DN), words.hint});
+}
+
+} // namespace qldapx

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "secret.h"
+
+#include <functional>
+#include <ldap.h>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace qldapx {
+
+/** How to reach the server and as whom, as the command line says it. */
+struct ConnectionOptions {
+    std::optional<std::string> uri; // without one, libldap's own configuration names it
+    std::optional<std::string> bindDn;
+    Secret password; // of -w
+    bool hasPassword = false;
+    bool ask = false;
+    std::optional<std::string> passwordFile;
+    int startTls = 0; // 2: refuse to go on without
+    int timeout = 30; // seconds
+};
+
+/** A bound session. All of it throws Failure, or UsageError for options that cannot be used. */
+class Session {
+  public:
+    Session(ConnectionOptions &options, bool json);
+
+    using Call = std::function<int(LDAP *)>;
+    /** Runs one operation of the library on the session. */
+    void perform(const std::string &operation, const std::string &object, const Call &call);
+
+  private:
+    struct Unbind {
+        void operator()(LDAP *ld) const { ldap_unbind_ext_s(ld, nullptr, nullptr); }
+    };
+
+    void open(const ConnectionOptions &options);
+    void encrypt(const ConnectionOptions &options, bool json);
+    void bind(const ConnectionOptions &options, Secret password);
+    [[nodiscard]] std::string uri() const;
+
+    std::unique_ptr<LDAP, Unbind> session_;
+    int timeout_;
+    bool bound_ = false;
+};
+
+} // namespace qldapx

@@ -1,0 +1,137 @@
+#include "usage.h"
+
+#include "errors.h"
+#include "text.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace qldapx {
+namespace {
+
+std::string fullName(const CLI::App &app) {
+    return app.get_parent() == nullptr ? app.get_name() : "qldapx " + commandPath(app);
+}
+
+std::string helpOf(const CLI::App &app) {
+    return fullName(app) + " --help";
+}
+
+std::string subcommandNames(const CLI::App &app) {
+    std::string names;
+    for (const CLI::App *sub : app.get_subcommands(nullptr))
+        if (!sub->get_group().empty())
+            names += (names.empty() ? "" : ", ") + sub->get_name();
+    return names;
+}
+
+// What follows the "=" of an unknown option may be a secret.
+std::string withoutValue(const std::string &argument) {
+    const bool isOption = argument.starts_with("-");
+    return printable(isOption ? argument.substr(0, argument.find('=')) : argument);
+}
+
+/** A group without its command, or with a word that is none of its commands. */
+void requireCommand(const CLI::App &chosen, const std::vector<std::string> &extras) {
+    if (chosen.get_subcommands(nullptr).empty())
+        return;
+    const auto word = std::find_if(extras.begin(), extras.end(),
+                                   [](const auto &extra) { return !extra.starts_with("-"); });
+    if (word == extras.end() && !extras.empty())
+        return;
+    const std::string name = fullName(chosen);
+    throw UsageError(word == extras.end()
+                         ? fmt::format("{} needs a command", name)
+                         : fmt::format("{} has no command \"{}\"", name, printable(*word)),
+                     fmt::format("{}, or {}", subcommandNames(chosen), helpOf(chosen)));
+}
+
+void refuseExtras(const CLI::App &chosen, const std::vector<std::string> &extras) {
+    if (extras.empty())
+        return;
+    const std::string first = withoutValue(extras.front());
+    throw UsageError(first.starts_with("-") ? fmt::format("there is no option {} here", first)
+                                            : fmt::format("\"{}\" is one argument too many for {}",
+                                                          first, fullName(chosen)),
+                     helpOf(chosen));
+}
+
+void requireOnePassword(const ConnectionOptions &connection) {
+    const int ways = static_cast<int>(connection.hasPassword) + static_cast<int>(connection.ask) +
+                     static_cast<int>(connection.passwordFile.has_value());
+    if (ways > 1)
+        throw UsageError("give the password once: -w, -W or -y");
+}
+
+bool isGiven(const CLI::App &root, const char *option) {
+    return root.count(option) > 0;
+}
+
+} // namespace
+
+void addConnectionOptions(CLI::App &root, Tool &tool) {
+    constexpr int aDay = 24 * 60 * 60;
+    ConnectionOptions &connection = tool.connection;
+    const auto add = [&](CLI::Option *option, const char *value = nullptr) {
+        option->group("Connection");
+        return value == nullptr ? option : option->type_name(value);
+    };
+    add(root.add_option("-H", connection.uri,
+                        "The server, as in ldap://HOST:PORT; without it ldap.conf and LDAPURI say"),
+        "URI");
+    add(root.add_flag("-x")->description("Simple bind; always so"));
+    add(root.add_option("-D", connection.bindDn, "Bind as this entry; without it, anonymous"),
+        "DN");
+    add(root.add_flag("-W", connection.ask, "Ask for the password on the terminal"));
+    add(root.add_option("-y", connection.passwordFile,
+                        "Read the password from this file, whole, line end and all"),
+        "FILE");
+    add(root.add_option("-w", "The password; safer are -W and -y"), "PASSWORD");
+    add(root.add_flag("-Z", connection.startTls,
+                      "Encrypt with StartTLS; -ZZ refuses to go on without"));
+    add(root.add_option("--timeout", connection.timeout, "Wait so long for each answer")
+            ->check(CLI::Range(1, aDay).description(""))
+            ->capture_default_str(),
+        "SECONDS");
+    root.add_flag("--json", tool.json, "Print JSON, errors as well");
+}
+
+std::set<std::string> optionsWithValue(const CLI::App &app) {
+    std::set<std::string> names;
+    for (const CLI::Option *option : app.get_options()) {
+        if (option->get_positional() || option->get_type_size() == 0)
+            continue;
+        for (const std::string &name : option->get_snames())
+            names.insert("-" + name);
+        for (const std::string &name : option->get_lnames())
+            names.insert("--" + name);
+    }
+    for (const CLI::App *sub : app.get_subcommands(nullptr))
+        names.merge(optionsWithValue(*sub));
+    return names;
+}
+
+void parse(CLI::App &root, Tool &tool, std::vector<std::string> arguments) {
+    std::reverse(arguments.begin(), arguments.end()); // as CLI11 wants them
+    try {
+        root.parse(std::move(arguments));
+    } catch (const CLI::Success &) {
+        throw;
+    } catch (const CLI::ParseError &error) {
+        const CLI::App &chosen = chosenCommand(root);
+        requireCommand(chosen, root.remaining(true));
+        refuseExtras(chosen, root.remaining(true));
+        throw UsageError(printable(error.what()), helpOf(chosen));
+    }
+    const CLI::App &chosen = chosenCommand(root);
+    requireCommand(chosen, {});
+    tool.connection.hasPassword = isGiven(root, "-w");
+    requireOnePassword(tool.connection);
+}
+
+bool asksForJson(const std::vector<std::string> &arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
+}
+
+} // namespace qldapx

@@ -69,17 +69,16 @@ TEST(BerReader, TakesLengthsThatAreLongerThanNeeded) {
 
 TEST(BerReader, RefusesWhatIsNoElement) {
     const char *cases[] = {
-        "",                     // nothing
-        "04",                   // no length
-        "0480",                 // indefinite length
-        "0481",                 // half a length
-        "0401",                 // no content
-        "04840000000261",       // content too short
-        "0484ffffffff61",       // four gigabytes
-        "0488ffffffffffffffff", // more than there can be
-        "0489000000000000000001"
-        "61",     // nine octets of length
-        "1f0161", // high tag number
+        "",                         // nothing
+        "04",                       // no length
+        "0480",                     // indefinite length
+        "0481",                     // half a length
+        "0401",                     // no content
+        "04840000000261",           // content too short
+        "0484ffffffff61",           // four gigabytes
+        "0488ffffffffffffffff",     // more than there can be
+        "048900000000000000000161", // nine octets of length
+        "1f0161",                   // high tag number
     };
     for (const char *bytes : cases) {
         const std::string data = hex(bytes);

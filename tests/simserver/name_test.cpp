@@ -63,6 +63,17 @@ TEST(KoraNames, Errors) {
     }
 }
 
+TEST(KoraNames, AnswersSayWhatIsWrong) {
+    InProcess server;
+    const std::pair<std::string, const char *> cases[] = {
+        {units("a") + '\0', "kora name: an odd number of bytes"},
+        {units("a").substr(0, 2), "kora name: no zero unit at the end"},
+        {hex("d8000000"), "kora name: not UTF-16"},
+    };
+    for (const auto &[name, diagnostic] : cases)
+        EXPECT_EQ(server.extended(1, text(name)).diagnostic, diagnostic);
+}
+
 TEST(DnsNames, BecomeDns) {
     InProcess server;
     server.bindAdmin();

@@ -41,7 +41,7 @@ void requireCommand(const CLI::App &chosen, const std::vector<std::string> &extr
         return;
     const std::string name = fullName(chosen);
     throw UsageError(word == extras.end()
-                         ? fmt::format("{} needs a command", name)
+                         ? fmt::format("name a command of {}", name)
                          : fmt::format("{} has no command \"{}\"", name, printable(*word)),
                      fmt::format("{}, or {}", subcommandNames(chosen), helpOf(chosen)));
 }
@@ -54,6 +54,15 @@ void refuseExtras(const CLI::App &chosen, const std::vector<std::string> &extras
                                             : fmt::format("\"{}\" is one argument too many for {}",
                                                           first, fullName(chosen)),
                      helpOf(chosen));
+}
+
+std::string inWords(const CLI::ParseError &error) {
+    const std::string text = printable(error.what());
+    const std::size_t colon = text.find(": ");
+    // All values that are converted are numbers.
+    if (dynamic_cast<const CLI::ConversionError *>(&error) == nullptr || colon == std::string::npos)
+        return text;
+    return fmt::format("not a number of 32 bits: {}", text.substr(colon + 2));
 }
 
 void requireOnePassword(const ConnectionOptions &connection) {
@@ -99,7 +108,7 @@ void addConnectionOptions(CLI::App &root, Tool &tool) {
 std::set<std::string> optionsWithValue(const CLI::App &app) {
     std::set<std::string> names;
     for (const CLI::Option *option : app.get_options()) {
-        if (option->get_positional() || option->get_type_size() == 0)
+        if (option->get_positional() || option->get_items_expected_max() == 0)
             continue;
         for (const std::string &name : option->get_snames())
             names.insert("-" + name);
@@ -119,9 +128,11 @@ void parse(CLI::App &root, Tool &tool, std::vector<std::string> arguments) {
         throw;
     } catch (const CLI::ParseError &error) {
         const CLI::App &chosen = chosenCommand(root);
-        requireCommand(chosen, root.remaining(true));
-        refuseExtras(chosen, root.remaining(true));
-        throw UsageError(printable(error.what()), helpOf(chosen));
+        std::vector<std::string> extras = root.remaining(true);
+        std::erase(extras, "--");
+        requireCommand(chosen, extras);
+        refuseExtras(chosen, extras);
+        throw UsageError(inWords(error), helpOf(chosen));
     }
     const CLI::App &chosen = chosenCommand(root);
     requireCommand(chosen, {});

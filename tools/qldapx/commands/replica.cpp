@@ -4,6 +4,7 @@
 
 #include <array>
 #include <csignal>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
 #include <qldapx.h>
@@ -181,31 +182,42 @@ void addOrder(CLI::App &group, Tool &tool, const Order &order) {
     });
 }
 
-// The library ends the process when a report's DN has no room in its record. Ours then ends as
-// one that failed, with the reason.
+// The library ends the process, with a message of its own, when a report's DN has no room in its
+// record. Ours then ends as one that failed, with the reason.
 std::string lastWords;
+int standardError = -1;
 
 void sayLastWords(int /*signal*/) {
-    if (write(STDERR_FILENO, lastWords.data(), lastWords.size()) < 0)
+    if (write(standardError, lastWords.data(), lastWords.size()) < 0)
         _exit(exitFailed);
     _exit(exitFailed);
+}
+
+std::string tooLong(const std::string &object, bool json) {
+    Problem problem;
+    problem.operation = "replica info";
+    problem.object = object;
+    problem.reason = "the answer's DN is longer than the 770 bytes that a report can hold";
+    return json ? problemLine(problem)
+                : fmt::format("qldapx: {} {}\n  reason:       {}\n", problem.operation,
+                              printable(problem.object), problem.reason);
 }
 
 class AbortIsFailure {
   public:
     AbortIsFailure(const std::string &object, bool json) {
-        Problem problem;
-        problem.operation = "replica info";
-        problem.object = object;
-        problem.reason = "the answer's DN is longer than the 770 bytes that a report can hold";
-        problem.hint = "look at the replica with the server's own tools";
-        lastWords = json ? problemLine(problem)
-                         : fmt::format("qldapx: {} {}\n  reason:       {}\n  try:          {}\n",
-                                       problem.operation, printable(problem.object), problem.reason,
-                                       problem.hint);
+        lastWords = tooLong(object, json);
+        standardError = dup(STDERR_FILENO);
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(nowhere, STDERR_FILENO);
+        close(nowhere);
         std::signal(SIGABRT, sayLastWords);
     }
-    ~AbortIsFailure() { std::signal(SIGABRT, SIG_DFL); }
+    ~AbortIsFailure() {
+        std::signal(SIGABRT, SIG_DFL);
+        dup2(standardError, STDERR_FILENO);
+        close(standardError);
+    }
     AbortIsFailure(const AbortIsFailure &) = delete;
     AbortIsFailure &operator=(const AbortIsFailure &) = delete;
 };

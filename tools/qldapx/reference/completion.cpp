@@ -17,6 +17,11 @@ _qldapx() {
             skip=''
             continue
         fi
+        # bash cuts words at "=" and ":"; what follows belongs to the word before.
+        if [[ $word == [=:]* ]]; then
+            skip=1
+            continue
+        fi
 )";
 
 constexpr const char *scriptTail = R"(    local word
@@ -82,7 +87,7 @@ std::string bashCompletion(const CLI::App &root) {
                           joined(paths, " | "));
     script += "    case $previous in\n    -y)\n        mapfile -t COMPREPLY < <(compgen -f -- "
               "\"$current\")\n        return ;;\n";
-    script += fmt::format("    {}) COMPREPLY=(); return ;;\n    esac\n", takingValue);
+    script += fmt::format("    {} | [=:]*) COMPREPLY=(); return ;;\n    esac\n", takingValue);
     script += "    local words\n    case $command in\n";
     appendBranches(script, command);
     script += "    esac\n";

@@ -38,35 +38,9 @@ void HelpWriter::item(const std::string &term, const std::string &description) {
     }
 }
 
-/** The words of a shell command, an option together with its value. */
-std::vector<std::string> shellPieces(const std::string &command) {
-    std::vector<std::string> pieces(1);
-    bool quoted = false;
-    for (const std::string &word : split(command, ' ')) {
-        const bool isValue = pieces.back().starts_with('-') && !word.starts_with('-') &&
-                             pieces.back().find(' ') == std::string::npos;
-        if (quoted || isValue)
-            pieces.back() += " " + word;
-        else
-            pieces.push_back(word);
-        for (const char c : word)
-            quoted = quoted != (c == '\'');
-    }
-    pieces.erase(pieces.begin());
-    return pieces;
-}
-
 void HelpWriter::example(const std::string &command) {
-    std::string line = " ";
-    for (const std::string &piece : shellPieces(command)) {
-        constexpr std::size_t roomForBackslash = 2;
-        if (line.size() + 1 + piece.size() + roomForBackslash > screenWidth) {
-            text_ += line + " \\\n";
-            line = "   ";
-        }
-        line += " " + piece;
-    }
-    text_ += line + "\n";
+    for (const std::string &line : exampleLines(command, screenWidth - 2))
+        text_ += "  " + line + "\n";
 }
 
 /** What a group does, and the names of its commands. */

@@ -43,10 +43,12 @@ std::string options(const CommandText &command) {
 }
 
 std::string examples(const CommandText &command) {
-    std::string page = ".PP\n.nf\n";
+    constexpr std::size_t width = 64; // what man indents leaves less than a screen
+    std::string page = ".PP\n.RS\n.nf\n";
     for (const std::string &example : command.examples)
-        page += ".RS\n" + escaped(example) + "\n.RE\n";
-    return page + ".fi\n";
+        for (const std::string &line : exampleLines(example, width))
+            page += escaped(line) + "\n";
+    return page + ".fi\n.RE\n";
 }
 
 void appendCommands(std::string &page, const CommandText &command) {
@@ -81,7 +83,7 @@ std::string manualPage(const CLI::App &root) {
     page += ".SH ENVIRONMENT\n.TP\n\\fBLDAPURI\\fR and the other variables of ldap.conf(5)\n"
             "Where the server is, and how to reach it.\n"
             ".TP\n\\fBNO_COLOR\\fR\nWhen set and not empty: no colour.\n";
-    page += ".SH SEE ALSO\nldapsearch(1), ldap.conf(5), strata\\-sim(1)\n";
+    page += ".SH SEE ALSO\nldapsearch(1), ldap.conf(5)\n";
     return page;
 }
 

@@ -25,7 +25,7 @@ OptionText describeOption(const CLI::Option &option) {
         text.names.push_back("-" + name);
     for (const std::string &name : option.get_lnames())
         text.names.push_back("--" + name);
-    if (option.get_type_size() != 0)
+    if (option.get_items_expected_max() != 0)
         text.value = option.get_type_name();
     text.description = option.get_description();
     if (!option.get_default_str().empty())
@@ -37,6 +37,24 @@ OptionText describeOption(const CLI::Option &option) {
 
 bool isHidden(const CLI::App &app) {
     return app.get_group().empty();
+}
+
+/** The words of a shell command, an option together with its value. */
+std::vector<std::string> shellPieces(const std::string &command) {
+    std::vector<std::string> pieces(1);
+    bool quoted = false;
+    for (const std::string &word : split(command, ' ')) {
+        const bool isValue = pieces.back().starts_with('-') && !word.starts_with('-') &&
+                             pieces.back().find(' ') == std::string::npos;
+        if (quoted || isValue)
+            pieces.back() += " " + word;
+        else
+            pieces.push_back(word);
+        for (const char c : word)
+            quoted = quoted != (c == '\'');
+    }
+    pieces.erase(pieces.begin());
+    return pieces;
 }
 
 const std::string &firstExample(const std::vector<CommandText> &commands) {
@@ -64,6 +82,22 @@ CommandText describe(const CLI::App &app) {
     else if (!text.commands.empty())
         text.examples = {firstExample(text.commands)};
     return text;
+}
+
+std::vector<std::string> exampleLines(const std::string &command, std::size_t width) {
+    constexpr std::size_t backslash = 2;
+    std::vector<std::string> lines;
+    for (const std::string &piece : shellPieces(command)) {
+        if (lines.empty()) {
+            lines.push_back(piece);
+        } else if (lines.back().size() + 1 + piece.size() + backslash > width) {
+            lines.back() += " \\";
+            lines.push_back("  " + piece);
+        } else {
+            lines.back() += " " + piece;
+        }
+    }
+    return lines;
 }
 
 std::string optionSyntax(const OptionText &option) {

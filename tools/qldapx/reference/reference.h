@@ -40,6 +40,8 @@ CommandText describe(const CLI::App &app);
 std::string usageLine(const CommandText &command);
 /** Such as "-H URI" or "-h, --help". */
 std::string optionSyntax(const OptionText &option);
+/** A shell command in lines of at most that many columns, where it can be broken. */
+std::vector<std::string> exampleLines(const std::string &command, std::size_t width);
 /** Explanations of what all examples need, and of the exit status; the same in all texts. */
 extern const char *const exampleNote;
 extern const char *const exitStatusNote;

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace test {
+
+using Json = nlohmann::json;
+using Arguments = std::vector<std::string>;
+
+/** How a process ended; a signal counts as a shell counts it, 128 and its number. */
+struct Result {
+    int status = -1;
+    std::string out;
+    std::string err;
+
+    /** Standard output as JSON, or a failure of the test. */
+    [[nodiscard]] Json json() const;
+    /** The one line of JSON on standard error: what stands under "error". */
+    [[nodiscard]] Json error() const;
+};
+
+/** What a process gets besides its arguments. */
+struct Surroundings {
+    std::map<std::string, std::string> environment; // on top of a bare one
+    std::string outputFile;                         // in place of a pipe
+    std::string directory;
+};
+
+/** A program under test: started, and waited for at most so long. */
+class Process {
+  public:
+    Process(const std::string &program, const Arguments &arguments,
+            const Surroundings &surroundings = {});
+    ~Process();
+    Process(Process &&other) noexcept;
+    Process &operator=(Process &&) = delete;
+    Process(const Process &) = delete;
+    Process &operator=(const Process &) = delete;
+
+    [[nodiscard]] pid_t pid() const { return pid_; }
+    void signal(int number) const;
+    /** Stops reading what it writes to standard output. */
+    void closeOutput();
+    /** Waits for the end, killing it after a time that no test needs: then the status is -1. */
+    Result wait();
+
+  private:
+    pid_t pid_;
+    int out_;
+    int err_;
+};
+
+/** argv and environment for an exec; nothing of the test's own but PATH. */
+[[noreturn]] void execute(const std::string &program, const Arguments &arguments,
+                          const Surroundings &surroundings);
+
+Result runTool(const Arguments &arguments, const Surroundings &surroundings = {});
+Result runShell(const std::string &script, const Surroundings &surroundings = {});
+
+/** A folder that goes with its test. */
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+
+    [[nodiscard]] std::string path(const std::string &name) const { return folder_ + "/" + name; }
+    /** Writes a file that only its owner can read, unless `mode` says more. */
+    [[nodiscard]] std::string write(const std::string &name, const std::string &content,
+                                    unsigned mode = 0600) const;
+
+  private:
+    std::string folder_;
+};
+
+std::string readFile(const std::string &path);
+
+} // namespace test

@@ -1,0 +1,80 @@
+#include "system/terminal.h"
+
+#include <array>
+#include <csignal>
+#include <poll.h>
+#include <pty.h>
+#include <stdexcept>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utmp.h>
+
+namespace test {
+
+Terminal::Terminal(const Arguments &arguments, const Surroundings &surroundings) {
+    winsize size = {24, 80, 0, 0};
+    if (openpty(&master_, &slave_, nullptr, nullptr, &size) != 0)
+        throw std::runtime_error("no terminal");
+    pid_ = fork();
+    if (pid_ == 0) {
+        close(master_);
+        login_tty(slave_);
+        execute(QLDAPX_PATH, arguments, surroundings);
+    }
+}
+
+Terminal::~Terminal() {
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+    close(slave_);
+    close(master_);
+}
+
+void Terminal::type(const std::string &keys) const {
+    if (write(master_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
+        throw std::runtime_error("cannot type");
+}
+
+bool Terminal::readMore(int milliseconds) {
+    pollfd end = {master_, POLLIN, 0};
+    if (poll(&end, 1, milliseconds) <= 0)
+        return false;
+    std::array<char, 4096> buffer{};
+    const ssize_t got = read(master_, buffer.data(), buffer.size());
+    screen_.append(buffer.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
+    return got > 0;
+}
+
+bool Terminal::waitFor(const std::string &text) {
+    constexpr int patience = 20000;
+    while (screen_.find(text) == std::string::npos)
+        if (!readMore(patience))
+            return false;
+    return true;
+}
+
+bool Terminal::echoes() const {
+    termios settings{};
+    tcgetattr(slave_, &settings);
+    return (settings.c_lflag & ECHO) != 0;
+}
+
+Result Terminal::finish() {
+    constexpr int attempts = 6000;
+    int status = 0;
+    Result result;
+    for (int i = 0; i < attempts && waitpid(pid_, &status, WNOHANG) == 0; ++i)
+        readMore(10);
+    while (readMore(50)) {
+    }
+    result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    result.out = screen_;
+    pid_ = -1;
+    return result;
+}
+
+} // namespace test

@@ -139,6 +139,7 @@ std::string rdnKey(const std::vector<Ava> &avas) {
     if (avas.size() == 1)
         return schema::keyOf(avas[0].type) + '=' + keyValue(avas[0].value);
     std::vector<std::string> parts;
+    parts.reserve(avas.size());
     for (const Ava &ava : avas)
         parts.push_back(schema::keyOf(ava.type) + '=' + keyValue(ava.value));
     std::sort(parts.begin(), parts.end());

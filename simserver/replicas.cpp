@@ -95,6 +95,7 @@ std::vector<std::string> Topology::replicaServers(const Dn &partitionDn) {
     for (const auto &[key, replica] : requirePartition(partitionDn).replicas)
         byNumber.emplace(replica.number, replica.serverDn);
     std::vector<std::string> servers;
+    servers.reserve(byNumber.size());
     for (auto &[number, dn] : byNumber)
         servers.push_back(std::move(dn));
     return servers;

@@ -72,8 +72,7 @@ constexpr std::string_view kObjectClasses[] = {
     "( 2.5.6.4 NAME 'organization' SUP top STRUCTURAL MUST o MAY ( description $ seeAlso $ "
     "telephoneNumber $ userPassword ) )",
     "( 2.5.6.5 NAME 'organizationalUnit' SUP top STRUCTURAL MUST ou MAY ( description $ l $ "
-    "seeAlso "
-    "$ telephoneNumber $ userPassword ) )",
+    "seeAlso $ telephoneNumber $ userPassword ) )",
     "( 2.5.6.6 NAME 'person' SUP top STRUCTURAL MUST ( sn $ cn ) MAY ( userPassword $ "
     "telephoneNumber $ seeAlso $ description ) )",
     "( 2.5.6.7 NAME 'organizationalPerson' SUP person STRUCTURAL MAY ( title $ ou $ l $ st ) )",

@@ -19,6 +19,7 @@ Server::Server(asio::io_context &io, const std::string &host, std::uint16_t port
     acceptor_.listen();
 }
 
+// NOLINTNEXTLINE(bugprone-exception-escape)
 Server::~Server() {
     stop();
 }

@@ -18,6 +18,7 @@ class Server {
     /** Listens at once; throws asio::system_error when it cannot. Port 0 is any free one. */
     Server(asio::io_context &io, const std::string &host, std::uint16_t port,
            Dispatcher &dispatcher, Session::Settings settings);
+    // NOLINTNEXTLINE(bugprone-exception-escape): without memory to close them, the program ends.
     ~Server();
 
     std::string uri() const;

@@ -46,7 +46,7 @@ Entry renamedEntry(const Node &node, const Dn &newRdn, bool deleteOld) {
 }
 
 std::shared_ptr<Node> findParent(const Tree &tree, const Node &node, const Dn &superior) {
-    const auto parent = tree.require(superior);
+    auto parent = tree.require(superior);
     if (isWithin(parent->key, node.key))
         throw OperationError(ResultCode::UnwillingToPerform, "an entry cannot move below itself");
     return parent;

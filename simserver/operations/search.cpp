@@ -44,7 +44,7 @@ class Walk {
             }
             step.last = child->first;
             // The path may grow below: the step is not to be used after that.
-            const std::shared_ptr<Node> node = child->second;
+            std::shared_ptr<Node> node = child->second;
             if (step.node->key.empty() && isServerEntry(node->key))
                 continue;
             if (scope_ == Scope::Subtree)
@@ -60,7 +60,7 @@ class Walk {
         std::uint64_t last; // order of the child that was visited last
     };
 
-    std::shared_ptr<Node> begin(std::shared_ptr<Node> base) {
+    std::shared_ptr<Node> begin(const std::shared_ptr<Node> &base) {
         if (scope_ != Scope::Base)
             path_.push_back({base, 0});
         // The nameless top is no entry, and one level begins below the base.

@@ -57,7 +57,7 @@ void refuseExtras(const CLI::App &chosen, const std::vector<std::string> &extras
 }
 
 std::string inWords(const CLI::ParseError &error) {
-    const std::string text = printable(error.what());
+    std::string text = printable(error.what());
     const std::size_t colon = text.find(": ");
     // All values that are converted are numbers.
     if (dynamic_cast<const CLI::ConversionError *>(&error) == nullptr || colon == std::string::npos)

@@ -33,7 +33,10 @@ void HelpWriter::item(const std::string &term, const std::string &description) {
     if (line.size() + 2 > margin.size())
         text_ += line + "\n", line.clear();
     for (const std::string &part : wrapped(description, screenWidth - margin.size())) {
-        text_ += line + std::string(margin.size() - line.size(), ' ') + part + "\n";
+        line.resize(margin.size(), ' ');
+        text_ += line;
+        text_ += part;
+        text_ += '\n';
         line.clear();
     }
 }

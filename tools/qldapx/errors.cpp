@@ -81,7 +81,8 @@ void report(const Problem &problem, bool json) {
     }
     printHeadline("", headline(problem));
     printLabelled("reason:", problem.reason);
-    printLabelled("server says:", printable(problem.diagnostic));
+    printLabelled(problem.code.value_or(0) < 0 ? "libldap says:" : "server says:",
+                  printable(problem.diagnostic));
     printLabelled("matched DN:", printable(problem.matchedDn));
     printLabelled("try:", problem.hint);
 }

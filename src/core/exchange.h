@@ -41,9 +41,12 @@ class Exchange {
     [[nodiscard]] BerElement *newEncoder();
     [[nodiscard]] int send(const Operation &operation);
 
-    // Lets read(Decoder &) take the response value; it returns the result code.
+    // After a call that gave `called`: lets read(Decoder &) take the response value and give the
+    // result code. A failed call is the result as it stands.
     template <class Read>
-    [[nodiscard]] int response(Read read) {
+    [[nodiscard]] int response(int called, Read read) {
+        if (called != LDAP_SUCCESS)
+            return called;
         if (responseValue_ == nullptr)
             return LDAP_OPERATIONS_ERROR;
         Decoder decoder(responseValue_.get());
@@ -62,5 +65,12 @@ class Exchange {
     BervalPtr responseValue_;
     LdapStringPtr responseOid_;
 };
+
+// Reads a response that is one INTEGER.
+inline auto integerInto(int *number) {
+    return [number](Decoder &value) {
+        return value.integer(number) ? LDAP_SUCCESS : malformedResponse;
+    };
+}
 
 } // namespace qldapx

@@ -34,7 +34,8 @@ ber_len_t wholeLength(ber_len_t length) {
     return length;
 }
 
-// Response: one OCTET STRING, handed out as a NUL-terminated copy from the C allocator.
+// Reads a response that is one OCTET STRING, handed out as a NUL-terminated copy from the C
+// allocator.
 int readString(Decoder &value, char **out, ber_len_t (*copied)(ber_len_t) = wholeLength) {
     BervalPtr text;
     if (!value.octets(text))
@@ -71,10 +72,8 @@ int queryPrivileges(LDAP *ld, const char *dn, const char *trusteeDN, char **attr
     if (dn == nullptr || trusteeDN == nullptr || attrList == nullptr || privileges == nullptr)
         return LDAP_PARAM_ERROR;
     Exchange exchange(ld);
-    int result = exchange.call(privilegesOfList, "ss{v}", dn, trusteeDN, attrList);
-    if (result != LDAP_SUCCESS)
-        return result;
     return exchange.response(
+        exchange.call(privilegesOfList, "ss{v}", dn, trusteeDN, attrList),
         [&](Decoder &value) { return readPrivileges(value, privileges, capacity, written); });
 }
 
@@ -108,11 +107,9 @@ extern "C" {
 
 int ldap_get_bind_dn(LDAP *ld, char **identity) {
     Exchange exchange(ld);
-    int result = exchange.call(bindDn);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response(
-        [identity](Decoder &value) { return readString(value, identity, identityLength); });
+    return exchange.response(exchange.call(bindDn), [identity](Decoder &value) {
+        return readString(value, identity, identityLength);
+    });
 }
 
 QLDAPX_ALIAS(ldap_get_bind_dn)
@@ -122,12 +119,8 @@ int ldap_get_context_identity_name(LDAP *ld, char **identity);
 int ldap_get_effective_privileges(LDAP *ld, char *dn, char *trusteeDN, char *attrName,
                                   int *privileges) {
     Exchange exchange(ld);
-    int result = exchange.call(privilegesOfOne, "sss", dn, trusteeDN, attrName);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([privileges](Decoder &value) {
-        return value.integer(privileges) ? LDAP_SUCCESS : malformedResponse;
-    });
+    return exchange.response(exchange.call(privilegesOfOne, "sss", dn, trusteeDN, attrName),
+                             qldapx::integerInto(privileges));
 }
 
 // Request: dn, trusteeDN OCTET STRINGs, attributes SEQUENCE OF OCTET STRING. The caller gives no
@@ -153,19 +146,14 @@ int ldap_kora_to_ldap(LDAP *ld, const unsigned short *koraName, char **ldapName)
     BerElement *encoder = exchange.newEncoder();
     if (encoder == nullptr)
         return LDAP_NO_MEMORY;
-    int result = encodeKoraName(encoder, koraName);
-    if (result == LDAP_SUCCESS)
-        result = exchange.send(koraToLdap);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([ldapName](Decoder &value) { return readString(value, ldapName); });
+    int encoded = encodeKoraName(encoder, koraName);
+    return exchange.response(encoded == LDAP_SUCCESS ? exchange.send(koraToLdap) : encoded,
+                             [ldapName](Decoder &value) { return readString(value, ldapName); });
 }
 
 int ldap_dns_to_x500_dn(LDAP *ld, char *dnsName, char **x500DN) {
     Exchange exchange(ld);
-    int result = exchange.call(dnsToDn, "s", dnsName);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([x500DN](Decoder &value) { return readString(value, x500DN); });
+    return exchange.response(exchange.call(dnsToDn, "s", dnsName),
+                             [x500DN](Decoder &value) { return readString(value, x500DN); });
 }
 }

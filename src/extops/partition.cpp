@@ -5,7 +5,6 @@
 
 namespace {
 
-using qldapx::Decoder;
 using qldapx::Exchange;
 using qldapx::Operation;
 
@@ -37,12 +36,7 @@ int ldap_abort_partition_operation(LDAP *ld, char *dn, int flags) {
 // Request: dn OCTET STRING. Response: count INTEGER.
 int ldap_partition_entry_count(LDAP *ld, char *dn, int *count) {
     Exchange exchange(ld);
-    int result = exchange.call(entryCount, "s", dn);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([count](Decoder &value) {
-        return value.integer(count) ? LDAP_SUCCESS : qldapx::malformedResponse;
-    });
+    return exchange.response(exchange.call(entryCount, "s", dn), qldapx::integerInto(count));
 }
 
 // Request: firstDN OCTET STRING, secondDN OCTET STRING.

@@ -65,19 +65,14 @@ int ldap_change_replica_type(LDAP *ld, char *firstDN, char *secondDN, int replic
 int ldap_get_replica_info(LDAP *ld, char *firstDN, char *secondDN, ReplicaInfo *info) {
     Exchange exchange(ld);
     LdapStringPtr dn;
-    int result = exchange.call(getInfo, "ss", secondDN, firstDN);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([&](Decoder &value) { return readInfo(value, info, dn); });
+    return exchange.response(exchange.call(getInfo, "ss", secondDN, firstDN),
+                             [&](Decoder &value) { return readInfo(value, info, dn); });
 }
 
 // Response: SEQUENCE OF or SET OF OCTET STRING.
 int ldap_list_replicas(LDAP *ld, char *dn, char ***replicaList) {
     Exchange exchange(ld);
-    int result = exchange.call(listAll, "s", dn);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([replicaList](Decoder &value) {
+    return exchange.response(exchange.call(listAll, "s", dn), [replicaList](Decoder &value) {
         return value.strings(replicaList) ? LDAP_SUCCESS : malformedResponse;
     });
 }

@@ -132,10 +132,7 @@ int ldap_get_replication_filter(LDAP *ld, char *serverDN, char **filter) {
     if (serverDN == nullptr || filter == nullptr)
         return LDAP_PARAM_ERROR;
     Exchange exchange(ld);
-    int result = exchange.call(getFilter, "s", serverDN);
-    if (result != LDAP_SUCCESS)
-        return result;
-    return exchange.response([&](Decoder &value) {
+    return exchange.response(exchange.call(getFilter, "s", serverDN), [&](Decoder &value) {
         constexpr ber_len_t closing = sizeof "$";
         HeapPtr text(static_cast<char *>(std::malloc(exchange.responseLength() + closing)));
         bool decoded = text != nullptr && decodeGroups(value, FilterText(text.get()));

@@ -116,6 +116,13 @@ TEST(Count, StopsWhenTheConnectionEnds) {
     EXPECT_EQ(result.json(), Json::array());
 }
 
+TEST(Count, TakesANameThatIsACommandsToo) {
+    const Simulator simulator;
+    for (const char *name : {"split", "count", "whoami"})
+        EXPECT_EQ(simulator.run({"partition", "count", emea, name, "--json"}).error()["object"],
+                  name);
+}
+
 TEST(Privileges, AskForAllAttributesWithoutOne) {
     const Simulator simulator;
     EXPECT_EQ(simulator.administer({"privileges", emea}).out, "*  31  0x0000001f\n");

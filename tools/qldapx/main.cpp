@@ -68,12 +68,14 @@ int reportOutput(const OutputError &error, bool json) {
 int main(int argc, char **argv) {
     // A server that ends the connection must be an error, not the end of this program.
     std::signal(SIGPIPE, SIG_IGN);
+    wipeReleasedMemory();
     bool json = false;
     try {
         Tool tool;
         CLI::App root("Administers a Strata directory server", "qldapx");
         build(root, tool);
         HiddenArguments hidden = hidePasswords(argc, argv, optionsWithValue(root));
+        wipeStackBelow();
         tool.connection.password = std::move(hidden.password);
         json = asksForJson(hidden.arguments);
         return execute(root, tool, std::move(hidden.arguments));

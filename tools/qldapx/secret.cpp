@@ -1,40 +1,14 @@
 #include "secret.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <array>
 #include <cstring>
-#include <lber.h>
 #include <malloc.h>
 
 namespace qldapx {
 namespace {
 
 constexpr const char *placeholder = "password";
-
-void *allocate(ber_len_t size, void * /*context*/) {
-    return std::malloc(size);
-}
-
-void *allocateZeroed(ber_len_t count, ber_len_t size, void * /*context*/) {
-    return std::calloc(count, size);
-}
-
-void release(void *memory, void * /*context*/) {
-    if (memory != nullptr)
-        explicit_bzero(memory, malloc_usable_size(memory));
-    std::free(memory);
-}
-
-// A block that realloc moves would be left behind as it is.
-void *reallocate(void *memory, ber_len_t size, void *context) {
-    void *moved = std::malloc(size);
-    if (moved == nullptr || memory == nullptr)
-        return moved;
-    const std::size_t held = malloc_usable_size(memory);
-    std::memcpy(moved, memory, std::min<std::size_t>(held, size));
-    release(memory, context);
-    return moved;
-}
 
 /** Where the value of -w begins in a bundle of short options such as -xw; npos without one. */
 std::size_t passwordOffset(std::string_view argument) {
@@ -75,9 +49,14 @@ void Secret::wipe() {
     bytes_.clear();
 }
 
-void wipeReleasedLdapMemory() {
-    static BerMemoryFunctions functions = {allocate, allocateZeroed, reallocate, release};
-    ber_set_option(nullptr, LBER_OPT_MEMORY_FNS, &functions);
+void wipeReleasedMemory() {
+    constexpr int anything = 0x5a;
+    mallopt(M_PERTURB, anything);
+}
+
+[[gnu::noinline]] void wipeStackBelow() {
+    std::array<char, 128 * 1024> below; // NOLINT: what is in it is what has to go
+    explicit_bzero(below.data(), below.size());
 }
 
 HiddenArguments hidePasswords(int argc, char **argv, const std::set<std::string> &withValue) {

@@ -31,8 +31,17 @@ class Secret {
     std::vector<char> bytes_;
 };
 
-/** From now on libldap's own copies of what it sends are overwritten when it releases them. */
-void wipeReleasedLdapMemory();
+/**
+ * From now on malloc overwrites what is released, but for blocks of up to a KiB. That reaches
+ * libldap's copies of what it sends: its buffers are larger, and its memory hooks go unused.
+ */
+void wipeReleasedMemory();
+
+/**
+ * Overwrites the stack that returned calls have used: copying a password leaves pieces of it in
+ * vector registers, which the dynamic linker saves there.
+ */
+void wipeStackBelow();
 
 /** A command line whose passwords (-w) are taken out, and overwritten in argv itself. */
 struct HiddenArguments {

@@ -63,7 +63,6 @@ Session::Session(ConnectionOptions &options, bool json) : timeout_(options.timeo
 }
 
 void Session::open(const ConnectionOptions &options) {
-    wipeReleasedLdapMemory();
     LDAP *ld = nullptr;
     const int result = ldap_initialize(&ld, options.uri ? options.uri->c_str() : nullptr);
     session_.reset(ld);
@@ -118,6 +117,8 @@ void Session::bind(const ConnectionOptions &options, Secret password) {
                            "password: write it with printf %s";
         throw Failure(std::move(problem));
     }
+    password.wipe();
+    wipeStackBelow();
     bound_ = true;
 }
 

@@ -24,6 +24,7 @@ test_needs=(
     "libgmock-dev|test -e /usr/include/gmock/gmock.h|GoogleMock"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the tests"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
+    "clang|clang++ --version|clang 14, the second compiler of the headers"
     "shellcheck|shellcheck --version|the shell linter"
     "clang-format|clang-format --version|clang-format 14"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"

@@ -43,10 +43,7 @@ void Run::failed(const Failure &failure) {
 }
 
 CLI::App &addGroup(CLI::App &parent, const std::string &name, const std::string &description) {
-    CLI::App &group = addApp(parent, name, description);
-    // One command at a time: a later word of the same name is an argument.
-    group.require_subcommand(0, 1);
-    return group;
+    return addApp(parent, name, description);
 }
 
 CLI::App &addCommand(CLI::App &parent, const std::string &name, const std::string &description,

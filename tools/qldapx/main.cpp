@@ -23,6 +23,7 @@ constexpr std::array commandFamilies = {
 void build(CLI::App &root, Tool &tool) {
     root.set_help_flag("-h,--help", "Show this help; qldapx COMMAND --help says more");
     root.set_version_flag("--version", "qldapx " QLDAPX_VERSION, "Print the version");
+    // One at a time, and so in groups too: a later word of a command's name is an argument.
     root.require_subcommand(0, 1);
     addConnectionOptions(root, tool);
     for (const auto add : commandFamilies)
@@ -75,7 +76,6 @@ int main(int argc, char **argv) {
         CLI::App root("Administers a Strata directory server", "qldapx");
         build(root, tool);
         HiddenArguments hidden = hidePasswords(argc, argv, optionsWithValue(root));
-        wipeStackBelow();
         tool.connection.password = std::move(hidden.password);
         json = asksForJson(hidden.arguments);
         return execute(root, tool, std::move(hidden.arguments));

@@ -1,7 +1,6 @@
 #include "secret.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <malloc.h>
 
@@ -52,11 +51,6 @@ void Secret::wipe() {
 void wipeReleasedMemory() {
     constexpr int anything = 0x5a;
     mallopt(M_PERTURB, anything);
-}
-
-[[gnu::noinline]] void wipeStackBelow() {
-    std::array<char, 128 * 1024> below; // NOLINT: what is in it is what has to go
-    explicit_bzero(below.data(), below.size());
 }
 
 HiddenArguments hidePasswords(int argc, char **argv, const std::set<std::string> &withValue) {

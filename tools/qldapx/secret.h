@@ -37,12 +37,6 @@ class Secret {
  */
 void wipeReleasedMemory();
 
-/**
- * Overwrites the stack that returned calls have used: copying a password leaves pieces of it in
- * vector registers, which the dynamic linker saves there.
- */
-void wipeStackBelow();
-
 /** A command line whose passwords (-w) are taken out, and overwritten in argv itself. */
 struct HiddenArguments {
     std::vector<std::string> arguments; // a placeholder in place of a password

@@ -117,8 +117,6 @@ void Session::bind(const ConnectionOptions &options, Secret password) {
                            "password: write it with printf %s";
         throw Failure(std::move(problem));
     }
-    password.wipe();
-    wipeStackBelow();
     bound_ = true;
 }
 

@@ -25,8 +25,7 @@ OptionText describeOption(const CLI::Option &option) {
         text.names.push_back("-" + name);
     for (const std::string &name : option.get_lnames())
         text.names.push_back("--" + name);
-    if (option.get_items_expected_max() != 0)
-        text.value = option.get_type_name();
+    text.value = option.get_type_name();
     text.description = option.get_description();
     if (!option.get_default_str().empty())
         text.description += fmt::format(" (default {})", option.get_default_str());

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <netinet/in.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -113,6 +114,7 @@ void SlapdServer::start() {
     std::string configuration = (folder_ / "slapd.conf").string();
     process_ = fork();
     if (process_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is cut short leaves nothing running
         int null = open("/dev/null", O_RDWR);
         dup2(null, STDOUT_FILENO);
         dup2(null, STDERR_FILENO);

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -94,6 +95,7 @@ SimProgram::SimProgram(const std::vector<std::string> &arguments) {
         (options != nullptr ? std::string(options) + ":" : "") + "quarantine_size_mb=1";
     pid_ = fork();
     if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is cut short leaves nothing running
         setenv("ASAN_OPTIONS", asanOptions.c_str(), 1);
         if (freopen("/dev/null", "w", stdout) == nullptr)
             _exit(126);

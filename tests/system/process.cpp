@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <sstream>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -120,6 +121,7 @@ Process::Process(const std::string &program, const Arguments &arguments,
     const Pipe out = makePipe(), err = makePipe();
     pid_ = fork();
     if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is cut short leaves nothing running
         const bool toFile = !surroundings.outputFile.empty();
         dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
         dup2(toFile ? open(surroundings.outputFile.c_str(), O_WRONLY) : out.write, STDOUT_FILENO);

@@ -1,39 +1,66 @@
-// Round trips of one administrative operation: the library's against the same by hand.
+// extops PAIRS - round trips of one administrative operation: the library's against the same by
+// hand, in short blocks that take turns, so that a machine that changes its speed changes both.
+//
+// Prints one line per figure: name, value. The ratio is the median of the pairs' ratios.
 #include "exchange.h"
 
-#include <benchmark/benchmark.h>
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
 
 namespace {
 
-const bench::Peer *peer = nullptr;
-char dn[] = "ou=people,dc=example,dc=com";
+constexpr int block = 100;
 
-void roundTrip(benchmark::State &state, int (*operation)(LDAP *, int *)) {
-    for (auto unused : state) {
-        int count = 0;
-        if (operation(peer->session(), &count) != LDAP_SUCCESS || count != 4711)
-            state.SkipWithError("the exchange failed");
-    }
-    state.SetItemsProcessed(state.iterations());
-}
+char dn[] = "ou=people,dc=example,dc=com";
 
 int byLibrary(LDAP *ld, int *count) {
     return ldap_partition_entry_count(ld, dn, count);
 }
+
 int byHand(LDAP *ld, int *count) {
     return bench::countByHand(ld, dn, count);
 }
 
-BENCHMARK_CAPTURE(roundTrip, library, byLibrary)->UseRealTime();
-BENCHMARK_CAPTURE(roundTrip, hand, byHand)->UseRealTime();
+double roundTripsPerSecond(LDAP *ld, int (*operation)(LDAP *, int *)) {
+    auto start = std::chrono::steady_clock::now();
+    for (int round = 0; round < block; ++round) {
+        int count = 0;
+        if (operation(ld, &count) != LDAP_SUCCESS || count != 4711) {
+            std::fputs("the exchange failed\n", stderr);
+            std::exit(1);
+        }
+    }
+    return block / std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+    auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
 
 } // namespace
 
 int main(int argc, char **argv) {
     bench::Peer::serveIfAsked(argc, argv);
-    bench::Peer own(argv[0]);
-    peer = &own;
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
+    int pairs = argc == 2 ? std::atoi(argv[1]) : 0;
+    if (pairs < 1) {
+        std::fprintf(stderr, "usage: %s PAIRS\n", argv[0]);
+        return 2;
+    }
+    bench::Peer peer(argv[0]);
+    std::vector<double> library;
+    std::vector<double> hand;
+    std::vector<double> ratios;
+    for (int pair = 0; pair < pairs; ++pair) {
+        library.push_back(roundTripsPerSecond(peer.session(), byLibrary));
+        hand.push_back(roundTripsPerSecond(peer.session(), byHand));
+        ratios.push_back(library.back() / hand.back());
+    }
+    std::printf("library %.0f\nhand %.0f\nratio %.4f\n", median(library), median(hand),
+                median(ratios));
     return 0;
 }

@@ -1,6 +1,5 @@
 """report.py RESULTS - turns what scripts/bench measured into docs/performance.md."""
 
-import json
 import pathlib
 import platform
 import statistics
@@ -14,15 +13,6 @@ def pairs(path):
         name, value = line.split()
         values.setdefault(name, []).append(float(value))
     return values
-
-
-def round_trips(path):
-    """Round trips per second of each repetition, by variant."""
-    runs = {"library": [], "hand": []}
-    for run in json.loads(path.read_text())["benchmarks"]:
-        if run["run_type"] == "iteration":
-            runs[run["name"].split("/")[1]].append(run["items_per_second"])
-    return runs
 
 
 def machine():
@@ -40,12 +30,11 @@ def row(what, measured, peer, ratio, goal, kept):
 
 def main(results):
     instructions = {name: v[0] for name, v in pairs(results / "instructions.txt").items()}
-    trips = {name: statistics.median(v) for name, v in round_trips(results / "extops.json").items()}
+    trips = {name: v[0] for name, v in pairs(results / "extops.txt").items()}
     servers = {name: statistics.median(v) for name, v in pairs(results / "servers.txt").items()}
     size = int((results / "size.txt").read_text()) / 1024
 
     cost = instructions["library"] / instructions["hand"]
-    speed = trips["library"] / trips["hand"]
     searches = servers["strata-sim"] / servers["slapd"]
     growth = servers["rss-after"] / servers["rss-warm"]
     print(
@@ -72,12 +61,12 @@ Machine: {machine()}.
     )
     print(
         row(
-            "its round trips per second; peer: by hand",
+            "its round trips per second; peer: by hand, in turn; the ratio is the median of pairs",
             f"{trips['library']:.0f}",
             f"{trips['hand']:.0f}",
-            f"{speed:.3f}",
+            f"{trips['ratio']:.3f}",
             "at least 0.98",
-            speed >= 0.98,
+            trips["ratio"] >= 0.98,
         )
     )
     print(

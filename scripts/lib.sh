@@ -34,7 +34,6 @@ lint_needs=(
     "cppcheck|cppcheck --version|cppcheck"
 )
 bench_needs=(
-    "libbenchmark-dev|test -e /usr/include/benchmark/benchmark.h|Google Benchmark"
     "valgrind|valgrind --version|valgrind, for instruction counts"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the benchmarks"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"

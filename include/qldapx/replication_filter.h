@@ -32,8 +32,9 @@ QLDAPX_API int ldap_set_replication_filter(LDAP *ld, char *serverDN, char *filte
  *
  * ld:       the session.
  * serverDN: DN of the server; only read.
- * filter:   receives the filter's text, released with ldapx_memfree. LDAP_DECODING_ERROR leaves
- *           NULL in it, every earlier failure leaves it as it was.
+ * filter:   receives the filter's text, released with ldapx_memfree. LDAP_DECODING_ERROR, and
+ *           LDAP_NO_MEMORY for the text itself, leave NULL in it; every earlier failure leaves it
+ *           as it was.
  *
  * Returns LDAP_PARAM_ERROR when serverDN or filter is NULL, LDAP_OPERATIONS_ERROR when the
  * answer carries no value, LDAP_DECODING_ERROR (not LDAP_ENCODING_ERROR, unlike the other

@@ -14,6 +14,8 @@
 #define QLDAPX_VERSION_PATCH 0
 #define QLDAPX_VERSION "0.1.0"
 
+#include <qldapx/backup.h>
+#include <qldapx/control.h>
 #include <qldapx/identity.h>
 #include <qldapx/legacy.h>
 #include <qldapx/memory.h>

@@ -1,4 +1,4 @@
-// decoder.h - reads the value of a response, element by element.
+// decoder.h - reads the value of a response or a control, element by element.
 //
 // liblber's readers take an element of any tag for the one they were asked for, and those of
 // constructed elements dereference NULL over a value that is present but empty. So every read
@@ -12,8 +12,14 @@ namespace qldapx {
 
 class Decoder {
   public:
-    // Copies the value; false afterwards means that there was no memory for the copy.
-    explicit Decoder(berval *value) : ber_(ber_init(value)) {}
+    // Reads the value where it lies, which must outlive the decoder and, like all that libldap
+    // decodes, have a readable byte after it. Allocates only what liblber needs; false
+    // afterwards means that there was no memory for that.
+    explicit Decoder(const berval &value) : ber_(ber_alloc_t(0)) {
+        berval bytes = value;
+        if (ber_ != nullptr)
+            ber_init2(ber_.get(), &bytes, 0);
+    }
     explicit operator bool() const { return ber_ != nullptr; }
 
     [[nodiscard]] bool nextIs(ber_tag_t tag) const {
@@ -21,14 +27,19 @@ class Decoder {
         return ber_peek_tag(ber_.get(), &length) == tag;
     }
 
-    // INTEGER of at most 32 bits.
-    [[nodiscard]] bool integer(int *number) {
-        return nextIs(LBER_INTEGER) && ber_get_int(ber_.get(), number) != LBER_ERROR;
+    // INTEGER or ENUMERATED of at most 32 bits, or an implicitly tagged one.
+    [[nodiscard]] bool integer(int *number, ber_tag_t tag = LBER_INTEGER) {
+        return nextIs(tag) && ber_get_int(ber_.get(), number) != LBER_ERROR;
     }
 
     // OCTET STRING without a NUL inside; one at its end is taken for the string's terminator.
-    [[nodiscard]] bool text(LdapStringPtr &text) {
-        return nextIs(LBER_OCTETSTRING) && ber_get_stringa(ber_.get(), Out(text)) != LBER_ERROR;
+    [[nodiscard]] bool text(LdapStringPtr &text, ber_tag_t tag = LBER_OCTETSTRING) {
+        return nextIs(tag) && ber_get_stringa(ber_.get(), Out(text)) != LBER_ERROR;
+    }
+
+    // Contents of the next element of any tag, where they lie.
+    [[nodiscard]] bool contents(berval *bytes) {
+        return ber_skip_element(ber_.get(), bytes) != LBER_ERROR;
     }
 
     // OCTET STRING of any bytes.
@@ -60,6 +71,17 @@ class Decoder {
     // True when what was read ended exactly where the element ends.
     [[nodiscard]] bool endOf(ber_len_t after) const { return left() == after; }
 
+    // True when an element of that tag comes next within the one that enter() opened.
+    [[nodiscard]] bool hasWithin(ber_len_t after, ber_tag_t tag) const {
+        return insideOf(after) && nextIs(tag);
+    }
+
+    // True when nothing that was read crosses the end of the element that enter() opened, and
+    // what may be left of it begins with a whole element.
+    [[nodiscard]] bool isWholeUpTo(ber_len_t after) const {
+        return endOf(after) || (insideOf(after) && !nextIs(LBER_ERROR));
+    }
+
   private:
     [[nodiscard]] ber_len_t left() const {
         ber_len_t bytes = 0;
@@ -67,7 +89,7 @@ class Decoder {
         return bytes;
     }
 
-    BerElementPtr ber_;
+    BorrowingElementPtr ber_;
 };
 
 } // namespace qldapx

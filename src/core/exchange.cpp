@@ -11,22 +11,24 @@ BerElement *Exchange::newEncoder() {
 }
 
 int Exchange::send(const Operation &operation) {
-    if (ber_flatten(encoder_.get(), Out(requestValue_)) == -1)
+    berval value{};
+    // The encoder's own bytes, without a copy: a value may be an object's whole image.
+    if (ber_flatten2(encoder_.get(), &value, 0) == -1)
         return LDAP_NO_MEMORY;
-    return call(operation);
+    return perform(operation, &value);
 }
 
-int Exchange::call(const Operation &operation) {
+int Exchange::perform(const Operation &operation, berval *value) {
     // libldap leaves both outputs unset when it fails early; Out starts them as NULL.
-    int result = ldap_extended_operation_s(ld_, operation.request, requestValue_.get(), nullptr,
-                                           nullptr, Out(responseOid_), Out(responseValue_));
-    if (result != LDAP_SUCCESS)
+    int result = ldap_extended_operation_s(ld_, operation.request, value, nullptr, nullptr,
+                                           Out(responseOid_), Out(responseValue_));
+    if (result != LDAP_SUCCESS && operation.first == Operation::First::Result)
         return result;
     if (responseOid_ == nullptr)
         return LDAP_NOT_SUPPORTED;
     if (operation.response != nullptr && std::strcmp(responseOid_.get(), operation.response) != 0)
         return LDAP_NOT_SUPPORTED;
-    return LDAP_SUCCESS;
+    return result;
 }
 
 } // namespace qldapx

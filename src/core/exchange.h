@@ -12,6 +12,9 @@ struct Operation {
     const char *request;
     // nullptr accepts an answer under any response OID, but not without one.
     const char *response;
+    // What counts first when the operation failed: its result, or that the answer has the
+    // response OID.
+    enum class First { Result, ResponseOid } first = First::Result;
 };
 
 // A response that does not decode: callers of the administrative operations test for
@@ -23,7 +26,7 @@ class Exchange {
     explicit Exchange(LDAP *ld) : ld_(ld) {}
 
     // Sends the operation without a request value.
-    [[nodiscard]] int call(const Operation &operation);
+    [[nodiscard]] int call(const Operation &operation) { return perform(operation, nullptr); }
 
     // Encodes the arguments with one ber_printf and sends the operation. The value is the bare
     // run of the format's elements: without braces in the format there is no SEQUENCE around.
@@ -49,7 +52,7 @@ class Exchange {
             return called;
         if (responseValue_ == nullptr)
             return LDAP_OPERATIONS_ERROR;
-        Decoder decoder(responseValue_.get());
+        Decoder decoder(*responseValue_);
         return decoder ? read(decoder) : LDAP_NO_MEMORY;
     }
 
@@ -58,10 +61,11 @@ class Exchange {
     }
 
   private:
+    [[nodiscard]] int perform(const Operation &operation, berval *value);
+
     LDAP *ld_;
     // Released from the last to the first.
     BerElementPtr encoder_;
-    BervalPtr requestValue_;
     BervalPtr responseValue_;
     LdapStringPtr responseOid_;
 };

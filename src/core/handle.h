@@ -23,7 +23,13 @@ inline void releaseElement(BerElement *ber) {
     ber_free(ber, 1);
 }
 
+// For an element whose bytes belong to somebody else.
+inline void releaseElementOnly(BerElement *ber) {
+    ber_free(ber, 0);
+}
+
 using BerElementPtr = std::unique_ptr<BerElement, Releaser<releaseElement>>;
+using BorrowingElementPtr = std::unique_ptr<BerElement, Releaser<releaseElementOnly>>;
 using BervalPtr = std::unique_ptr<berval, Releaser<ber_bvfree>>;
 using LdapStringPtr = std::unique_ptr<char, Releaser<ldap_memfree>>;
 using UrlDescriptionPtr = std::unique_ptr<LDAPURLDesc, Releaser<ldap_free_urldesc>>;

@@ -1,6 +1,6 @@
+#include "qldapx/backup.h"
 #include "core/exchange.h"
 #include "core/session.h"
-#include "qldapx/backup.h"
 
 #include <charconv>
 #include <cstdio>
@@ -57,12 +57,7 @@ class NumberList {
         return true;
     }
 
-    // The text, without the spare room behind it.
-    char *release() {
-        char *text = text_.release();
-        char *shrunk = static_cast<char *>(std::realloc(text, length_ + 1));
-        return shrunk != nullptr ? shrunk : text;
-    }
+    [[nodiscard]] const char *text() const { return text_.get(); }
 
   private:
     static constexpr std::size_t longest = sizeof "-2147483648;";
@@ -127,13 +122,14 @@ struct BackupOutputs {
     int set(Piece &piece) const {
         auto length = static_cast<std::size_t>(piece.length);
         HeapPtr image(static_cast<char *>(std::malloc(length + 1)));
+        HeapPtr sizes(strdup(piece.chunkSizes.text()));
         HeapPtr next(stateText(piece.next));
-        if (image == nullptr || next == nullptr)
+        if (image == nullptr || sizes == nullptr || next == nullptr)
             return LDAP_NO_MEMORY;
         std::memcpy(image.get(), piece.image.bv_val, length);
         *dataLength = piece.length;
         *data = image.release();
-        *chunkSizes = piece.chunkSizes.release();
+        *chunkSizes = sizes.release();
         std::free(*state);
         *state = next.release();
         return LDAP_SUCCESS;

@@ -81,9 +81,10 @@ int ldapx_parse_entrychange_control(LDAP *ld, LDAPControl **ctrls, int *changeTy
 
 // The names that libldap's headers give to functions of other types: this translation unit can
 // only export them by their assembler names.
-QLDAPX_API decltype(ldapx_create_persistentsearch_control) plainCreate __asm__(
-    "ldap_create_persistentsearch_control")
-    QLDAPX_ALIAS(ldapx_create_persistentsearch_control);
-QLDAPX_API decltype(ldapx_parse_entrychange_control) plainParse __asm__(
-    "ldap_parse_entrychange_control") QLDAPX_ALIAS(ldapx_parse_entrychange_control);
+QLDAPX_API decltype(ldapx_create_persistentsearch_control)
+    plainCreate __asm__("ldap_create_persistentsearch_control")
+        QLDAPX_ALIAS(ldapx_create_persistentsearch_control);
+QLDAPX_API decltype(ldapx_parse_entrychange_control)
+    plainParse __asm__("ldap_parse_entrychange_control")
+        QLDAPX_ALIAS(ldapx_parse_entrychange_control);
 }

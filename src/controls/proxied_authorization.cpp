@@ -7,13 +7,17 @@ namespace {
 
 constexpr char proxyOid[] = "2.16.840.1.113730.3.4.18";
 
-// What ldap_control_free can release. Memory that was taken before some other could not be had
-// is left, which is the contract of this control.
+// What ldap_control_free can release. What was allocated before the allocation that failed is
+// left, which is the contract of this control.
 LDAPControl *makeProxyControl(const char *authzDN) {
     auto *control = static_cast<LDAPControl *>(ber_memalloc(sizeof(LDAPControl)));
+    if (control == nullptr)
+        return nullptr;
     auto *oid = static_cast<char *>(ber_memalloc(sizeof proxyOid));
+    if (oid == nullptr)
+        return nullptr;
     char *value = ber_strdup(authzDN);
-    if (control == nullptr || oid == nullptr || value == nullptr)
+    if (value == nullptr)
         return nullptr;
     std::memcpy(oid, proxyOid, sizeof proxyOid);
     // The DN itself, not a BER element, and always critical: a server that passed over the

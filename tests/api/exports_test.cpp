@@ -106,11 +106,15 @@ TEST(Exports, AliasesAreTheSameFunction) {
         {"ldap_remove_orphan_naming_context", "ldap_remove_orphan_partition"},
         {"ldap_request_naming_context_sync", "ldap_request_partition_sync"},
         {"ldap_get_context_identity_name", "ldap_get_bind_dn"},
+        {"ldap_create_persistentsearch_control", "ldapx_create_persistentsearch_control"},
+        {"ldap_parse_entrychange_control", "ldapx_parse_entrychange_control"},
     };
     Library library = open();
     for (auto [alias, name] : aliases) {
         ASSERT_NE(dlsym(library.get(), alias), nullptr) << alias;
         EXPECT_EQ(dlsym(library.get(), alias), dlsym(library.get(), name)) << alias;
+        // A handle finds the names of what the library needs, too.
+        EXPECT_NE(fileOf(dlsym(library.get(), alias)).find("libqldapx"), std::string::npos);
     }
 }
 

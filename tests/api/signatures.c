@@ -63,6 +63,24 @@ static int (*const url_s)(LDAP *, const char *, int, LDAPMessage **) = ldap_url_
 static int (*const url_st)(LDAP *, const char *, int, struct timeval *,
                            LDAPMessage **) = ldap_url_search_st;
 
+static int (*const persistent)(LDAP *, int, int, int, char,
+                               LDAPControl **) = ldap_create_persistentsearch_control;
+static int (*const entry_change)(LDAP *, LDAPControl **, int *, char **, int *,
+                                 int *) = ldap_parse_entrychange_control;
+static int (*const proxy)(LDAP *, const char *, LDAPControl **) = ldap_create_proxyauth_control;
+static int (*const rights)(LDAP *, GetEffectiveItem **, int, int,
+                           LDAPControl **) = ldap_create_geteffective_control;
+static int (*const status)(LDAP *, int *, int, LDAPControl **) = ldap_create_sstatus_control;
+static int (*const status_of)(LDAP *, LDAPControl **, int *, int *, int *,
+                              int *) = ldap_parse_sstatus_control;
+static int (*const reference)(LDAP *, int, LDAPControl **) = ldap_create_reference_control;
+static int (*const reference_of)(LDAP *, LDAPControl **, char *, int, char *, int, char **,
+                                 char **) = ldap_parse_reference_control;
+static int (*const backup)(LDAP *, char *, char *, char **, char **, char **,
+                           int *) = ldap_backup_object;
+static int (*const restore)(LDAP *, char *, char *, char *, char *, int) = ldap_restore_object;
+static ber_tag_t (*const returned)(BerElement *, char **) = get_returnedBuffer;
+
 #define HAVE_ALL(array) have_all((const void *)(array), sizeof(array) / sizeof *(array))
 
 static int have_all(const void *functions, size_t count) {
@@ -77,7 +95,8 @@ static int layout_is_right(void) {
     return offsetof(ReplicaInfo, number1) == 0 && offsetof(ReplicaInfo, number5) == 16 &&
            offsetof(ReplicaInfo, dn) == 20 && sizeof(((ReplicaInfo *)0)->dn) == 771 &&
            offsetof(ReplicaInfo, number6) == 792 && offsetof(ReplicaInfo, number7) == 796 &&
-           sizeof(ReplicaInfo) == 800;
+           sizeof(ReplicaInfo) == 800 && offsetof(GetEffectiveItem, second) == sizeof(char *) &&
+           sizeof(GetEffectiveItem) == 2 * sizeof(char *);
 }
 
 int main(void) {
@@ -86,8 +105,10 @@ int main(void) {
               HAVE_ALL(texts) && HAVE_ALL(identities) && HAVE_ALL(sessions);
     all = all && info && list && one && many && bounded && kora && limber && by_number && url &&
           url_s && url_st;
+    all = all && persistent && entry_change && proxy && rights && status && status_of &&
+          reference && reference_of && backup && restore && returned;
     if (!all || !layout_is_right()) {
-        fputs("a function is missing or ReplicaInfo has moved\n", stderr);
+        fputs("a function is missing or a record has moved\n", stderr);
         return 1;
     }
     ldapx_memfree(NULL);

@@ -13,7 +13,7 @@ namespace qldapx_test {
 namespace {
 
 constexpr int patienceMs = 10000;
-constexpr std::size_t largestMessage = 1 << 20;
+constexpr std::size_t largestMessage = 8 << 20;
 
 // The INTEGER element of the message id, as it stands in the message.
 Bytes idElement(const Bytes &message) {

@@ -1,0 +1,168 @@
+// The reference control of an answer: all is decoded, only ref6 reaches the caller.
+#include "controls/control_list.h"
+#include "controls/session.h"
+#include "support/case_name.h"
+
+#include <qldapx.h>
+#include <sanitizer/lsan_interface.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define WITH_LEAK_CHECK 1
+#else
+#define WITH_LEAK_CHECK 0
+#endif
+
+namespace qldapx_test {
+namespace {
+
+// The function loses what it decodes for ref1 to ref5, as its contract has it.
+class LeaksAreExpected {
+  public:
+    LeaksAreExpected() {
+        if constexpr (WITH_LEAK_CHECK)
+            __lsan_disable();
+    }
+    ~LeaksAreExpected() {
+        if constexpr (WITH_LEAK_CHECK)
+            __lsan_enable();
+    }
+    LeaksAreExpected(const LeaksAreExpected &) = delete;
+    LeaksAreExpected &operator=(const LeaksAreExpected &) = delete;
+};
+
+char untouched[] = "untouched";
+
+struct Outcome {
+    int result;
+    std::string reference;
+};
+
+// The caller's own variables are compared after the call: nothing may have changed them.
+Outcome parse(LDAP *ld, LDAPControl **controls) {
+    char first[] = "first", third[] = "third";
+    char *fifth[] = {first, nullptr};
+    char *reference = untouched;
+    int result =
+        ldap_parse_reference_control(ld, controls, first, 2, third, 4, fifth, &reference);
+    EXPECT_STREQ(first, "first");
+    EXPECT_STREQ(third, "third");
+    EXPECT_EQ(fifth[0], first);
+    EXPECT_EQ(fifth[1], nullptr);
+    std::string text = reference;
+    if (reference != untouched)
+        ldap_memfree(reference);
+    return {result, text};
+}
+
+Outcome parseValue(LDAP *ld, const std::optional<Bytes> &value) {
+    ControlList controls;
+    LeaksAreExpected leaks;
+    return parse(ld, controls.add("1.2.3", "x").add(referenceOid, value).get());
+}
+
+const Bytes ref1 = tlv(0x81, "one"), ref2 = tlv(0x82, "\x02"), ref3 = tlv(0x83, "three"),
+            ref4 = tlv(0x84, "\x04"), ref6 = tlv(0x86, "six"),
+            ref5 = tlv(0x85, sequence({octetString("five"), octetString("")}));
+
+struct ValueCase {
+    const char *name;
+    // The control's value; nullopt: it has none.
+    std::optional<Bytes> value;
+    int result;
+    const char *reference;
+};
+
+void PrintTo(const ValueCase &row, std::ostream *out) {
+    *out << row.name;
+}
+
+constexpr int malformed = LDAP_DECODING_ERROR;
+
+const ValueCase valueCases[] = {
+    {"All", set({ref1, ref2, ref3, ref4, ref5, ref6}), 0, "six"},
+    {"OnlyLast", fromHex("31 05 86 03 73 69 78"), 0, "six"},
+    {"Empty", fromHex("31 00"), 0, "untouched"},
+    {"WithoutLast", set({ref1, ref2, ref3, ref4, ref5}), 0, "untouched"},
+    {"AnyOrder", set({ref6, ref4, ref1}), 0, "six"},
+    {"Repeated", set({ref1, ref6, ref1, tlv(0x86, "seven")}), 0, "seven"},
+    {"EmptyReference", set({tlv(0x86, "")}), 0, ""},
+    {"ListAsSet", set({tlv(0x85, set({octetString("x")})), ref6}), 0, "six"},
+    {"EmptyList", set({tlv(0x85, sequence({})), ref6}), 0, "six"},
+    {"BytesBehindTheSet", set({ref6}) + ref1, 0, "six"},
+    {"LongLengths", longTlv(0x31, longTlv(0x86, "six", 4), 4), 0, "six"},
+
+    {"NoValue", std::nullopt, malformed, "untouched"},
+    {"EmptyValue", "", malformed, "untouched"},
+    {"Sequence", sequence({ref6}), malformed, "untouched"},
+    {"UnknownElement", set({ref6, tlv(0x87, "")}), malformed, "untouched"},
+    {"UniversalTag", set({octetString("six")}), malformed, "untouched"},
+    {"NumberTooLong", set({ref6, tlv(0x82, "\x01\x02\x03\x04\x05")}), malformed, "untouched"},
+    {"NulInReference", set({tlv(0x86, Bytes("s\0x", 3))}), malformed, "untouched"},
+    {"NulInText", set({tlv(0x81, Bytes("s\0x", 3)), ref6}), malformed, "untouched"},
+    {"ListWithoutInside", set({tlv(0x85, ""), ref6}), malformed, "untouched"},
+    {"ListOfText", set({tlv(0x85, octetString("x"))}), malformed, "untouched"},
+    {"Cut", fromHex("31 03 86 03 73"), malformed, "untouched"},
+    {"BeyondTheSet", fromHex("31 03 86 03 73 69 78"), malformed, "untouched"},
+    {"HugeLength", fromHex("31 06 86 84 ff ff ff ff"), malformed, "untouched"},
+};
+
+class ReferenceTest : public testing::TestWithParam<ValueCase> {};
+
+TEST_P(ReferenceTest, Decodes) {
+    Session session;
+    Outcome outcome = parseValue(session, GetParam().value);
+    EXPECT_EQ(outcome.result, GetParam().result);
+    EXPECT_EQ(outcome.reference, GetParam().reference);
+    EXPECT_EQ(session.resultCode(), GetParam().result);
+}
+
+INSTANTIATE_TEST_SUITE_P(Controls, ReferenceTest, testing::ValuesIn(valueCases),
+                         caseName<ValueCase>);
+
+TEST(Reference, MalformedByTruncation) {
+    Session session;
+    const Bytes value = set({ref1, ref2, ref3, ref4, ref5, ref6});
+    for (std::size_t length = 0; length < value.size(); ++length)
+        EXPECT_EQ(parseValue(session, value.substr(0, length)).result, LDAP_DECODING_ERROR)
+            << length;
+}
+
+TEST(Reference, MalformedByOneBit) {
+    Session session;
+    const Bytes value = set({ref1, ref2, ref3, ref4, ref5, ref6});
+    for (std::size_t bit = 0; bit < 8 * value.size(); ++bit) {
+        Bytes damaged = value;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ 1 << bit % 8);
+        int result = parseValue(session, damaged).result;
+        EXPECT_TRUE(result == LDAP_SUCCESS || result == LDAP_DECODING_ERROR) << bit;
+    }
+}
+
+// As many elements as a value can hold take time in proportion to them.
+TEST(Reference, ManyElements) {
+    Session session;
+    Bytes elements;
+    for (int i = 0; i < 100000; ++i)
+        elements += ref4;
+    EXPECT_EQ(parseValue(session, tlv(0x31, elements + ref6)).reference, "six");
+}
+
+TEST(Reference, Errors) {
+    Session session;
+    ControlList empty, others;
+    others.add("2.16.840.1.907341.1.1.5150.101", set({ref6}))
+        .add("2.16.840.1.907341.1.1.5150.101.10", set({ref6}));
+    EXPECT_EQ(parse(nullptr, empty.get()).result, LDAP_PARAM_ERROR);
+    EXPECT_EQ(session.resultCode(), Session::before);
+    for (LDAPControl **controls :
+         {static_cast<LDAPControl **>(nullptr), empty.get(), others.get()}) {
+        session.store(Session::before);
+        Outcome outcome = parse(session, controls);
+        EXPECT_EQ(outcome.result, LDAP_CONTROL_NOT_FOUND);
+        EXPECT_EQ(outcome.reference, "untouched");
+        EXPECT_EQ(session.resultCode(), LDAP_CONTROL_NOT_FOUND);
+    }
+}
+
+} // namespace
+} // namespace qldapx_test

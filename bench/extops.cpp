@@ -45,7 +45,7 @@ double median(std::vector<double> values) {
 } // namespace
 
 int main(int argc, char **argv) {
-    bench::Peer::serveIfAsked(argc, argv);
+    bench::Peer::serveIfAsked(argc, argv, bench::countAnswer);
     int pairs = argc == 2 ? std::atoi(argv[1]) : 0;
     if (pairs < 1) {
         std::fprintf(stderr, "usage: %s PAIRS\n", argv[0]);

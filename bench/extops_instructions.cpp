@@ -6,7 +6,7 @@
 #include <cstring>
 
 int main(int argc, char **argv) {
-    bench::Peer::serveIfAsked(argc, argv);
+    bench::Peer::serveIfAsked(argc, argv, bench::countAnswer);
     if (argc != 3) {
         std::fprintf(stderr, "usage: %s library|hand N\n", argv[0]);
         return 2;

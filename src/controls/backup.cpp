@@ -107,7 +107,8 @@ int readPiece(Decoder &value, Piece &piece) {
     if (!value.integer(&piece.length) || !value.integer(&piece.next.first) ||
         !value.integer(&piece.next.second) || !value.contents(&piece.image))
         return LDAP_DECODING_ERROR;
-    if (piece.length < 0 || static_cast<ber_len_t>(piece.length) > piece.image.bv_len)
+    // A negative length is one beyond every image.
+    if (static_cast<ber_len_t>(piece.length) > piece.image.bv_len)
         return LDAP_DECODING_ERROR;
     return readChunkSizes(value, piece.chunkSizes);
 }

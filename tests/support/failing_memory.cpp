@@ -1,7 +1,9 @@
 #include "support/failing_memory.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <malloc.h>
 
 extern "C" {
 void *__libc_malloc(std::size_t size);
@@ -15,10 +17,24 @@ namespace {
 // Allocations left until the one that fails; 0 when unarmed or past it.
 thread_local long countdown = 0;
 thread_local long live = 0;
+thread_local long bytes = 0;
+thread_local long bytesAtMark = 0;
+thread_local long mostBytes = 0;
+
+long sizeOf(void *block) {
+    return static_cast<long>(malloc_usable_size(block));
+}
 
 void *counted(void *block) {
     live += block != nullptr ? 1 : 0;
+    bytes += sizeOf(block);
+    mostBytes = std::max(mostBytes, bytes);
     return block;
+}
+
+void uncount(void *block) {
+    live -= block != nullptr ? 1 : 0;
+    bytes -= sizeOf(block);
 }
 
 } // namespace
@@ -54,6 +70,14 @@ long liveBlocks() {
     return live;
 }
 
+void markPeak() {
+    bytesAtMark = mostBytes = bytes;
+}
+
+long peakBytes() {
+    return mostBytes - bytesAtMark;
+}
+
 } // namespace qldapx_test::failing_memory
 
 using qldapx_test::failing_memory::failsNow;
@@ -71,12 +95,17 @@ void *calloc(std::size_t count, std::size_t size) {
 void *realloc(void *block, std::size_t size) {
     if (failsNow())
         return nullptr;
+    long before = sizeOf(block);
     void *moved = __libc_realloc(block, size);
-    return block == nullptr ? counted(moved) : moved;
+    if (moved != nullptr) {
+        live -= block != nullptr ? 1 : 0;
+        bytes -= before;
+    }
+    return counted(moved);
 }
 
 void free(void *block) {
-    live -= block != nullptr ? 1 : 0;
+    uncount(block);
     __libc_free(block);
 }
 }

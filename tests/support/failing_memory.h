@@ -1,4 +1,5 @@
-// failing_memory.h - memory that runs out on demand, for the calling thread alone.
+// failing_memory.h - memory that runs out on demand, and what is in use, for the calling thread
+// alone.
 //
 // Linking this replaces malloc, calloc, realloc and free of the whole program (strdup and its
 // siblings go through them).
@@ -25,5 +26,9 @@ class Pause {
 };
 // Blocks allocated minus blocks released by this thread so far.
 long liveBlocks();
+// Bytes that this thread has had in use at once since the last call of markPeak(), beyond those in
+// use then. (A block that is reallocated counts once: the large ones are moved by page.)
+void markPeak();
+long peakBytes();
 
 } // namespace qldapx_test::failing_memory

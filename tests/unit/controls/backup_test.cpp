@@ -88,8 +88,7 @@ const RequestCase requestCases[] = {
     {"EmptyPassword", nullptr, "", "04 03 6f 3d 61 02 01 00 02 01 00 04 00"},
     {"Next", "5+7", "p", "04 03 6f 3d 61 02 01 05 02 01 07 04 01 70"},
     {"Negative", "-1+-2", "p", "04 03 6f 3d 61 02 01 ff 02 01 fe 04 01 70"},
-    {"Largest", "2147483647+128", "p",
-     "04 03 6f 3d 61 02 04 7f ff ff ff 02 02 00 80 04 01 70"},
+    {"Largest", "2147483647+128", "p", "04 03 6f 3d 61 02 04 7f ff ff ff 02 02 00 80 04 01 70"},
     {"SecondAsInt", "1+4294967303", "p", "04 03 6f 3d 61 02 01 01 02 01 07 04 01 70"},
     {"SeveralPlus", "+5++7+9", "p", "04 03 6f 3d 61 02 01 05 02 01 07 04 01 70"},
     {"TextBehindNumbers", "5a+7b", "p", "04 03 6f 3d 61 02 01 05 02 01 07 04 01 70"},
@@ -143,10 +142,10 @@ TEST(Backup, PieceAfterPiece) {
     ASSERT_EQ(backup.fetch(peer.session()), LDAP_SUCCESS);
     EXPECT_EQ(backup.describe(), "state=0+0 sizes=0; data=de");
     ASSERT_EQ(peer.received().size(), 2U);
-    EXPECT_EQ(toHex(peer.received()[1]),
-              toHex(ldapMessage(2, extendedRequest(backupOid,
-                                                   fromHex("04 03 6f 3d 61 02 01 05 02 01 07"
-                                                           " 04 06 73 65 63 72 65 74")))));
+    EXPECT_EQ(
+        toHex(peer.received()[1]),
+        toHex(ldapMessage(2, extendedRequest(backupOid, fromHex("04 03 6f 3d 61 02 01 05 02 01 07"
+                                                                " 04 06 73 65 63 72 65 74")))));
 }
 
 struct AnswerCase {
@@ -183,8 +182,7 @@ const AnswerCase answerCases[] = {
     {"ImageOfAnotherTag", headOfOne + tlv(0x81, "a") + noSizes, 0, "state=2+3 sizes=0; data=a"},
     {"ImageBeginsLikeATag", piece(2, 1, 2, "\x1f\x3f", sizeList(1, {2})), 0,
      "state=1+2 sizes=1;2; data=\x1f\x3f"},
-    {"ImageBeginsLikeALongTag", piece(1, 1, 2, "\x3f", noSizes), 0,
-     "state=1+2 sizes=0; data=\x3f"},
+    {"ImageBeginsLikeALongTag", piece(1, 1, 2, "\x3f", noSizes), 0, "state=1+2 sizes=0; data=\x3f"},
     {"LongLengths",
      join({longTlv(2, "\x01", 4), integer(1), integer(2), longTlv(4, "a", 4),
            longTlv(0x30, longTlv(2, "\x01", 3) + longTlv(0x31, sizeOne, 2), 4)}),
@@ -395,8 +393,7 @@ const RestoreCase restoreCases[] = {
      " 30 84 00 00 00 03 02 01 32"},
     {"NoSizes", "abc", "0;", "secret", "30 84 00 00 00 09 02 01 00 31 84 00 00 00 00"},
     {"NoData", "", "0;", "secret", "30 84 00 00 00 09 02 01 00 31 84 00 00 00 00"},
-    {"AnyBytes", Bytes("\0\xff\n\0", 4), "0;", "s",
-     "30 84 00 00 00 09 02 01 00 31 84 00 00 00 00"},
+    {"AnyBytes", Bytes("\0\xff\n\0", 4), "0;", "s", "30 84 00 00 00 09 02 01 00 31 84 00 00 00 00"},
     {"WithoutPassword", "abc", "0;", nullptr, "30 84 00 00 00 09 02 01 00 31 84 00 00 00 00"},
     {"WithoutLastSemicolon", "abc", "1;1", "s",
      "30 84 00 00 00 12 02 01 01 31 84 00 00 00 09 " SIZE_1},
@@ -407,24 +404,21 @@ const RestoreCase restoreCases[] = {
     {"NegativeNumbers", "abc", "-1;-2;", "s",
      "30 84 00 00 00 12 02 01 ff 31 84 00 00 00 09 30 84 00 00 00 03 02 01 fe"},
     {"NoNumber", "abc", "x;1;", "s", "30 84 00 00 00 12 02 01 00 31 84 00 00 00 09 " SIZE_1},
-    {"AsInt", "abc", "4294967297;1;", "s",
-     "30 84 00 00 00 12 02 01 01 31 84 00 00 00 09 " SIZE_1},
+    {"AsInt", "abc", "4294967297;1;", "s", "30 84 00 00 00 12 02 01 01 31 84 00 00 00 09 " SIZE_1},
 };
 
 class RestoreRequestTest : public testing::TestWithParam<RestoreCase> {};
 
 TEST_P(RestoreRequestTest, Ok) {
     const RestoreCase &row = GetParam();
-    ScriptedPeer peer(
-        {ScriptedPeer::answer(extendedResponse(0, restoreAnswerOid, std::nullopt))});
+    ScriptedPeer peer({ScriptedPeer::answer(extendedResponse(0, restoreAnswerOid, std::nullopt))});
     EXPECT_EQ(restore(peer.session(), row.data, row.sizes, row.password), LDAP_SUCCESS);
     EXPECT_EQ(resultCode(peer.session()), LDAP_SUCCESS);
     const Bytes value = join({octetString("o=a"), octetString(row.password ? row.password : ""),
                               integer(static_cast<std::int64_t>(row.data.size())),
                               octetString(row.data), fromHex(row.list)});
     ASSERT_EQ(peer.received().size(), 1U);
-    EXPECT_EQ(toHex(peer.received()[0]),
-              toHex(ldapMessage(1, extendedRequest(restoreOid, value))));
+    EXPECT_EQ(toHex(peer.received()[0]), toHex(ldapMessage(1, extendedRequest(restoreOid, value))));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backup, RestoreRequestTest, testing::ValuesIn(restoreCases),
@@ -437,12 +431,11 @@ TEST(Restore, ManySizes) {
         text += "1;";
         elements += fromHex(SIZE_1);
     }
-    ScriptedPeer peer(
-        {ScriptedPeer::answer(extendedResponse(0, restoreAnswerOid, std::nullopt))});
+    ScriptedPeer peer({ScriptedPeer::answer(extendedResponse(0, restoreAnswerOid, std::nullopt))});
     EXPECT_EQ(restore(peer.session(), "", text.c_str()), LDAP_SUCCESS);
-    const Bytes value = join({octetString("o=a"), octetString("secret"), integer(0),
-                              octetString(""),
-                              longTlv(0x30, integer(100000) + longTlv(0x31, elements, 4), 4)});
+    const Bytes value =
+        join({octetString("o=a"), octetString("secret"), integer(0), octetString(""),
+              longTlv(0x30, integer(100000) + longTlv(0x31, elements, 4), 4)});
     ASSERT_EQ(peer.received().size(), 1U);
     EXPECT_TRUE(peer.received()[0] == ldapMessage(1, extendedRequest(restoreOid, value)));
 }

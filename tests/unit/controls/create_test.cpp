@@ -112,8 +112,7 @@ const CreateCase createCases[] = {
      CALL(createStatus(ld, {-1, -1, 0, -1, -1, -1, -1}, 0, ctrlp))},
 
     {"Reference", reference, nullptr, 0, CALL(ldap_create_reference_control(ld, 0, ctrlp))},
-    {"ReferenceCritical", reference, nullptr, 1,
-     CALL(ldap_create_reference_control(ld, 1, ctrlp))},
+    {"ReferenceCritical", reference, nullptr, 1, CALL(ldap_create_reference_control(ld, 1, ctrlp))},
 };
 
 class CreateTest : public testing::TestWithParam<CreateCase> {};

@@ -29,9 +29,7 @@ struct Change {
     }
 
   private:
-    static std::string text(int value) {
-        return value == unset ? "unset" : std::to_string(value);
-    }
+    static std::string text(int value) { return value == unset ? "unset" : std::to_string(value); }
 };
 
 struct Outcome {
@@ -110,10 +108,8 @@ const ValueCase valueCases[] = {
      "type=1 previous=none present=0 number=unset"},
     {"NumberTooLongAfterDn", "30 0d 0a 01 01 04 01 61 80 05 00 00 00 00 01", malformed,
      "type=1 previous=none present=0 number=unset"},
-    {"NumberCut", "30 05 0a 01 01 80 04", malformed,
-     "type=1 previous=none present=0 number=unset"},
-    {"NumberWithoutBytes", "30 05 0a 01 01 80 00", 0,
-     "type=1 previous=none present=1 number=0"},
+    {"NumberCut", "30 05 0a 01 01 80 04", malformed, "type=1 previous=none present=0 number=unset"},
+    {"NumberWithoutBytes", "30 05 0a 01 01 80 00", 0, "type=1 previous=none present=1 number=0"},
 };
 
 class EntryChangeTest : public testing::TestWithParam<ValueCase> {};

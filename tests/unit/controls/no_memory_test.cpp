@@ -132,10 +132,10 @@ TEST(Reference, LosesWhatCannotReachTheCaller) {
     ScriptedPeer peer({});
     LDAP *ld = peer.session();
     ControlList controls;
-    controls.add(referenceOid, set({tlv(0x81, "one"), tlv(0x82, "\x07"), tlv(0x83, "three"),
-                                    tlv(0x84, "\x07"),
-                                    tlv(0x85, sequence({octetString("five"), octetString("5")})),
-                                    tlv(0x86, "six"), tlv(0x86, "seven")}));
+    controls.add(referenceOid,
+                 set({tlv(0x81, "one"), tlv(0x82, "\x07"), tlv(0x83, "three"), tlv(0x84, "\x07"),
+                      tlv(0x85, sequence({octetString("five"), octetString("5")})),
+                      tlv(0x86, "six"), tlv(0x86, "seven")}));
     char *reference = nullptr;
     long before = failing_memory::liveBlocks();
     ASSERT_EQ(parseReference(ld, controls, &reference), LDAP_SUCCESS);
@@ -178,8 +178,7 @@ TEST(Backup, NoMemory) {
 
 TEST(Restore, NoMemory) {
     exhaust(
-        {ScriptedPeer::answer(
-            extendedResponse(0, "2.16.840.1.907341.1.27.100.99", std::nullopt))},
+        {ScriptedPeer::answer(extendedResponse(0, "2.16.840.1.907341.1.27.100.99", std::nullopt))},
         [](LDAP *ld) {
             std::string sizes, data;
             {
@@ -193,6 +192,39 @@ TEST(Restore, NoMemory) {
             return ldap_restore_object(ld, dn, password, data.data(), sizes.data(), 5000);
         },
         [](int) {});
+}
+
+constexpr std::size_t pieceSize = 4 << 20;
+// What a call needs beside its pieces, libldap's buffers included.
+constexpr long smallChange = 64 << 10;
+
+// A piece is in memory twice at most, whatever libldap needs to receive it included.
+TEST(Backup, HoldsAPieceTwiceAtMost) {
+    const Bytes value = integer(pieceSize) + integer(5) + integer(7) +
+                        octetString(Bytes(pieceSize, 'x')) + sequence({integer(0), set({})});
+    ScriptedPeer peer(
+        {ScriptedPeer::answer(extendedResponse(0, "2.16.840.1.907341.1.27.100.97", value))});
+    LDAP *ld = peer.session();
+    char dn[] = "o=a";
+    char *state = nullptr, *data = nullptr, *sizes = nullptr;
+    int length = 0;
+    failing_memory::markPeak();
+    ASSERT_EQ(ldap_backup_object(ld, dn, nullptr, &state, &data, &sizes, &length), LDAP_SUCCESS);
+    EXPECT_LT(failing_memory::peakBytes(), static_cast<long>(2 * pieceSize) + smallChange);
+    EXPECT_EQ(length, static_cast<int>(pieceSize));
+    for (char *text : {state, data, sizes})
+        ldapx_memfree(text);
+}
+
+TEST(Restore, HoldsAPieceTwiceAtMost) {
+    ScriptedPeer peer(
+        {ScriptedPeer::answer(extendedResponse(0, "2.16.840.1.907341.1.27.100.99", std::nullopt))});
+    LDAP *ld = peer.session();
+    Bytes data(pieceSize, 'x');
+    char dn[] = "o=a", sizes[] = "0;";
+    failing_memory::markPeak();
+    ASSERT_EQ(ldap_restore_object(ld, dn, nullptr, data.data(), sizes, pieceSize), LDAP_SUCCESS);
+    EXPECT_LT(failing_memory::peakBytes(), static_cast<long>(2 * pieceSize) + smallChange);
 }
 
 TEST(ReturnedBuffer, NoMemory) {

@@ -42,8 +42,7 @@ Outcome parse(LDAP *ld, LDAPControl **controls) {
     char first[] = "first", third[] = "third";
     char *fifth[] = {first, nullptr};
     char *reference = untouched;
-    int result =
-        ldap_parse_reference_control(ld, controls, first, 2, third, 4, fifth, &reference);
+    int result = ldap_parse_reference_control(ld, controls, first, 2, third, 4, fifth, &reference);
     EXPECT_STREQ(first, "first");
     EXPECT_STREQ(third, "third");
     EXPECT_EQ(fifth[0], first);

@@ -40,7 +40,8 @@ Taken take(BerElement *ber) {
 }
 
 TEST(ReturnedBuffer, TakesOneElementAfterTheOther) {
-    Element ber(octetString(Bytes("a\0b", 3)) + integer(7) + tlv(0x86, "") + sequence({integer(1)}));
+    Element ber(octetString(Bytes("a\0b", 3)) + integer(7) + tlv(0x86, "") +
+                sequence({integer(1)}));
     Taken text = take(ber);
     EXPECT_EQ(text.tag, 0x04U);
     EXPECT_EQ(Bytes(text.buffer.get(), 4), Bytes("a\0b\0", 4));
@@ -70,8 +71,8 @@ TEST(ReturnedBuffer, LeavesTheNextTagRight) {
 }
 
 TEST(ReturnedBuffer, Malformed) {
-    for (const char *bytes : {"04", "04 01", "04 05 61 62", "04 84 ff ff ff ff 61", "04 80 61 00 00",
-                              "1f", "04 89 00 00 00 00 00 00 00 00 01 61"}) {
+    for (const char *bytes : {"04", "04 01", "04 05 61 62", "04 84 ff ff ff ff 61",
+                              "04 80 61 00 00", "1f", "04 89 00 00 00 00 00 00 00 00 01 61"}) {
         Element ber(fromHex(bytes));
         Taken taken = take(ber);
         EXPECT_EQ(taken.tag, LBER_ERROR) << bytes;

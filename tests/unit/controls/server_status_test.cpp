@@ -20,8 +20,8 @@ struct Outcome {
 Outcome parse(LDAP *ld, LDAPControl **controls) {
     Outcome outcome{};
     Numbers &numbers = outcome.numbers;
-    outcome.result = ldap_parse_sstatus_control(ld, controls, &numbers[0], &numbers[1],
-                                                &numbers[2], &numbers[3]);
+    outcome.result = ldap_parse_sstatus_control(ld, controls, &numbers[0], &numbers[1], &numbers[2],
+                                                &numbers[3]);
     return outcome;
 }
 
@@ -57,8 +57,7 @@ const ValueCase valueCases[] = {
     {"Set", "31 03 80 01 01", malformed, none},
     {"NoSequence", "80 01 01", malformed, none},
     {"TooLong", "30 07 80 05 00 00 00 00 01", malformed, none},
-    {"SecondTooLong", "30 0a 80 01 07 81 05 00 00 00 00 01", malformed,
-     {7, unset, unset, unset}},
+    {"SecondTooLong", "30 0a 80 01 07 81 05 00 00 00 00 01", malformed, {7, unset, unset, unset}},
     {"Cut", "30 02 80 01", malformed, none},
     {"SecondCut", "30 05 80 01 07 81 01", malformed, {7, unset, unset, unset}},
     {"BeyondTheSequence", "30 02 80 01 07", malformed, {7, unset, unset, unset}},
@@ -109,8 +108,8 @@ TEST(ServerStatus, Errors) {
     others.add("2.16.840.1.907341.1.27.101.4", "").add("2.16.840.1.907341.1.27.101.400", "");
     EXPECT_EQ(parse(nullptr, empty.get()).result, LDAP_PARAM_ERROR);
     EXPECT_EQ(session.resultCode(), Session::before);
-    for (LDAPControl **controls : {static_cast<LDAPControl **>(nullptr), empty.get(),
-                                   others.get()}) {
+    for (LDAPControl **controls :
+         {static_cast<LDAPControl **>(nullptr), empty.get(), others.get()}) {
         session.store(Session::before);
         Outcome outcome = parse(session, controls);
         EXPECT_EQ(outcome.result, LDAP_CONTROL_NOT_FOUND);

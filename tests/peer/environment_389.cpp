@@ -25,7 +25,8 @@ const testing::Environment *const environment =
     testing::AddGlobalTestEnvironment(new Server389Environment);
 
 std::string nameOfTest() {
-    std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+    const testing::TestInfo *test = testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test->test_suite_name()) + "-" + test->name();
     std::replace(name.begin(), name.end(), '/', '-');
     return name;
 }

@@ -2,8 +2,6 @@
 
 #include "directory.h"
 
-#include <algorithm>
-#include <bit>
 #include <gtest/gtest.h>
 #include <qldapx.h>
 
@@ -71,8 +69,12 @@ std::string describeResult(LDAP *ld, LDAPMessage *message) {
     return "result " + std::to_string(code);
 }
 
-bool isAbout(const std::string &words, const std::string &name) {
-    return words.find(" cn=" + name) != std::string::npos;
+// The entry that awaitListening changes.
+constexpr char probe[] = "probe";
+
+bool isProbe(LDAP *ld, LDAPMessage *message) {
+    return ldap_msgtype(message) == LDAP_RES_SEARCH_ENTRY &&
+           dnOf(ld, message).starts_with(std::string("cn=") + probe);
 }
 
 } // namespace
@@ -92,8 +94,8 @@ PersistentSearch::PersistentSearch(LDAP *ld, const std::string &base, const Wish
     ControlPtr owner(control);
     EXPECT_EQ(sessionCode(ld), LDAP_SUCCESS);
     LDAPControl *controls[] = {control, nullptr};
-    EXPECT_EQ(ldap_search_ext(ld, base.c_str(), LDAP_SCOPE_SUBTREE, "(objectClass=*)", nullptr, 0,
-                              controls, nullptr, nullptr, LDAP_NO_LIMIT, &id_),
+    EXPECT_EQ(ldap_search_ext(ld, base.c_str(), LDAP_SCOPE_SUBTREE, "(cn=*)", nullptr, 0, controls,
+                              nullptr, nullptr, LDAP_NO_LIMIT, &id_),
               LDAP_SUCCESS);
 }
 
@@ -108,7 +110,8 @@ bool PersistentSearch::hasMessageWithin(int milliseconds) {
 }
 
 MessagePtr PersistentSearch::nextMessage() {
-    (void)hasMessageWithin(longTime);
+    while (hasMessageWithin(longTime) && isProbe(ld_, waiting_.get()))
+        waiting_.reset();
     return std::move(waiting_);
 }
 
@@ -123,55 +126,54 @@ std::string PersistentSearch::next() {
 
 void PersistentSearch::abandon() {
     EXPECT_EQ(ldap_abandon_ext(ld_, id_, nullptr, nullptr), LDAP_SUCCESS);
+    waiting_.reset();
 }
 
-void changeEntry(LDAP *writer, const std::string &base, const std::string &name) {
-    std::string dn = "cn=" + name + "," + base;
-    std::string newRdn = "cn=" + name + "-renamed";
-    EXPECT_EQ(addEntry(writer, dn, {{"objectClass", {"device"}}, {"cn", {name}}}), LDAP_SUCCESS);
-    char attribute[] = "description";
-    char text[] = "modified";
-    char *values[] = {text, nullptr};
-    LDAPMod mod{LDAP_MOD_REPLACE, attribute, {values}};
-    LDAPMod *mods[] = {&mod, nullptr};
-    EXPECT_EQ(ldap_modify_ext_s(writer, dn.c_str(), mods, nullptr, nullptr), LDAP_SUCCESS);
-    EXPECT_EQ(ldap_rename_s(writer, dn.c_str(), newRdn.c_str(), nullptr, 1, nullptr, nullptr),
-              LDAP_SUCCESS);
-    EXPECT_EQ(ldap_delete_ext_s(writer, (newRdn + "," + base).c_str(), nullptr, nullptr),
-              LDAP_SUCCESS);
+std::vector<Change> changesOf(LDAP *writer, const std::string &base, const std::string &name) {
+    std::string rdn = "cn=" + name;
+    std::string newRdn = rdn + "-renamed";
+    std::string dn = rdn + "," + base;
+    std::string newDn = newRdn + "," + base;
+    return {
+        {additions, "add " + dn,
+         [=] {
+             return addEntry(writer, dn,
+                             {{"objectClass", {"device"}}, {"description", {"to be deleted"}}});
+         }},
+        {modifications, "modify " + dn,
+         [=] {
+             char attribute[] = "description";
+             LDAPMod mod{LDAP_MOD_DELETE, attribute, {nullptr}};
+             LDAPMod *mods[] = {&mod, nullptr};
+             return ldap_modify_ext_s(writer, dn.c_str(), mods, nullptr, nullptr);
+         }},
+        {renames, "rename " + newDn + " from " + dn,
+         [=] {
+             return ldap_rename_s(writer, dn.c_str(), newRdn.c_str(), nullptr, 1, nullptr, nullptr);
+         }},
+        {deletions, "delete " + newDn,
+         [=] { return ldap_delete_ext_s(writer, newDn.c_str(), nullptr, nullptr); }},
+    };
 }
 
-std::vector<std::string> wordsOfChanges(const std::string &base, const std::string &name,
-                                        int types) {
-    std::string dn = "cn=" + name + "," + base;
-    std::string newDn = "cn=" + name + "-renamed," + base;
-    const std::pair<int, std::string> inOrder[] = {{additions, "add " + dn},
-                                                   {modifications, "modify " + dn},
-                                                   {renames, "rename " + newDn + " from " + dn},
-                                                   {deletions, "delete " + newDn}};
-    std::vector<std::string> words;
-    for (const auto &[type, text] : inOrder)
-        if ((types & type) != 0)
-            words.push_back(text);
-    return words;
+void expectTold(const std::vector<Change> &changes,
+                const std::vector<PersistentSearch *> &searches) {
+    for (const Change &change : changes) {
+        ASSERT_EQ(change.make(), LDAP_SUCCESS) << change.words;
+        for (PersistentSearch *search : searches)
+            if ((search->wish().types & change.type) != 0) {
+                ASSERT_EQ(search->next(), change.words);
+            }
+    }
 }
 
 void awaitListening(LDAP *writer, const std::string &base,
                     const std::vector<PersistentSearch *> &searches) {
+    const std::vector<Change> changes = changesOf(writer, base, probe);
     for (PersistentSearch *search : searches)
         for (int attempt = 0; attempt < 500 && !search->hasMessageWithin(20); ++attempt)
-            changeEntry(writer, base, "probe");
-    changeEntry(writer, base, "ready");
-    for (PersistentSearch *search : searches) {
-        std::string words = search->next();
-        while (isAbout(words, "probe"))
-            words = search->next();
-        for (int left = std::popcount(unsigned(search->types())); left > 0; --left) {
-            ASSERT_TRUE(isAbout(words, "ready")) << words;
-            if (left > 1)
-                words = search->next();
-        }
-    }
+            for (const Change &change : changes)
+                ASSERT_EQ(change.make(), LDAP_SUCCESS) << change.words;
 }
 
 } // namespace test

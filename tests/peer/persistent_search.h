@@ -1,6 +1,7 @@
 // persistent_search.h - a persistent search built and read by the library, sent by libldap.
 #pragma once
 
+#include <functional>
 #include <ldap.h>
 #include <memory>
 #include <string>
@@ -33,9 +34,10 @@ class PersistentSearch {
         char isCritical = 1;
     };
 
+    // For the entries with a name (cn) below the base.
     PersistentSearch(LDAP *ld, const std::string &base, const Wish &wish);
 
-    [[nodiscard]] int types() const { return wish_.types; }
+    [[nodiscard]] const Wish &wish() const { return wish_; }
     [[nodiscard]] bool hasMessageWithin(int milliseconds);
     // The next message, or nothing when none comes for long.
     [[nodiscard]] MessagePtr nextMessage();
@@ -52,14 +54,23 @@ class PersistentSearch {
     MessagePtr waiting_;
 };
 
-// Adds, modifies, renames and deletes an entry below the base.
-void changeEntry(LDAP *writer, const std::string &base, const std::string &name);
-// The words of a search with these types for changeEntry.
-std::vector<std::string> wordsOfChanges(const std::string &base, const std::string &name,
-                                        int types);
+// One change of an entry, and the words of a search that is told of it.
+struct Change {
+    int type;
+    std::string words;
+    std::function<int()> make;
+};
 
-// The server does not say when it begins to watch: changes entries until every search has told of
-// one, and takes the words about them away.
+// Adding, modifying, renaming and deleting an entry below the base.
+std::vector<Change> changesOf(LDAP *writer, const std::string &base, const std::string &name);
+
+// Makes the changes, and waits for the words about each before the next: the server answers who
+// made a change before it tells the others, and may tell of two in either order.
+void expectTold(const std::vector<Change> &changes,
+                const std::vector<PersistentSearch *> &searches);
+
+// The server does not say when it begins to watch: changes an entry, of which the searches take no
+// notice, until it has told every one of them.
 void awaitListening(LDAP *writer, const std::string &base,
                     const std::vector<PersistentSearch *> &searches);
 

@@ -65,7 +65,7 @@ void SlapdServer::writeConfiguration() const {
         << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n"
         << "pidfile " << (folder_ / "pid").string() << "\n"
         << "database mdb\nsuffix dc=example,dc=com\ndirectory " << (folder_ / "data").string()
-        << "\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
+        << "\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
 }
 
 void SlapdServer::start() {

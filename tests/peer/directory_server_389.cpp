@@ -34,6 +34,14 @@ nsslapd-state: backend
 nsslapd-backend: userRoot
 )";
 
+// The server insists on a schema of its own, beside the package's.
+constexpr char ownSchema[] = R"(dn: cn=schema
+objectClass: top
+objectClass: ldapSubentry
+objectClass: subschema
+cn: schema
+)";
+
 std::string read(const fs::path &path) {
     std::ifstream file(path);
     if (!file)
@@ -128,13 +136,7 @@ void DirectoryServer389::writeConfiguration() const {
     // One empty line between two entries: a second one is an error to the server.
     text.erase(text.find_last_not_of('\n') + 1);
     std::ofstream(configuration() / "dse.ldif") << text << "\n\n" << backend;
-    const std::pair<const char *, const char *> copies[] = {
-        {"/etc/dirsrv/config/certmap.conf", "certmap.conf"},
-        {"/etc/dirsrv/config/slapd-collations.conf", "slapd-collations.conf"},
-        {"/etc/dirsrv/schema/99user.ldif", "schema/99user.ldif"},
-    };
-    for (const auto &[from, to] : copies)
-        std::ofstream(configuration() / to) << read(from);
+    std::ofstream(configuration() / "schema/99user.ldif") << ownSchema;
 }
 
 void DirectoryServer389::waitUntilItAnswers() const {

@@ -38,6 +38,7 @@ std::string describeChange(LDAP *ld, LDAPControl **controls, const std::string &
     int numberPresent = -1;
     int number = -1;
     char *previous = nullptr;
+    spoilSessionCode(ld);
     int code =
         ldap_parse_entrychange_control(ld, controls, &type, &previous, &numberPresent, &number);
     EXPECT_EQ(sessionCode(ld), code);
@@ -85,9 +86,15 @@ int sessionCode(LDAP *ld) {
     return code;
 }
 
+void spoilSessionCode(LDAP *ld) {
+    int code = LDAP_OTHER;
+    ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &code);
+}
+
 PersistentSearch::PersistentSearch(LDAP *ld, const std::string &base, const Wish &wish)
     : ld_(ld), wish_(wish) {
     LDAPControl *control = nullptr;
+    spoilSessionCode(ld);
     EXPECT_EQ(ldap_create_persistentsearch_control(ld, wish.types, wish.changesOnly,
                                                    wish.returnControls, wish.isCritical, &control),
               LDAP_SUCCESS);

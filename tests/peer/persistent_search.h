@@ -22,8 +22,10 @@ struct ControlRelease {
 };
 using ControlPtr = std::unique_ptr<LDAPControl, ControlRelease>;
 
-// The code that the session remembers.
+// The code that the session remembers; and one that none of the library's functions leaves there,
+// so that the next call's own is seen.
 int sessionCode(LDAP *ld);
+void spoilSessionCode(LDAP *ld);
 
 class PersistentSearch {
   public:

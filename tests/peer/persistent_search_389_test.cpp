@@ -173,6 +173,7 @@ TEST_F(PersistentSearch389, TheChangeTypeAlone) {
     LDAPControl **controls = nullptr;
     ASSERT_EQ(ldap_get_entry_controls(ld, entry.get(), &controls), LDAP_SUCCESS);
     int type = 0;
+    test::spoilSessionCode(ld);
     EXPECT_EQ(ldap_parse_entrychange_control(ld, controls, &type, nullptr, nullptr, nullptr),
               LDAP_SUCCESS);
     EXPECT_EQ(test::sessionCode(ld), LDAP_SUCCESS);
@@ -190,6 +191,7 @@ TEST_F(PersistentSearch389, TheControlIsTheOneMadeByHand) {
             for (int returnControls : {0, 1})
                 for (char isCritical : {'\0', '\1'}) {
                     LDAPControl *control = nullptr;
+                    test::spoilSessionCode(ld);
                     ASSERT_EQ(ldap_create_persistentsearch_control(
                                   ld, types, changesOnly, returnControls, isCritical, &control),
                               LDAP_SUCCESS);

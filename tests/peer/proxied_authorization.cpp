@@ -7,6 +7,7 @@ namespace test {
 
 ControlPtr proxyControl(LDAP *ld, const char *text) {
     LDAPControl *control = nullptr;
+    spoilSessionCode(ld);
     EXPECT_EQ(ldap_create_proxyauth_control(ld, text, &control), LDAP_SUCCESS);
     EXPECT_EQ(sessionCode(ld), LDAP_SUCCESS);
     return ControlPtr(control);

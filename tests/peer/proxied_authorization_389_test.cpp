@@ -6,6 +6,7 @@
 #include "support/ber.h"
 #include "support/case_name.h"
 
+#include <ostream>
 #include <qldapx.h>
 
 namespace {
@@ -36,6 +37,10 @@ struct Identity {
     int searched; // the result of a search
     int seen;     // the entries that it found
 };
+
+std::ostream &operator<<(std::ostream &stream, const Identity &row) {
+    return stream << row.name;
+}
 
 const Identity identities[] = {
     {"AgentAsWriter", Server::agentDn, asWriter, LDAP_SUCCESS, LDAP_SUCCESS, 1},

@@ -6,6 +6,7 @@
 #include "support/case_name.h"
 
 #include <gtest/gtest.h>
+#include <ostream>
 #include <qldapx.h>
 
 namespace {
@@ -64,6 +65,10 @@ struct Identity {
     const char *text;
     const char *identity;
 };
+
+std::ostream &operator<<(std::ostream &stream, const Identity &row) {
+    return stream << row.name;
+}
 
 const Identity identities[] = {
     {"AdministratorAsBen", SlapdServer::adminDn, asBen, benItIs},

@@ -177,10 +177,12 @@ void expectTold(const std::vector<Change> &changes,
 void awaitListening(LDAP *writer, const std::string &base,
                     const std::vector<PersistentSearch *> &searches) {
     const std::vector<Change> changes = changesOf(writer, base, probe);
-    for (PersistentSearch *search : searches)
-        for (int attempt = 0; attempt < 500 && !search->hasMessageWithin(20); ++attempt)
+    for (PersistentSearch *search : searches) {
+        for (int attempt = 0; attempt < 250 && !search->hasMessageWithin(20); ++attempt)
             for (const Change &change : changes)
                 ASSERT_EQ(change.make(), LDAP_SUCCESS) << change.words;
+        ASSERT_TRUE(search->hasMessageWithin(0)) << "the server does not watch for this search";
+    }
 }
 
 } // namespace test

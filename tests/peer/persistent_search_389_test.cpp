@@ -184,6 +184,18 @@ TEST_F(PersistentSearch389, TheChangeTypeAlone) {
     ldap_controls_free(controls);
 }
 
+TEST_F(PersistentSearch389, OtherControlsAreNotTheOne) {
+    LDAPControl *other = nullptr;
+    ASSERT_EQ(ldap_create_persistentsearch_control(ld, 1, 1, 1, 1, &other), LDAP_SUCCESS);
+    test::ControlPtr owner(other);
+    LDAPControl *controls[] = {other, nullptr};
+    int type = 0;
+    test::spoilSessionCode(ld);
+    EXPECT_EQ(ldap_parse_entrychange_control(ld, controls, &type, nullptr, nullptr, nullptr),
+              LDAP_CONTROL_NOT_FOUND);
+    EXPECT_EQ(test::sessionCode(ld), LDAP_CONTROL_NOT_FOUND);
+}
+
 // The control as it is sent, byte for byte.
 TEST_F(PersistentSearch389, TheControlIsTheOneMadeByHand) {
     for (int types : {0, 1, 15, 128, -1})

@@ -1,8 +1,9 @@
 #include "slapd_server.h"
 
+#include "directory.h"
+
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
 #include <netinet/in.h>
@@ -12,26 +13,11 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-#include <vector>
 
 namespace test {
 namespace {
 
 constexpr pid_t noProcess = -1;
-
-std::filesystem::path makeFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "qldapx-slapd-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr)
-        throw std::runtime_error("cannot make a temporary folder");
-    return name;
-}
-
-std::string unixSocketUri(const std::filesystem::path &folder) {
-    std::string escaped;
-    for (char c : (folder / "socket").string())
-        escaped += c == '/' ? std::string("%2F") : std::string(1, c);
-    return "ldapi://" + escaped;
-}
 
 // A port that the system has just given and taken back.
 std::string freeTcpUri() {
@@ -48,41 +34,11 @@ std::string freeTcpUri() {
     return "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
 }
 
-int simpleBind(LDAP *ld) {
-    std::string password = SlapdServer::adminPassword;
-    berval credentials{password.size(), password.data()};
-    return ldap_sasl_bind_s(ld, SlapdServer::adminDn, LDAP_SASL_SIMPLE, &credentials, nullptr,
-                            nullptr, nullptr);
-}
-
-using Attributes = std::vector<std::pair<std::string, std::vector<std::string>>>;
-
-void add(LDAP *ld, const std::string &dn, Attributes attributes) {
-    std::vector<std::vector<char *>> values;
-    std::vector<LDAPMod> mods(attributes.size());
-    std::vector<LDAPMod *> list;
-    values.reserve(attributes.size());
-    for (std::size_t i = 0; i < attributes.size(); ++i) {
-        std::vector<char *> pointers;
-        for (std::string &value : attributes[i].second)
-            pointers.push_back(value.data());
-        pointers.push_back(nullptr);
-        values.push_back(std::move(pointers));
-        mods[i].mod_op = LDAP_MOD_ADD;
-        mods[i].mod_type = attributes[i].first.data();
-        mods[i].mod_values = values[i].data();
-        list.push_back(&mods[i]);
-    }
-    list.push_back(nullptr);
-    if (ldap_add_ext_s(ld, dn.c_str(), list.data(), nullptr, nullptr) != LDAP_SUCCESS)
-        throw std::runtime_error("slapd refused " + dn);
-}
-
 } // namespace
 
 SlapdServer::SlapdServer(Transport transport)
-    : folder_(makeFolder()),
-      uri_(transport == Transport::tcp ? freeTcpUri() : unixSocketUri(folder_)) {
+    : folder_(makeFolder("slapd")),
+      uri_(transport == Transport::tcp ? freeTcpUri() : unixSocketUri(folder_ / "socket")) {
     try {
         writeConfiguration();
         start();
@@ -107,7 +63,7 @@ void SlapdServer::writeConfiguration() const {
         << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n"
         << "pidfile " << (folder_ / "pid").string() << "\n"
         << "database mdb\nsuffix dc=example,dc=com\ndirectory " << (folder_ / "data").string()
-        << "\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
+        << "\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
 }
 
 void SlapdServer::start() {
@@ -127,15 +83,7 @@ void SlapdServer::start() {
 
 void SlapdServer::waitUntilItAnswers() const {
     for (int attempt = 0; attempt < 200; ++attempt) {
-        LDAP *ld = nullptr;
-        int version = LDAP_VERSION3;
-        int result = ldap_initialize(&ld, uri_.c_str());
-        if (result == LDAP_SUCCESS) {
-            ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-            result = simpleBind(ld);
-            ldap_unbind_ext_s(ld, nullptr, nullptr);
-        }
-        if (result == LDAP_SUCCESS)
+        if (answers(uri_, adminDn, adminPassword))
             return;
         if (waitpid(process_, nullptr, WNOHANG) == process_)
             throw std::runtime_error("slapd ended at its start");
@@ -145,31 +93,22 @@ void SlapdServer::waitUntilItAnswers() const {
 }
 
 LDAP *SlapdServer::session() const {
-    LDAP *ld = nullptr;
-    int version = LDAP_VERSION3;
-    timeval patience{10, 0};
-    if (ldap_initialize(&ld, uri_.c_str()) != LDAP_SUCCESS)
-        throw std::runtime_error("no session");
-    ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-    ldap_set_option(ld, LDAP_OPT_TIMEOUT, &patience);
-    if (simpleBind(ld) == LDAP_SUCCESS)
-        return ld;
-    ldap_unbind_ext_s(ld, nullptr, nullptr);
-    throw std::runtime_error("slapd refused the administrator");
+    return openSession(uri_, adminDn, adminPassword);
 }
 
 void SlapdServer::addTree() const {
     LDAP *ld = session();
-    add(ld, "dc=example,dc=com",
+    mustAdd(
+        ld, "dc=example,dc=com",
         {{"objectClass", {"dcObject", "organization"}}, {"dc", {"example"}}, {"o", {"Example"}}});
-    add(ld, "ou=people,dc=example,dc=com",
-        {{"objectClass", {"organizationalUnit"}}, {"ou", {"people"}}});
+    mustAdd(ld, "ou=people,dc=example,dc=com",
+            {{"objectClass", {"organizationalUnit"}}, {"ou", {"people"}}});
     for (const char *name : {"Ada", "Ben", "Cleo"})
-        add(ld, std::string("cn=") + name + ",ou=people,dc=example,dc=com",
-            {{"objectClass", {"inetOrgPerson"}},
-             {"cn", {name}},
-             {"sn", {"Tester"}},
-             {"mail", {std::string(name) + "@example.com"}}});
+        mustAdd(ld, std::string("cn=") + name + ",ou=people,dc=example,dc=com",
+                {{"objectClass", {"inetOrgPerson"}},
+                 {"cn", {name}},
+                 {"sn", {"Tester"}},
+                 {"mail", {std::string(name) + "@example.com"}}});
     ldap_unbind_ext_s(ld, nullptr, nullptr);
 }
 

@@ -89,8 +89,8 @@ void stream(LDAP *ld) {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ldapx_memfree(object.state);
     std::printf("mib-per-second %.0f\nbackup-peak %.4f\nrestore-peak %.4f\n",
-                2 * inPieces(static_cast<long>(pieces) * pieceSize) / seconds,
-                inPieces(backupPeak), inPieces(restorePeak));
+                2 * inPieces(static_cast<long>(pieces) * pieceSize) / seconds, inPieces(backupPeak),
+                inPieces(restorePeak));
 }
 
 void once(LDAP *ld) {

@@ -1,10 +1,12 @@
 #include "image.h"
 #include "in_process.h"
+#include "program.h"
 #include "watch.h"
 
 #include <gtest/gtest.h>
 #include <openssl/sha.h>
 
+#include <chrono>
 #include <cstring>
 #include <map>
 
@@ -28,6 +30,9 @@ std::string chunks(const std::vector<std::int64_t> &sizes) {
         set += tlv(0x30, integer(size));
     return tlv(0x30, integer(static_cast<std::int64_t>(sizes.size())) + tlv(0x31, set));
 }
+
+// The head of an image that says that it has as many bytes as there are numbers.
+const std::string kEndless = "STRATIMG" + hex("0000000000000001 7fffffffffffffff");
 
 std::int64_t numberOf(const std::string &content) {
     std::int64_t value = 0;
@@ -109,6 +114,11 @@ class ArchiveTest : public testing::Test {
     void setDescription(std::size_t size) {
         ASSERT_EQ(
             server_.code(wire::modify(kAda, {{2, {"description", {std::string(size, 'd')}}}})), 0);
+    }
+    /** Makes the entry large by an attribute whose values match as they are. */
+    void setBulk(std::size_t size) {
+        ASSERT_EQ(
+            server_.code(wire::modify(kAda, {{2, {"userPassword", {std::string(size, 'd')}}}})), 0);
     }
     void removeAda() { ASSERT_EQ(server_.code(wire::remove(kAda)), 0); }
     bool isThere() {
@@ -248,14 +258,15 @@ TEST_F(ArchiveTest, TheOldestOfManyBackupsIsForgotten) {
 }
 
 TEST_F(ArchiveTest, BackupsShareABoundOfBytes) {
-    setDescription(50000000);
+    server_.directory.archive.backupBytes = 500000;
+    setBulk(200000);
     const Piece first = fetch();
     const Piece second = fetch();
     const Piece third = fetch();
     EXPECT_EQ(fetch(first.first, 2).code, 53);
     EXPECT_EQ(fetch(second.first, 2).code, 0);
     EXPECT_EQ(fetch(third.first, 2).code, 0);
-    setDescription(140000000);
+    setBulk(600000);
     const Piece huge = fetch();
     EXPECT_EQ(fetch(huge.first, 3).code, 0) << "one alone may be larger";
     EXPECT_EQ(fetch(third.first, 2).code, 53);
@@ -388,8 +399,7 @@ TEST_F(ArchiveTest, SizesHaveToAddUp) {
 
 TEST_F(ArchiveTest, WhatIsCollectedIsBounded) {
     server_.directory.archive.restoreBytes = 10000;
-    // It says that it has as many bytes as there are numbers.
-    const std::string head = "STRATIMG" + hex("0000000000000001 7fffffffffffffff");
+    const std::string &head = kEndless;
     EXPECT_EQ(put(head + std::string(9000, 'x')).code, 0);
     EXPECT_EQ(put(std::string(900, 'x')).code, 0);
     EXPECT_EQ(put(head + std::string(900, 'x'), kServer1).code, 11) << "for all objects together";
@@ -450,6 +460,44 @@ TEST_F(ArchiveTest, ARestoredEntryIsAnAddedOneToWhoeverWatches) {
     const auto changes = watch.changes();
     EXPECT_EQ(changes.entries, std::vector<std::string>{kAda});
     EXPECT_EQ(changes.entryControls.at(0).at(0).value, entryChange(1, nullptr, 2));
+}
+
+TEST_F(ArchiveTest, TheImageIsNotCopiedForEachPiece) {
+    constexpr std::size_t size = 64U * 1024 * 1024;
+    setBulk(size);
+    const auto began = std::chrono::steady_clock::now();
+    Piece piece = fetch();
+    std::size_t pieces = 1;
+    for (; piece.first != 0; ++pieces)
+        piece = fetch(piece.first, piece.second);
+    EXPECT_EQ(pieces, size / 65536 + 1);
+    // Less than a second; to copy the image for each of a thousand pieces takes much longer.
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+}
+
+TEST(ArchiveProgramTest, SwitchesSetTheLimits) {
+    SimProgram server({"--backup-piece", "100", "--max-message", "1000"});
+    RawClient client(server.port());
+    const auto ask = [&](const std::string &op) {
+        client.send(wire::message(1, op));
+        return wire::parse(client.readMessages(1));
+    };
+    ask(wire::bind(kAdmin, "secret"));
+    const std::string request = text(kAda) + integer(0) + integer(0) + text("");
+    const auto piece = ask(wire::extended(wire::strataOid(96), &request));
+    EXPECT_EQ(wire::elements(piece.value).at(3).content.size(), 100U);
+    int code = 0;
+    std::size_t taken = 0;
+    for (std::string data = kEndless; code == 0 && taken < 100000; data = std::string(500, 'x')) {
+        const auto size = static_cast<std::int64_t>(data.size());
+        const std::string restore =
+            text(kAda) + text("") + integer(size) + text(data) + chunks({size});
+        code = ask(wire::extended(wire::strataOid(98), &restore)).code;
+        taken += data.size();
+    }
+    EXPECT_EQ(code, 11);
+    EXPECT_GT(taken, 16000U);
+    EXPECT_LE(taken, 16500U + kEndless.size());
 }
 
 TEST_F(ArchiveTest, FaultsSpoilTheAnswers) {

@@ -72,7 +72,8 @@ TEST(ProxyTest, WhoMayActAsWhom) {
 TEST(ProxyTest, NobodyRisesToTheAdministrator) {
     const stratasim::Directory::Administrator among{kAda, "secret"};
     stratasim::Directory directory(among, [] { return std::int64_t{1}; });
-    stratasim::Dispatcher dispatcher(directory, {});
+    const stratasim::Faults faults;
+    stratasim::Dispatcher dispatcher(directory, faults);
     const auto ask = [&](const char *bound) {
         stratasim::Connection connection;
         connection.identity = {bound, stratasim::requireDn(bound).key};

@@ -1,132 +1,15 @@
-#include "image.h"
-#include "in_process.h"
+#include "archive.h"
 #include "program.h"
 #include "watch.h"
 
-#include <gtest/gtest.h>
 #include <openssl/sha.h>
 
-#include <chrono>
 #include <cstring>
-#include <map>
 
 namespace {
 
 using wire::hex;
 using wire::text;
-using wire::tlv;
-
-/** An INTEGER of four bytes. */
-std::string integer(std::int64_t value) {
-    std::string content;
-    for (int shift = 24; shift >= 0; shift -= 8)
-        content += static_cast<char>(value >> shift);
-    return tlv(0x02, content);
-}
-
-std::string chunks(const std::vector<std::int64_t> &sizes) {
-    std::string set;
-    for (const std::int64_t size : sizes)
-        set += tlv(0x30, integer(size));
-    return tlv(0x30, integer(static_cast<std::int64_t>(sizes.size())) + tlv(0x31, set));
-}
-
-// The head of an image that says that it has as many bytes as there are numbers.
-const std::string kEndless = "STRATIMG" + hex("0000000000000001 7fffffffffffffff");
-
-std::int64_t numberOf(const std::string &content) {
-    std::int64_t value = 0;
-    for (const char c : content)
-        value = value * 256 + static_cast<unsigned char>(c);
-    return value;
-}
-
-struct Piece {
-    int code = -1;
-    std::int64_t first = -1;
-    std::int64_t second = -1;
-    std::string data;
-    std::vector<std::int64_t> sizes;
-};
-
-class ArchiveTest : public testing::Test {
-  protected:
-    ArchiveTest() { server_.bindAdmin(); }
-
-    Piece fetch(std::int64_t first = 0, std::int64_t second = 0, const std::string &dn = kAda) {
-        const auto response =
-            server_.extended(96, text(dn) + integer(first) + integer(second) + text("password"));
-        EXPECT_EQ(response.oid, wire::strataOid(97));
-        Piece piece{response.code, -1, -1, {}, {}};
-        if (response.code != 0)
-            return piece;
-        const auto parts = wire::elements(response.value);
-        EXPECT_EQ(parts.size(), 5U);
-        piece.first = numberOf(parts.at(1).content);
-        piece.second = numberOf(parts.at(2).content);
-        piece.data = parts.at(3).content;
-        EXPECT_EQ(numberOf(parts.at(0).content), static_cast<std::int64_t>(piece.data.size()));
-        readSizes(parts.at(4), piece);
-        return piece;
-    }
-
-    static void readSizes(const wire::Element &list, Piece &piece) {
-        EXPECT_EQ(list.tag, 0x30);
-        const auto parts = wire::elements(list.content);
-        EXPECT_EQ(parts.at(1).tag, 0x31);
-        std::int64_t sum = 0;
-        for (const wire::Element &element : wire::elements(parts.at(1).content)) {
-            piece.sizes.push_back(numberOf(wire::elements(element.content).at(0).content));
-            sum += piece.sizes.back();
-            EXPECT_LE(piece.sizes.back(), 4096);
-        }
-        EXPECT_EQ(numberOf(parts.at(0).content), static_cast<std::int64_t>(piece.sizes.size()));
-        EXPECT_EQ(sum, static_cast<std::int64_t>(piece.data.size()));
-    }
-
-    std::vector<std::string> fetchAll(const std::string &dn = kAda) {
-        std::vector<std::string> pieces;
-        Piece piece = fetch(0, 0, dn);
-        while (piece.code == 0) {
-            pieces.push_back(piece.data);
-            if (piece.first == 0 && piece.second == 0)
-                return pieces;
-            piece = fetch(piece.first, piece.second, dn);
-        }
-        ADD_FAILURE() << "result " << piece.code;
-        return pieces;
-    }
-
-    std::string image(const std::string &dn = kAda) {
-        std::string whole;
-        for (const std::string &piece : fetchAll(dn))
-            whole += piece;
-        return whole;
-    }
-
-    wire::Response put(const std::string &data, const std::string &dn = kAda,
-                       const std::string &password = "password") {
-        const auto size = static_cast<std::int64_t>(data.size());
-        return server_.extended(98, text(dn) + text(password) + integer(size) + text(data) +
-                                        chunks({size}));
-    }
-
-    void setDescription(std::size_t size) {
-        ASSERT_EQ(
-            server_.code(wire::modify(kAda, {{2, {"description", {std::string(size, 'd')}}}})), 0);
-    }
-    /** Makes the entry large by an attribute whose values match as they are. */
-    void setBulk(std::size_t size) {
-        ASSERT_EQ(
-            server_.code(wire::modify(kAda, {{2, {"userPassword", {std::string(size, 'd')}}}})), 0);
-    }
-    void removeAda() { ASSERT_EQ(server_.code(wire::remove(kAda)), 0); }
-    bool isThere() {
-        return server_.directory.tree.find("cn=ada brandt,ou=people,dc=example,dc=com") != nullptr;
-    }
-
-    InProcess server_;
-};
 
 /** An image as its description says, from its fields after the length on. */
 std::string makeImage(const std::string &fields, std::uint64_t version = 1) {
@@ -160,25 +43,6 @@ TEST_F(ArchiveTest, AnEntryComesBackAsItWas) {
     EXPECT_EQ(server_.code(wire::bind(kAda, "changeme")), 0) << "with its password";
 }
 
-TEST_F(ArchiveTest, LargeImagesComeInPieces) {
-    setDescription(200000);
-    const auto pieces = fetchAll();
-    ASSERT_EQ(pieces.size(), 4U);
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_EQ(pieces[i].size(), 65536U);
-    const Piece first = fetch();
-    EXPECT_NE(first.first, 0);
-    EXPECT_EQ(first.second, 2);
-    EXPECT_EQ(first.sizes, std::vector<std::int64_t>(16, 4096));
-    removeAda();
-    for (const std::string &piece : pieces) {
-        EXPECT_FALSE(isThere());
-        EXPECT_EQ(put(piece).code, 0);
-    }
-    EXPECT_TRUE(isThere());
-    EXPECT_EQ(server_.ask(wire::compare(kAda, "description", std::string(200000, 'd'))).code, 6);
-}
-
 TEST_F(ArchiveTest, PiecesMayBeCutOtherwise) {
     setDescription(5000);
     server_.directory.archive.pieceBytes = 64;
@@ -192,94 +56,6 @@ TEST_F(ArchiveTest, PiecesMayBeCutOtherwise) {
     EXPECT_EQ(put("").code, 0) << "nothing, but no mistake";
     EXPECT_EQ(put(whole.substr(24)).code, 0);
     EXPECT_TRUE(isThere());
-}
-
-TEST_F(ArchiveTest, ABackupShowsTheEntryAsItWasAtTheFirstPiece) {
-    setDescription(100000);
-    const Piece first = fetch();
-    setDescription(10);
-    removeAda();
-    const Piece second = fetch(first.first, first.second);
-    EXPECT_EQ(second.code, 0);
-    EXPECT_EQ(second.first, 0);
-    EXPECT_EQ(second.second, 0);
-    EXPECT_EQ(put(first.data).code, 0);
-    EXPECT_EQ(put(second.data).code, 0);
-    EXPECT_EQ(server_.ask(wire::compare(kAda, "description", std::string(100000, 'd'))).code, 6);
-}
-
-TEST_F(ArchiveTest, StatesThatNobodyHasGivenAreRefused) {
-    setDescription(200000);
-    const Piece first = fetch();
-    const std::pair<std::int64_t, std::int64_t> cases[] = {{first.first, 0},
-                                                           {first.first, -1},
-                                                           {first.first, 5},
-                                                           {first.first, 0x7fffffff},
-                                                           {0, 2},
-                                                           {0, 1},
-                                                           {first.first + 1, 2},
-                                                           {-1, 2},
-                                                           {-0x80000000L, 2},
-                                                           {0x7fffffff, 2}};
-    for (const auto &[id, number] : cases)
-        EXPECT_EQ(fetch(id, number).code, 53) << id << "+" << number;
-    EXPECT_EQ(fetch(first.first, 2, kServer1).code, 53) << "another entry's";
-    EXPECT_EQ(fetch(first.first, 2).code, 0);
-    EXPECT_EQ(fetch(first.first, 2).code, 0) << "a lost answer may be asked for again";
-    EXPECT_EQ(fetch(first.first, 4).code, 0);
-    EXPECT_EQ(fetch(first.first, 4).code, 53) << "complete";
-}
-
-TEST_F(ArchiveTest, BackupsBelongToTheirIdentityAndConnection) {
-    setDescription(200000);
-    const Piece first = fetch();
-    stratasim::Connection other;
-    other.identity = server_.identity;
-    const std::string request =
-        wire::message(1, wire::extended(wire::strataOid(96),
-                                        &(const std::string &)(text(kAda) + integer(first.first) +
-                                                               integer(2) + text("password"))));
-    EXPECT_EQ(wire::parse(server_.dispatcher.handle(other, stratasim::asBytes(request)).bytes).code,
-              53);
-    EXPECT_EQ(fetch(first.first, 2).code, 0);
-    server_.bindAdmin();
-    EXPECT_EQ(fetch(first.first, 2).code, 53) << "a bind ends what was under way";
-    EXPECT_NE(fetch().first, first.first) << "an old state never means a new backup";
-}
-
-TEST_F(ArchiveTest, TheOldestOfManyBackupsIsForgotten) {
-    setDescription(100000);
-    std::vector<Piece> begun;
-    for (int i = 0; i < 17; ++i)
-        begun.push_back(fetch());
-    EXPECT_EQ(fetch(begun[0].first, 2).code, 53);
-    for (int i = 1; i < 17; ++i)
-        EXPECT_EQ(fetch(begun.at(static_cast<std::size_t>(i)).first, 2).code, 0) << i;
-}
-
-TEST_F(ArchiveTest, BackupsShareABoundOfBytes) {
-    server_.directory.archive.backupBytes = 500000;
-    setBulk(200000);
-    const Piece first = fetch();
-    const Piece second = fetch();
-    const Piece third = fetch();
-    EXPECT_EQ(fetch(first.first, 2).code, 53);
-    EXPECT_EQ(fetch(second.first, 2).code, 0);
-    EXPECT_EQ(fetch(third.first, 2).code, 0);
-    setBulk(600000);
-    const Piece huge = fetch();
-    EXPECT_EQ(fetch(huge.first, 3).code, 0) << "one alone may be larger";
-    EXPECT_EQ(fetch(third.first, 2).code, 53);
-}
-
-TEST_F(ArchiveTest, BackupResults) {
-    EXPECT_EQ(fetch(0, 0, "cn=no,dc=example,dc=com").code, 32);
-    EXPECT_EQ(fetch(0, 0, "nonsense").code, 34);
-    EXPECT_EQ(fetch(0, 0, "").code, 53);
-    EXPECT_EQ(fetch(0, 0, "cn=schema").code, 53);
-    server_.bindAs(kAda);
-    EXPECT_EQ(fetch().code, 50);
-    EXPECT_EQ(put("x").code, 50);
 }
 
 TEST_F(ArchiveTest, RestoreResults) {
@@ -462,19 +238,6 @@ TEST_F(ArchiveTest, ARestoredEntryIsAnAddedOneToWhoeverWatches) {
     EXPECT_EQ(changes.entryControls.at(0).at(0).value, entryChange(1, nullptr, 2));
 }
 
-TEST_F(ArchiveTest, TheImageIsNotCopiedForEachPiece) {
-    constexpr std::size_t size = 64U * 1024 * 1024;
-    setBulk(size);
-    const auto began = std::chrono::steady_clock::now();
-    Piece piece = fetch();
-    std::size_t pieces = 1;
-    for (; piece.first != 0; ++pieces)
-        piece = fetch(piece.first, piece.second);
-    EXPECT_EQ(pieces, size / 65536 + 1);
-    // Less than a second; to copy the image for each of a thousand pieces takes much longer.
-    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
-}
-
 TEST(ArchiveProgramTest, SwitchesSetTheLimits) {
     SimProgram server({"--backup-piece", "100", "--max-message", "1000"});
     RawClient client(server.port());
@@ -498,17 +261,6 @@ TEST(ArchiveProgramTest, SwitchesSetTheLimits) {
     EXPECT_EQ(code, 11);
     EXPECT_GT(taken, 16000U);
     EXPECT_LE(taken, 16500U + kEndless.size());
-}
-
-TEST_F(ArchiveTest, FaultsSpoilTheAnswers) {
-    EXPECT_EQ(server_.faults.add("backup-object=truncate:7"), "");
-    EXPECT_EQ(server_.faults.add("restore-object=code:80:broken"), "");
-    const std::string request = text(kAda) + integer(0) + integer(0) + text("");
-    EXPECT_EQ(server_.extended(96, request).value.size(), 7U);
-    const auto restored = put("x");
-    EXPECT_EQ(restored.code, 80);
-    EXPECT_EQ(restored.diagnostic, "broken");
-    EXPECT_EQ(restored.oid, wire::strataOid(99));
 }
 
 } // namespace

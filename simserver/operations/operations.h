@@ -31,7 +31,7 @@ class OpenOperation {
     /** Appends about `budget` bytes of whole messages, or fewer when they take long to find. */
     virtual Progress produce(std::string &out, std::size_t budget) = 0;
     /** After produce() has said Waiting, `wake` is called as soon as there is more. */
-    virtual void onReady(std::function<void()> /*wake*/) {}
+    virtual void onReady(const std::function<void()> & /*wake*/) {}
 };
 
 // Each takes the content of its protocolOp, throws ber::Error when that is not what RFC 4511

@@ -22,7 +22,7 @@ class PersistentSearch : public SearchOperation, private ChangeWatcher {
     PersistentSearch(const PersistentSearch &) = delete;
     PersistentSearch &operator=(const PersistentSearch &) = delete;
 
-    void onReady(std::function<void()> wake) override { wake_ = std::move(wake); }
+    void onReady(const std::function<void()> &wake) override { wake_ = wake; }
 
   protected:
     Progress produceRest(std::string &out, std::size_t enough) override;

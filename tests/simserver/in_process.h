@@ -19,10 +19,13 @@ class InProcess {
   public:
     /** The raw answer to a whole message. */
     std::string raw(const std::string &message) {
-        stratasim::Outcome outcome = dispatcher.handle(identity, stratasim::asBytes(message));
-        while (outcome.open && outcome.open->produce(outcome.bytes, 65536) ==
-                                   stratasim::OpenOperation::Progress::More)
-            continue;
+        stratasim::Outcome outcome = dispatcher.handle(connection, stratasim::asBytes(message));
+        using Progress = stratasim::OpenOperation::Progress;
+        Progress progress = Progress::More;
+        while (outcome.open && progress == Progress::More)
+            progress = outcome.open->produce(outcome.bytes, 65536);
+        if (progress == Progress::Done)
+            outcome.open.reset();
         closed = outcome.close;
         last = std::move(outcome);
         return last.bytes;
@@ -48,7 +51,8 @@ class InProcess {
     stratasim::Faults faults;
     stratasim::Directory directory{{}, [this] { return time; }};
     stratasim::Dispatcher dispatcher{directory, faults};
-    stratasim::Identity identity;
+    stratasim::Connection connection;
+    stratasim::Identity &identity = connection.identity;
     bool closed = false;
     stratasim::Outcome last;
 };

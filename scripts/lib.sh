@@ -17,6 +17,7 @@ build_needs=(
     "libcli11-dev|test -e /usr/include/CLI/CLI.hpp|CLI11, the command-line parser"
     "nlohmann-json3-dev|test -e /usr/include/nlohmann/json.hpp|nlohmann-json"
     "libfmt-dev|test -e /usr/include/fmt/core.h|fmt"
+    "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL's libcrypto"
     "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
 )
 test_needs=(

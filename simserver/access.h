@@ -25,6 +25,9 @@ inline constexpr unsigned kWrite = 4;
 inline constexpr unsigned kDelete = 8;
 inline constexpr unsigned kAdminister = 16;
 inline constexpr unsigned kAll = 31;
+// To be served as that entry. It is given on an attribute of its own, so that `*` does not give it.
+inline constexpr unsigned kActAs = 32;
+inline constexpr const char *kActAsAttribute = "actas";
 } // namespace right
 
 /** Gives `rights` to `subject` on an attribute of all entries in a subtree. */

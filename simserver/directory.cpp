@@ -59,6 +59,7 @@ AccessTable makeAccessTable(const std::string &administrator, const Node &top) {
     table.allow({Subject::Anyone, "", "", "*", right::kRead | right::kCompare});
     table.allow({Subject::Entry, administrator, "", "*", right::kAll});
     table.allow({Subject::Entry, administrator, "", "userPassword", right::kAll & ~right::kRead});
+    table.allow({Subject::Entry, administrator, "", right::kActAsAttribute, right::kActAs});
     for (const auto &[order, context] : top.children) {
         const std::string &dn = context->dn;
         for (const char *own : {"telephoneNumber", "mail", "description"})
@@ -69,6 +70,8 @@ AccessTable makeAccessTable(const std::string &administrator, const Node &top) {
         for (const char *attribute : {"telephoneNumber", "mail", "title", "userPassword"})
             table.allow(
                 {Subject::Group, "cn=helpdesk," + groups, people, attribute, right::kWrite});
+        table.allow({Subject::Group, "cn=helpdesk," + groups, people, right::kActAsAttribute,
+                     right::kActAs});
         table.allow({Subject::Group, "cn=operators," + groups, "ou=servers," + dn, "*",
                      right::kWrite | right::kDelete});
     }
@@ -117,6 +120,7 @@ void Directory::finishLoading() {
         topology.establish(requireDn(context->dn), serversOf(tree, *context));
     addSubschema(tree);
     Monitor::addEntries(tree);
+    changes.follow(tree);
 }
 
 std::vector<std::string> Directory::namingContexts() const {

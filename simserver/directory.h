@@ -1,6 +1,8 @@
 #pragma once
 
 #include "access.h"
+#include "archives.h"
+#include "changes.h"
 #include "monitor.h"
 #include "topology.h"
 #include "tree.h"
@@ -52,6 +54,9 @@ class Directory {
     Tree tree;
     Topology topology;
     Monitor monitor;
+    ChangeFeed changes;
+    ArchiveLimits archive;
+    std::string uri = "ldap://"; // where the server listens, as far as it is known
 
   private:
     void finishLoading();

@@ -1,6 +1,7 @@
 #include "dispatcher.h"
 
 #include "extended/registry.h"
+#include "operations/controls.h"
 
 #include <fmt/format.h>
 
@@ -27,10 +28,22 @@ constexpr PlainOperation kPlain[] = {
     {tag::kCompareRequest, tag::kCompareResponse, "compare", compare},
 };
 
-Result run(const PlainOperation &operation, Context context, const Request &request) {
+/** Calls `operation` with the context in which the controls of the request want it served. */
+template <typename Operation>
+auto inContext(Directory &directory, Connection &connection, const Request &request,
+               const Operation &operation) {
+    const auto proxied = proxiedIdentity(directory, connection.identity, request);
+    requireControls(request);
+    Context context{directory, connection, proxied ? *proxied : connection.identity};
+    return operation(context);
+}
+
+Result run(const PlainOperation &operation, Directory &directory, Connection &connection,
+           const Request &request) {
     try {
-        requireControls(request);
-        return operation.handler(context, request.body);
+        return inContext(directory, connection, request, [&](Context &context) {
+            return operation.handler(context, request.body);
+        });
     } catch (const OperationError &error) {
         return error.result();
     }
@@ -51,16 +64,16 @@ Outcome Dispatcher::disconnect(const std::string &why) {
     return outcome;
 }
 
-Outcome Dispatcher::handle(Identity &identity, Bytes message) {
+Outcome Dispatcher::handle(Connection &connection, Bytes message) {
     try {
         ++directory_.monitor.operations;
-        return serve(identity, decodeRequest(message));
+        return serve(connection, decodeRequest(message));
     } catch (const ber::Error &error) {
         return disconnect(error.what());
     }
 }
 
-Outcome Dispatcher::serve(Identity &identity, const Request &request) {
+Outcome Dispatcher::serve(Connection &connection, const Request &request) {
     Outcome outcome;
     outcome.id = request.id;
     switch (request.tag) {
@@ -74,10 +87,10 @@ Outcome Dispatcher::serve(Identity &identity, const Request &request) {
         outcome.note = fmt::format("abandon {}", *outcome.abandon);
         return outcome;
     case tag::kSearchRequest:
-        serveSearch(identity, request, outcome);
+        serveSearch(connection, request, outcome);
         return outcome;
     case tag::kExtendedRequest:
-        serveExtended(identity, request, outcome);
+        serveExtended(connection, request, outcome);
         return outcome;
     default:
         break;
@@ -87,34 +100,41 @@ Outcome Dispatcher::serve(Identity &identity, const Request &request) {
                      [&](const PlainOperation &row) { return row.request == request.tag; });
     if (plain == std::end(kPlain))
         throw ber::Error(fmt::format("protocolOp: {:#04x} is no request", request.tag));
-    outcome.abandonAll = request.tag == tag::kBindRequest;
-    const Result result = run(*plain, {directory_, identity}, request);
+    if (request.tag == tag::kBindRequest) {
+        // Whatever comes of it, the old identity ends with the request.
+        outcome.abandonAll = true;
+        connection.forgetIdentity();
+    }
+    const Result result = run(*plain, directory_, connection, request);
     appendResult(outcome.bytes, request.id, plain->response, result);
     outcome.note = describe(plain->name, result);
     return outcome;
 }
 
-void Dispatcher::serveSearch(Identity &identity, const Request &request, Outcome &outcome) {
-    Context context{directory_, identity};
+void Dispatcher::serveSearch(Connection &connection, const Request &request, Outcome &outcome) {
     outcome.note = "search";
     try {
-        requireControls(request);
-        outcome.open = search(context, request.id, request.body);
+        outcome.open = inContext(directory_, connection, request, [&](Context &context) {
+            return stratasim::search(context, request);
+        });
     } catch (const OperationError &error) {
         appendResult(outcome.bytes, request.id, tag::kSearchDone, error.result());
         outcome.note = describe("search", error.result());
     }
 }
 
-void Dispatcher::serveExtended(Identity &identity, const Request &request, Outcome &outcome) {
+void Dispatcher::serveExtended(Connection &connection, const Request &request, Outcome &outcome) {
     const ExtendedRequest decoded = decodeExtended(request.body);
     const Fault *fault = decoded.operation ? faults_.find(decoded.operation->oid) : nullptr;
     ExtendedReply reply;
     try {
-        requireControls(request);
-        reply = stratasim::serveExtended(directory_, identity, decoded, fault);
+        reply = inContext(directory_, connection, request, [&](Context &context) {
+            return stratasim::serveExtended(context, decoded, fault);
+        });
     } catch (const OperationError &error) {
         reply.result = error.result();
+        if (decoded.operation != nullptr)
+            reply.oid = decoded.operation->responseOid;
     }
     outcome.note = describe(decoded.operation ? decoded.operation->name : "extended", reply.result);
     if (fault != nullptr) {

@@ -31,17 +31,17 @@ class Dispatcher {
     Dispatcher(Directory &directory, const Faults &faults)
         : directory_(directory), faults_(faults) {}
 
-    /** Serves one whole LDAPMessage of a connection that speaks as `identity`. */
-    Outcome handle(Identity &identity, Bytes message);
+    /** Serves one whole LDAPMessage of a connection. */
+    Outcome handle(Connection &connection, Bytes message);
     /** Ends a connection whose bytes cannot be taken for LDAP. */
     static Outcome disconnect(const std::string &why);
 
     Directory &directory() { return directory_; }
 
   private:
-    Outcome serve(Identity &identity, const Request &request);
-    void serveSearch(Identity &identity, const Request &request, Outcome &outcome);
-    void serveExtended(Identity &identity, const Request &request, Outcome &outcome);
+    Outcome serve(Connection &connection, const Request &request);
+    void serveSearch(Connection &connection, const Request &request, Outcome &outcome);
+    void serveExtended(Connection &connection, const Request &request, Outcome &outcome);
 
     Directory &directory_;
     const Faults &faults_;

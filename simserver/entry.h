@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace stratasim {
@@ -26,6 +27,8 @@ class Entry {
     void add(std::string_view name, std::string_view value);
     void set(std::string_view name, std::vector<std::string> values);
     void remove(std::string_view key);
+    /** Adds an attribute that is not there yet. */
+    void append(Attribute attribute) { attributes_.push_back(std::move(attribute)); }
 
   private:
     std::vector<Attribute> attributes_;

@@ -42,15 +42,25 @@ Request decodeRequest(Bytes message) {
     return request;
 }
 
-void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag,
-                  const Result &result) {
+void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag, const Result &result,
+                  std::string_view controls) {
     ber::Writer writer(out);
     const std::size_t message = writer.open(ber::kSequence);
     writer.integer(id);
     const std::size_t op = writer.open(responseTag);
     writeResult(writer, result);
     writer.close(op);
+    if (!controls.empty())
+        writer.octets(controls, tag::kControls);
     writer.close(message);
+}
+
+void appendControl(std::string &controls, std::string_view oid, std::string_view value) {
+    ber::Writer writer(controls);
+    const std::size_t control = writer.open(ber::kSequence);
+    writer.octets(oid);
+    writer.octets(value);
+    writer.close(control);
 }
 
 void appendExtended(std::string &out, std::int32_t id, const ExtendedReply &reply) {

@@ -52,9 +52,12 @@ struct Request {
 /** Decodes one whole LDAPMessage; throws ber::Error when it is none. */
 Request decodeRequest(Bytes message);
 
-/** LDAPMessage { id, [responseTag] LDAPResult } */
-void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag,
-                  const Result &result);
+/** LDAPMessage { id, [responseTag] LDAPResult, controls unless empty } */
+void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag, const Result &result,
+                  std::string_view controls = {});
+
+/** Appends a Control that is not critical; several of them are the `controls` of a response. */
+void appendControl(std::string &controls, std::string_view oid, std::string_view value);
 
 struct ExtendedReply {
     Result result;

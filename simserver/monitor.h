@@ -15,6 +15,7 @@ struct Monitor {
     std::int64_t totalConnections = 0;
     std::int64_t operations = 0;
     std::int64_t entriesSent = 0;
+    std::int64_t openSearches = 0;
     std::map<std::string, std::int64_t> triggers; // runs of each background process, by name
     std::string limberDn;                         // the DN given to limber last
 

@@ -47,6 +47,11 @@ void addServing(CLI::App &app, Options &options, std::string &address) {
         ->type_name("BYTES")
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{64}, std::size_t{1} << 30U));
+    app.add_option("--backup-piece", options.backupPiece,
+                   "Bytes of an entry's image in one answer to a backup")
+        ->type_name("BYTES")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{64}, std::size_t{16} << 20U));
     app.add_option("--ready-file", options.readyFile,
                    "Write the server's URI to this file when it is listening")
         ->type_name("FILE");

@@ -18,6 +18,7 @@ struct Options {
     Directory::Administrator administrator;
     Faults faults;
     std::size_t maxMessage = 16U * 1024 * 1024;
+    std::size_t backupPiece = 65536;
     std::string readyFile;
     bool verbose = false;
 };

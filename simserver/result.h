@@ -16,6 +16,7 @@ enum class ResultCode {
     CompareFalse = 5,
     CompareTrue = 6,
     AuthMethodNotSupported = 7,
+    AdminLimitExceeded = 11,
     UnavailableCriticalExtension = 12,
     NoSuchAttribute = 16,
     UndefinedAttributeType = 17,
@@ -31,6 +32,7 @@ enum class ResultCode {
     NotAllowedOnNonLeaf = 66,
     NotAllowedOnRdn = 67,
     EntryAlreadyExists = 68,
+    AuthorizationDenied = 123, // RFC 4370
 };
 
 /** LDAPResult of RFC 4511, without referrals: this server has none. */

@@ -28,6 +28,8 @@ bool isSingleValued(std::string_view key);
 /** RFC 4512 descriptions, for the subschema entry. */
 std::vector<std::string> attributeTypes();
 std::vector<std::string> objectClasses();
+/** Names of the attributes of an object class and its superiors; none when it is not known. */
+std::vector<std::string> attributesOfClass(std::string_view name);
 
 inline constexpr std::string_view kPassword = "userpassword";
 

@@ -17,6 +17,7 @@ Server::Server(asio::io_context &io, const std::string &host, std::uint16_t port
     acceptor_.set_option(tcp::acceptor::reuse_address(true));
     acceptor_.bind(endpoint);
     acceptor_.listen();
+    dispatcher_.directory().uri = uri();
 }
 
 // NOLINTNEXTLINE(bugprone-exception-escape)

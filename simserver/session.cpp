@@ -47,7 +47,8 @@ bool Session::hasRoom() const {
 }
 
 bool Session::mayServe() const {
-    return state_ <= State::ClientFinished && hasRoom() && running_.size() < kMaxRunning;
+    return state_ <= State::ClientFinished && hasRoom() &&
+           running_.size() - connection_.watches < kMaxRunning;
 }
 
 void Session::read() {
@@ -75,10 +76,10 @@ void Session::onRead(const asio::error_code &error, std::size_t size) {
 /** Does whatever can be done now, and arranges for the rest. */
 void Session::proceed() {
     serveMessages();
-    const bool more = produce();
+    more_ = produce();
     flush();
     read();
-    if (more || (stalled_ && mayServe()))
+    if (more_ || (stalled_ && mayServe()))
         proceedLater();
 }
 
@@ -99,7 +100,7 @@ void Session::serveMessages() {
         if (frame.status == ber::Frame::Status::Incomplete)
             break;
         if (frame.status == ber::Frame::Status::Complete) {
-            apply(dispatcher_.handle(identity_, rest.first(frame.length)));
+            apply(dispatcher_.handle(connection_, rest.first(frame.length)));
         } else {
             const bool large = frame.status == ber::Frame::Status::TooLarge;
             apply(Dispatcher::disconnect(
@@ -133,8 +134,10 @@ void Session::apply(Outcome outcome) {
     if (outcome.drop)
         return close();
     unsent_ += outcome.bytes;
-    if (outcome.open)
+    if (outcome.open) {
+        outcome.open->onReady([this] { proceedLater(); });
         running_.emplace(outcome.id, Running{std::move(outcome.open), nullptr});
+    }
     if (outcome.close)
         end();
 }
@@ -160,7 +163,10 @@ void Session::delay(Outcome outcome) {
     running_.emplace(id, Running{nullptr, std::move(timer)});
 }
 
-/** Lets each running search in turn add a slice to the output; true when there is more to add. */
+/**
+ * Lets each running search in turn add a slice to the output; true when there is more to add,
+ * unless that has to wait until the client has taken some.
+ */
 bool Session::produce() {
     bool more = false;
     if (state_ > State::ClientFinished)
@@ -173,12 +179,12 @@ bool Session::produce() {
         if (!current->second.operation)
             continue;
         if (unsent_.size() + sending_.size() >= kEnoughUnsent)
-            break; // goes on when the client has taken some
+            return more || sending_.empty(); // goes on when the client has taken some
         lastProduced_ = current->first;
         const auto progress = current->second.operation->produce(unsent_, kSlice);
         if (progress == OpenOperation::Progress::Done)
             running_.erase(current);
-        else
+        else if (progress == OpenOperation::Progress::More)
             more = true;
     }
     return more;
@@ -211,8 +217,8 @@ void Session::flush() {
 void Session::afterFlush() {
     if (state_ == State::Ending)
         drain();
-    else if (state_ == State::ClientFinished && running_.empty())
-        close();
+    else if (state_ == State::ClientFinished && !more_ && running_.size() == connection_.watches)
+        close(); // nobody is left to abandon what only waits for changes
 }
 
 void Session::end() {

@@ -65,7 +65,7 @@ class Session : public std::enable_shared_from_this<Session> {
     OnClosed onClosed_;
 
     State state_ = State::Serving;
-    Identity identity_;
+    Connection connection_;
     std::array<char, 16 * 1024> buffer_;
     std::string received_;
     std::string unsent_;  // grows while `sending_` is on its way
@@ -75,6 +75,7 @@ class Session : public std::enable_shared_from_this<Session> {
     asio::steady_timer lastMessageTimer_;
     bool reading_ = false;
     bool proceedPosted_ = false;
+    bool more_ = false;    // running operations have more to say
     bool stalled_ = false; // received messages wait for room
 };
 

@@ -77,6 +77,8 @@ class Topology {
     void setFilter(const Dn &server, std::vector<FilterClass> filter);
     const std::vector<FilterClass> &filter(const Dn &server) const;
 
+    /** The key of the root of the partition that an entry lies in; empty when it lies in none. */
+    std::string_view partitionOf(std::string_view key) const;
     /** Throws when a partition or replica depends on an entry of that subtree. */
     void requireUnused(const Node &top) const;
 
@@ -98,7 +100,6 @@ class Topology {
     Partition &requirePartition(const Dn &dn);
     static Replica &requireReplica(Partition &partition, const Dn &server);
     void requireServer(const Dn &server) const;
-    std::string_view partitionOf(std::string_view key) const;
     void begin(const std::string &key, Pending what, std::int32_t flags);
     void complete(const std::string &key);
     void completeAllOf(const std::string &partition);

@@ -64,7 +64,7 @@ Node &Tree::insert(const Dn &dn, Entry entry, Node &parent) {
     node->entry = std::move(entry);
     place(node, parent);
     nodes_.emplace(node->key, node);
-    announce({Change::Kind::Add, *node, {}});
+    announce({Change::Kind::Add, *node, {}, {}});
     return *node;
 }
 
@@ -81,13 +81,13 @@ void Tree::remove(Node &node) {
     const auto held = find(node.key);
     node.parent->children.erase(node.order);
     nodes_.erase(node.key);
+    announce({Change::Kind::Delete, node, {}, {}});
     node.parent = nullptr;
-    announce({Change::Kind::Delete, node, {}});
 }
 
 void Tree::replace(Node &node, Entry entry) {
     node.entry = std::move(entry);
-    announce({Change::Kind::Modify, node, {}});
+    announce({Change::Kind::Modify, node, {}, {}});
 }
 
 void Tree::forget(Node &node) {
@@ -116,6 +116,7 @@ void Tree::rename(Node &node, const Dn &newRdn, Node &newParent, Entry entry) {
                              fmt::format("\"{}\" exists already", there->dn));
     const auto held = find(node.key);
     std::string previousKey = node.key;
+    std::string previousDn = node.dn;
     forget(node);
     if (node.parent != &newParent) {
         node.parent->children.erase(node.order);
@@ -126,7 +127,7 @@ void Tree::rename(Node &node, const Dn &newRdn, Node &newParent, Entry entry) {
     node.rdn = newRdn.rdn;
     node.entry = std::move(entry);
     index(held);
-    announce({Change::Kind::Rename, node, std::move(previousKey)});
+    announce({Change::Kind::Rename, node, std::move(previousKey), std::move(previousDn)});
 }
 
 void Tree::announce(const Change &change) const {

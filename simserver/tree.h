@@ -33,6 +33,7 @@ struct Change {
     Kind kind;
     const Node &node;        // after the change; before it for Delete
     std::string previousKey; // Rename only: that of the entry itself
+    std::string previousDn;  // Rename only
 };
 
 /**

@@ -25,6 +25,22 @@ std::vector<FilterClass> readFilter(ber::Reader groups, const std::string &what)
     return filter;
 }
 
+std::vector<std::int32_t> readSizes(ber::Reader fields, const std::string &what) {
+    const std::int32_t count = fields.integer32(ber::kInteger, what);
+    ber::Reader set(fields.take(ber::kSet, what));
+    fields.expectEnd(what);
+    std::vector<std::int32_t> sizes;
+    while (!set.atEnd()) {
+        ber::Reader element = set.sequence(what);
+        sizes.push_back(element.integer32(ber::kInteger, what));
+        element.expectEnd(what);
+    }
+    if (static_cast<std::int64_t>(sizes.size()) != count)
+        throw ber::Error(
+            fmt::format("{}: {} sizes where {} are announced", what, sizes.size(), count));
+    return sizes;
+}
+
 } // namespace
 
 Arguments::Arguments(std::string_view format, const std::optional<Bytes> &value) {
@@ -50,6 +66,8 @@ Arguments::Arguments(std::string_view format, const std::optional<Bytes> &value)
             elements_.emplace_back(reader.text(what));
         else if (kind == 'l')
             elements_.emplace_back(readList(reader.sequence(what), what));
+        else if (kind == 'c')
+            elements_.emplace_back(readSizes(reader.sequence(what), what));
         else
             elements_.emplace_back(readFilter(reader.sequence(what), what));
     }
@@ -70,6 +88,10 @@ const std::vector<std::string_view> &Arguments::list(std::size_t index) const {
 
 const std::vector<FilterClass> &Arguments::filter(std::size_t index) const {
     return std::get<std::vector<FilterClass>>(elements_.at(index));
+}
+
+const std::vector<std::int32_t> &Arguments::sizes(std::size_t index) const {
+    return std::get<std::vector<std::int32_t>>(elements_.at(index));
 }
 
 } // namespace stratasim

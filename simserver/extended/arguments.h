@@ -15,7 +15,8 @@ namespace stratasim {
 /**
  * The elements of a request value, which stand one after the other without a SEQUENCE around
  * them. A format names them in wire order: 'i' INTEGER of 32 bits, 's' OCTET STRING, 'l' SEQUENCE
- * OF OCTET STRING, 'f' SEQUENCE OF SEQUENCE { OCTET STRING, SEQUENCE OF OCTET STRING }. The empty
+ * OF OCTET STRING, 'f' SEQUENCE OF SEQUENCE { OCTET STRING, SEQUENCE OF OCTET STRING }, 'c'
+ * SEQUENCE { count INTEGER, SET OF SEQUENCE { INTEGER } } with as many numbers. The empty
  * format asks for no value at all; a '?' in front lets the value be absent.
  */
 class Arguments {
@@ -28,12 +29,13 @@ class Arguments {
     std::string_view text(std::size_t index) const;
     const std::vector<std::string_view> &list(std::size_t index) const;
     const std::vector<FilterClass> &filter(std::size_t index) const;
+    const std::vector<std::int32_t> &sizes(std::size_t index) const;
     /** The text as a DN; throws invalidDNSyntax. */
     Dn dn(std::size_t index) const { return requireDn(text(index)); }
 
   private:
     using Element = std::variant<std::int32_t, std::string_view, std::vector<std::string_view>,
-                                 std::vector<FilterClass>>;
+                                 std::vector<FilterClass>, std::vector<std::int32_t>>;
 
     std::vector<Element> elements_;
 };

@@ -12,19 +12,20 @@ constexpr std::uint8_t kRequestValue = 0x81;
 
 std::vector<ExtendedOperation> collect() {
     std::vector<ExtendedOperation> all;
-    for (const auto family : {partitionOperations, replicaOperations, replicationFilterOperations,
-                              identityOperations, nameOperations, triggerOperations})
+    for (const auto family :
+         {partitionOperations, replicaOperations, replicationFilterOperations, identityOperations,
+          nameOperations, triggerOperations, archiveOperations})
         for (ExtendedOperation &operation : family())
             all.push_back(std::move(operation));
     return all;
 }
 
-ResponseValue run(const ExtendedOperation &operation, Directory &directory,
-                  const Identity &identity, const std::optional<Bytes> &value) {
+ResponseValue run(const ExtendedOperation &operation, Context &context,
+                  const std::optional<Bytes> &value) {
     const Arguments arguments(operation.format, value);
     if (operation.access == ExtendedOperation::Access::Administrator)
-        requireRight(directory, identity, "", "*", right::kAdminister);
-    return operation.handler({directory, identity, arguments});
+        requireRight(context.directory, context.identity, "", "*", right::kAdminister);
+    return operation.handler({context.directory, context.connection, context.identity, arguments});
 }
 
 } // namespace
@@ -71,8 +72,7 @@ ExtendedRequest decodeExtended(Bytes body) {
     return {oid, value, operation != nullptr && operation->oid == oid ? operation : nullptr};
 }
 
-ExtendedReply serveExtended(Directory &directory, const Identity &identity,
-                            const ExtendedRequest &request, const Fault *fault) {
+ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault) {
     if (request.operation == nullptr)
         return {{ResultCode::ProtocolError, {}, fmt::format("{} is not served here", request.oid)},
                 {},
@@ -81,7 +81,7 @@ ExtendedReply serveExtended(Directory &directory, const Identity &identity,
     try {
         if (fault != nullptr && fault->code)
             throw OperationError(static_cast<ResultCode>(*fault->code), fault->diagnostic);
-        reply.value = run(*request.operation, directory, identity, request.value);
+        reply.value = run(*request.operation, context, request.value);
     } catch (const ber::Error &error) {
         // The value is the operation's own matter: the connection goes on.
         reply.result = {ResultCode::ProtocolError, {}, error.what()};

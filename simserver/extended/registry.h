@@ -4,6 +4,7 @@
 #include "extended/arguments.h"
 #include "faults.h"
 #include "message.h"
+#include "operations/operations.h"
 
 #include <optional>
 #include <string>
@@ -15,6 +16,7 @@ namespace stratasim {
 /** A decoded request on its way to its operation. */
 struct ExtendedCall {
     Directory &directory;
+    Connection &connection;
     const Identity &identity;
     const Arguments &arguments;
 };
@@ -48,6 +50,7 @@ std::vector<ExtendedOperation> replicationFilterOperations();
 std::vector<ExtendedOperation> identityOperations();
 std::vector<ExtendedOperation> nameOperations();
 std::vector<ExtendedOperation> triggerOperations();
+std::vector<ExtendedOperation> archiveOperations();
 
 /** All operations of all families, in the order of their rows. */
 const std::vector<ExtendedOperation> &extendedOperations();
@@ -63,7 +66,6 @@ struct ExtendedRequest {
 
 ExtendedRequest decodeExtended(Bytes body);
 /** Serves the request, unless `fault` gives the result code itself; null is no fault. */
-ExtendedReply serveExtended(Directory &directory, const Identity &identity,
-                            const ExtendedRequest &request, const Fault *fault);
+ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault);
 
 } // namespace stratasim

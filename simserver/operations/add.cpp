@@ -1,23 +1,8 @@
 #include "operations/write.h"
 
-#include "schema.h"
-
 #include <fmt/format.h>
 
 namespace stratasim {
-namespace {
-
-void requireRdnValues(const Dn &dn, const Entry &entry) {
-    for (const Ava &ava : dn.rdn) {
-        const Attribute *attribute = entry.find(schema::keyOf(ava.type));
-        if (attribute == nullptr || !hasValue(*attribute, ava.value))
-            throw OperationError(
-                ResultCode::NamingViolation,
-                fmt::format("the entry lacks {}={} of its own name", ava.type, ava.value));
-    }
-}
-
-} // namespace
 
 // AddRequest ::= [APPLICATION 8] SEQUENCE { entry LDAPDN, attributes SEQUENCE OF Attribute }
 Result add(Context &context, Bytes body) {

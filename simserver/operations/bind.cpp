@@ -24,8 +24,6 @@ Result bind(Context &context, Bytes body) {
     const std::int64_t version = fields.integer(ber::kInteger, "bind version");
     const std::string_view name = fields.text("bind name");
     const ber::Element authentication = fields.next("bind authentication");
-    // Whatever comes of it, the old identity ends with the request.
-    context.identity = {};
     if (version != kVersion)
         throw OperationError(ResultCode::ProtocolError, "this server speaks LDAP version 3 only");
     if (authentication.tag != kSimple)
@@ -40,7 +38,7 @@ Result bind(Context &context, Bytes body) {
     if (!isPassword(context.directory, dn, password))
         throw OperationError(ResultCode::InvalidCredentials, "wrong DN or password");
     const auto node = context.directory.tree.find(dn.key);
-    context.identity = {node ? node->dn : dn.text, dn.key};
+    context.connection.identity = {node ? node->dn : dn.text, dn.key};
     return {};
 }
 

@@ -1,4 +1,4 @@
-#include "operations/operations.h"
+#include "operations/controls.h"
 
 #include <fmt/format.h>
 
@@ -13,11 +13,19 @@ struct ServedControl {
     std::initializer_list<std::uint8_t> operations;
 };
 
-// There are no referral objects here: ManageDsaIT (RFC 3296) asks for what happens anyway.
 const ServedControl kServed[] = {
-    {"2.16.840.1.113730.3.4.2",
+    // There are no referral objects here: ManageDsaIT (RFC 3296) asks for what happens anyway.
+    {control::kManageDsaIt,
      {tag::kSearchRequest, tag::kModifyRequest, tag::kAddRequest, tag::kDeleteRequest,
-      tag::kModifyDnRequest, tag::kCompareRequest}}};
+      tag::kModifyDnRequest, tag::kCompareRequest}},
+    {control::kPersistentSearch, {tag::kSearchRequest}},
+    {control::kProxiedAuthorization,
+     {tag::kSearchRequest, tag::kModifyRequest, tag::kAddRequest, tag::kDeleteRequest,
+      tag::kModifyDnRequest, tag::kCompareRequest, tag::kExtendedRequest}},
+    {control::kEffectiveRights, {tag::kSearchRequest}},
+    {control::kServerStatus, {tag::kSearchRequest}},
+    {control::kReference, {tag::kSearchRequest}},
+};
 
 bool isServed(std::string_view oid, std::uint8_t operation) {
     return std::any_of(std::begin(kServed), std::end(kServed), [&](const ServedControl &served) {

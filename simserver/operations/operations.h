@@ -1,19 +1,22 @@
 #pragma once
 
+#include "connection.h"
 #include "directory.h"
 #include "message.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 namespace stratasim {
 
-/** What an operation works with. Only bind changes the identity. */
+/** What an operation works with. */
 struct Context {
     Directory &directory;
-    Identity &identity;
+    Connection &connection;
+    const Identity &identity; // who it is served as: the connection's identity or a proxied one
 };
 
 /**
@@ -22,11 +25,13 @@ struct Context {
  */
 class OpenOperation {
   public:
-    enum class Progress { More, Done };
+    enum class Progress { More, Waiting, Done };
 
     virtual ~OpenOperation() = default;
     /** Appends about `budget` bytes of whole messages, or fewer when they take long to find. */
     virtual Progress produce(std::string &out, std::size_t budget) = 0;
+    /** After produce() has said Waiting, `wake` is called as soon as there is more. */
+    virtual void onReady(std::function<void()> /*wake*/) {}
 };
 
 // Each takes the content of its protocolOp, throws ber::Error when that is not what RFC 4511
@@ -37,14 +42,9 @@ Result remove(Context &context, Bytes body);
 Result modify(Context &context, Bytes body);
 Result modifyDn(Context &context, Bytes body);
 Result compare(Context &context, Bytes body);
-std::unique_ptr<OpenOperation> search(Context &context, std::int32_t id, Bytes body);
+std::unique_ptr<OpenOperation> search(Context &context, const Request &request);
 
 /** The root DSE as it is now, in no tree. */
 std::shared_ptr<Node> makeRootDse(const Directory &directory);
-
-/** Request controls that some operation serves. */
-std::vector<std::string> supportedControls();
-/** Throws unavailableCriticalExtension for a critical control the operation does not serve. */
-void requireControls(const Request &request);
 
 } // namespace stratasim

@@ -1,4 +1,5 @@
 #include "extended/registry.h"
+#include "operations/controls.h"
 #include "operations/operations.h"
 
 namespace stratasim {

@@ -47,7 +47,8 @@ void Selection::appendAttribute(ber::Writer &writer, std::string_view name,
 
 // SearchResultEntry ::= [APPLICATION 4] SEQUENCE {
 //     objectName LDAPDN, attributes SEQUENCE OF SEQUENCE { type, vals SET OF value } }
-void Selection::appendEntry(std::string &out, std::int32_t id, const Node &node) const {
+void Selection::appendEntry(std::string &out, std::int32_t id, const Node &node,
+                            const Supplement *supplement) const {
     ber::Writer writer(out);
     const std::size_t message = writer.open(ber::kSequence);
     writer.integer(id);
@@ -62,8 +63,13 @@ void Selection::appendEntry(std::string &out, std::int32_t id, const Node &node)
         if (selects(key))
             appendAttribute(writer, name, computedValues(node, key));
     }
+    if (supplement != nullptr)
+        for (const Attribute &attribute : supplement->attributes)
+            appendAttribute(writer, attribute.name, attribute.values);
     writer.close(list);
     writer.close(entry);
+    if (supplement != nullptr && !supplement->controls.empty())
+        writer.octets(supplement->controls, tag::kControls);
     writer.close(message);
 }
 

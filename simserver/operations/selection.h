@@ -10,13 +10,23 @@
 
 namespace stratasim {
 
+/** What an entry of a search carries beside the attributes that were asked for. */
+struct Supplement {
+    std::vector<Attribute> attributes;
+    std::string controls; // of its message; see appendControl()
+};
+
 /** Which attributes of the found entries a search asks for (RFC 4511, 4.5.1.8). */
 class Selection {
   public:
     static Selection decode(ber::Reader names, bool typesOnly);
 
-    /** Appends the SearchResultEntry of a node. The password never leaves the server. */
-    void appendEntry(std::string &out, std::int32_t id, const Node &node) const;
+    /**
+     * Appends the SearchResultEntry of a node, with a supplement unless that is null. The
+     * password never leaves the server.
+     */
+    void appendEntry(std::string &out, std::int32_t id, const Node &node,
+                     const Supplement *supplement = nullptr) const;
 
   private:
     bool selects(std::string_view key) const;

@@ -50,6 +50,16 @@ void requireConsistent(const Entry &entry) {
                                  fmt::format("{} takes one value", attribute.name));
 }
 
+void requireRdnValues(const Dn &dn, const Entry &entry) {
+    for (const Ava &ava : dn.rdn) {
+        const Attribute *attribute = entry.find(schema::keyOf(ava.type));
+        if (attribute == nullptr || !hasValue(*attribute, ava.value))
+            throw OperationError(
+                ResultCode::NamingViolation,
+                fmt::format("the entry lacks {}={} of its own name", ava.type, ava.value));
+    }
+}
+
 void requireUserEntry(const Dn &dn) {
     if (isServerEntry(dn.key))
         throw OperationError(ResultCode::UnwillingToPerform,

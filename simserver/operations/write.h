@@ -24,6 +24,8 @@ void requireWritable(const RequestedAttribute &attribute);
 void addValues(Attribute &attribute, const std::vector<std::string> &values);
 /** Throws unless the entry has classes, and single values where the schema has single ones. */
 void requireConsistent(const Entry &entry);
+/** Throws namingViolation unless the entry has the values of its own RDN. */
+void requireRdnValues(const Dn &dn, const Entry &entry);
 /** Throws for the root DSE and the entries that the server keeps itself. */
 void requireUserEntry(const Dn &dn);
 

@@ -19,7 +19,7 @@ class InProcess {
   public:
     /** The raw answer to a whole message. */
     std::string raw(const std::string &message) {
-        stratasim::Outcome outcome = dispatcher.handle(identity, stratasim::asBytes(message));
+        stratasim::Outcome outcome = dispatcher.handle(connection, stratasim::asBytes(message));
         while (outcome.open && outcome.open->produce(outcome.bytes, 65536) ==
                                    stratasim::OpenOperation::Progress::More)
             continue;
@@ -48,7 +48,8 @@ class InProcess {
     stratasim::Faults faults;
     stratasim::Directory directory{{}, [this] { return time; }};
     stratasim::Dispatcher dispatcher{directory, faults};
-    stratasim::Identity identity;
+    stratasim::Connection connection;
+    stratasim::Identity &identity = connection.identity;
     bool closed = false;
     stratasim::Outcome last;
 };

@@ -46,6 +46,9 @@ std::vector<Operation> operations() {
         {51, "", false},
         {53, "", false},
         {55, "", false},
+        {96, text(kAda) + number(0) + number(0) + text("pw"), false},
+        {98, text(kAda) + text("pw") + number(1) + text("x") + hex("300a 020101 3105 3003 020101"),
+         false},
         {101, text("emea.example.com"), true},
         {103, text(kAda) + text("") + wire::tlv(0x30, text("cn")), true},
     };

@@ -163,10 +163,13 @@ TEST(SearchTest, RootDseSaysWhatIsServed) {
     EXPECT_FALSE(valuesOf(response, "vendorVersion").empty());
     EXPECT_EQ(valuesOf(response, "subschemaSubentry"), std::vector<std::string>{"cn=schema"});
     EXPECT_EQ(valuesOf(response, "supportedControl"),
-              std::vector<std::string>{"2.16.840.1.113730.3.4.2"});
+              (std::vector<std::string>{"2.16.840.1.113730.3.4.2", "2.16.840.1.113730.3.4.3",
+                                        "2.16.840.1.113730.3.4.18", "2.16.840.1.907341.1.27.101.33",
+                                        "2.16.840.1.907341.1.27.101.40",
+                                        "2.16.840.1.907341.1.1.5150.101.1"}));
     std::vector<std::string> oids = {"1.3.6.1.4.1.4203.1.11.3"};
-    for (const int number : {1,  3,  5,  7,  9,  11, 13, 15, 17, 19, 21, 23, 25,  27, 29,
-                             31, 33, 35, 37, 39, 41, 43, 47, 49, 51, 53, 55, 101, 103})
+    for (const int number : {1,  3,  5,  7,  9,  11, 13, 15, 17, 19, 21, 23, 25, 27,  29, 31,
+                             33, 35, 37, 39, 41, 43, 47, 49, 51, 53, 55, 96, 98, 101, 103})
         oids.push_back(wire::strataOid(number));
     std::sort(oids.begin(), oids.end());
     auto served = valuesOf(response, "supportedExtension");
@@ -212,7 +215,7 @@ TEST(SearchTest, GoesOnWhenEntriesComeAndGoMeanwhile) {
     const std::string request =
         wire::message(9, wire::search({.base = "ou=servers,dc=example,dc=com", .scope = 2}));
     stratasim::Outcome outcome =
-        server.dispatcher.handle(server.identity, stratasim::asBytes(request));
+        server.dispatcher.handle(server.connection, stratasim::asBytes(request));
     ASSERT_TRUE(outcome.open);
     std::string out;
     outcome.open->produce(out, 1); // one entry, the top
@@ -240,7 +243,7 @@ TEST(SearchTest, TimeLimitEndsASearchThatIsNotRead) {
     ASSERT_EQ(op.substr(at - 2, 3), wire::number(0));
     op[at] = 1;
     const std::string request = wire::message(9, op);
-    auto outcome = server.dispatcher.handle(server.identity, stratasim::asBytes(request));
+    auto outcome = server.dispatcher.handle(server.connection, stratasim::asBytes(request));
     timespec pause{1, 100000000};
     nanosleep(&pause, nullptr);
     std::string out;

@@ -35,8 +35,8 @@ std::string message(std::uint8_t id, std::string_view op, std::string_view contr
     return tlv(0x30, content);
 }
 
-std::string control(std::string_view oid, bool critical) {
-    return tlv(0x30, text(oid) + boolean(critical));
+std::string control(std::string_view oid, bool critical, const std::string *value) {
+    return tlv(0x30, text(oid) + boolean(critical) + (value != nullptr ? text(*value) : ""));
 }
 
 std::string bind(std::string_view dn, std::string_view password, std::uint8_t version) {
@@ -144,6 +144,19 @@ std::vector<Values> readAttributes(const std::string &list) {
     return attributes;
 }
 
+/** The controls of a message, whose elements these are. */
+std::vector<Control> readControls(const std::vector<Element> &message) {
+    std::vector<Control> controls;
+    if (message.size() < 3)
+        return controls;
+    EXPECT_EQ(message[2].tag, 0xa0);
+    for (const Element &control : elements(message[2].content)) {
+        const auto parts = elements(control.content);
+        controls.push_back({parts.at(0).content, parts.at(1).content});
+    }
+    return controls;
+}
+
 } // namespace
 
 Response parse(std::string_view data) {
@@ -157,8 +170,10 @@ Response parse(std::string_view data) {
         if (response.op == 0x64) {
             response.entries.push_back(fields.at(0).content);
             response.entryAttributes.push_back(readAttributes(fields.at(1).content));
+            response.entryControls.push_back(readControls(parts));
             continue;
         }
+        response.controls = readControls(parts);
         response.code = smallNumber(fields.at(0).content);
         response.matched = fields.at(1).content;
         response.diagnostic = fields.at(2).content;

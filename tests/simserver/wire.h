@@ -26,7 +26,8 @@ std::string hex(std::string_view digits);
 
 /** LDAPMessage { id, op } */
 std::string message(std::uint8_t id, std::string_view op, std::string_view controls = {});
-std::string control(std::string_view oid, bool critical);
+/** A null value is none. */
+std::string control(std::string_view oid, bool critical, const std::string *value = nullptr);
 
 std::string bind(std::string_view dn, std::string_view password, std::uint8_t version = 3);
 std::string equality(std::string_view attribute, std::string_view value);
@@ -69,6 +70,13 @@ struct Element {
 /** All elements of `data`; a test failure when it is not a whole number of them. */
 std::vector<Element> elements(std::string_view data);
 
+/** A control of a response. */
+struct Control {
+    std::string oid;
+    std::string value;
+    bool operator==(const Control &) const = default;
+};
+
 /** What a response says, read on its own. */
 struct Response {
     int id = -1;
@@ -80,6 +88,8 @@ struct Response {
     std::string value = "none";
     std::vector<std::string> entries;                 // DNs
     std::vector<std::vector<Values>> entryAttributes; // of each entry
+    std::vector<std::vector<Control>> entryControls;  // of each entry
+    std::vector<Control> controls;                    // of the result
     std::size_t messages = 0;
 };
 /** Reads the answer to one request: entries, if any, and the result. */

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "access.h"
+#include "archives.h"
+
+#include <cstddef>
+
+namespace stratasim {
+
+/** What the server knows of one client's connection, whatever carries its bytes. */
+struct Connection {
+    Identity identity;
+    Backups backups;
+    Restores restores;
+    std::size_t watches = 0;        // persistent searches under way
+    std::size_t waitingChanges = 0; // bytes of changes that they keep for the client
+
+    /** A bind begins: what the old identity had under way is not the new one's. */
+    void forgetIdentity() {
+        identity = {};
+        backups.clear();
+        restores = {};
+    }
+};
+
+} // namespace stratasim

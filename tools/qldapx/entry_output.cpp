@@ -18,13 +18,13 @@ std::string_view textOf(const berval &value) {
     return {value.bv_val, value.bv_len};
 }
 
-void appendLine(std::string &record, int type, const std::string &name, std::string_view value) {
+void printLine(Output &out, int type, const std::string &name, std::string_view value) {
     const char *bytes = value.empty() ? "" : value.data();
     const std::unique_ptr<char, FreeText> line(
         ldif_put(type, name.c_str(), bytes, static_cast<ber_len_t>(value.size())));
     if (line == nullptr)
         throw std::bad_alloc();
-    record += line.get();
+    out.text(line.get());
 }
 
 std::string base64(std::string_view bytes) {
@@ -43,18 +43,17 @@ nlohmann::json jsonValue(std::string_view value) {
 
 } // namespace
 
-std::string ldifRecord(const Entry &entry, bool typesOnly) {
-    std::string record;
-    appendLine(record, LDIF_PUT_VALUE, "dn", entry.dn);
+void printLdif(Output &out, const Entry &entry, bool typesOnly) {
+    printLine(out, LDIF_PUT_VALUE, "dn", entry.dn);
     for (const Attribute &attribute : entry.attributes) {
         // libldap writes a name as it is.
         const std::string name = printable(attribute.name);
         if (typesOnly)
-            appendLine(record, LDIF_PUT_NOVALUE, name, {});
+            printLine(out, LDIF_PUT_NOVALUE, name, {});
         for (const berval &value : attribute.values)
-            appendLine(record, LDIF_PUT_VALUE, name, textOf(value));
+            printLine(out, LDIF_PUT_VALUE, name, textOf(value));
     }
-    return record + "\n";
+    out.line("");
 }
 
 std::string ldifComment(const std::string &text) {
@@ -85,7 +84,7 @@ bool EntryPrinter::entry(LDAP * /*ld*/, const Entry &entry, LDAPControl ** /*con
     if (out_.isJson())
         item("{" + jsonMembers(entry) + "}");
     else
-        out_.text(ldifRecord(entry, typesOnly_));
+        printLdif(out_, entry, typesOnly_);
     return true;
 }
 

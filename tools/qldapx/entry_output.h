@@ -4,8 +4,8 @@
 
 namespace qldapx {
 
-/** An entry's LDIF record (RFC 2849), with an empty line after it. */
-std::string ldifRecord(const Entry &entry, bool typesOnly = false);
+/** Prints an entry's LDIF record (RFC 2849), with an empty line after it. */
+void printLdif(Output &out, const Entry &entry, bool typesOnly = false);
 /** A comment of LDIF, one line. */
 std::string ldifComment(const std::string &text);
 

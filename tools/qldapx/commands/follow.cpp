@@ -105,7 +105,7 @@ void Follower::print(const Change &change, const Entry &entry) {
         out_.text(ldifComment("previous DN: " + *change.previousDn));
     if (change.number)
         out_.text(ldifComment(fmt::format("change number: {}", *change.number)));
-    out_.text(ldifRecord(entry));
+    printLdif(out_, entry);
 }
 
 bool Follower::entry(LDAP *ld, const Entry &entry, LDAPControl **controls) {

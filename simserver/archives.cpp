@@ -13,7 +13,6 @@ namespace {
 // Of one connection. Beyond that its oldest backups are forgotten: their client has most likely
 // lost interest.
 constexpr std::size_t kMaxBackups = 16;
-constexpr std::size_t kMaxBackupBytes = 128U * 1024 * 1024;
 constexpr std::size_t kMaxRestores = 16;
 
 Backups::Piece cut(const std::shared_ptr<const std::string> &image, std::int32_t id,
@@ -32,25 +31,25 @@ Backups::Piece cut(const std::shared_ptr<const std::string> &image, std::int32_t
 
 } // namespace
 
-void Backups::makeRoom() {
+void Backups::makeRoom(std::size_t mostBytes) {
     std::size_t bytes = 0;
     for (const Running &running : running_)
         bytes += running.image->size();
     // A single image may be as large as it is: otherwise it could not be fetched at all.
-    while (running_.size() > kMaxBackups || (bytes > kMaxBackupBytes && running_.size() > 1)) {
+    while (running_.size() > kMaxBackups || (bytes > mostBytes && running_.size() > 1)) {
         bytes -= running_.front().image->size();
         running_.pop_front();
     }
 }
 
-Backups::Piece Backups::begin(Owner owner, std::string image, std::size_t pieceBytes) {
+Backups::Piece Backups::begin(Owner owner, std::string image, const ArchiveLimits &limits) {
     constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
     const auto shared = std::make_shared<const std::string>(std::move(image));
     lastId_ = lastId_ == most ? 1 : lastId_ + 1;
-    Piece first = cut(shared, lastId_, 1, pieceBytes);
+    Piece first = cut(shared, lastId_, 1, limits.pieceBytes);
     if (first.next != 0) {
         running_.push_back({lastId_, std::move(owner), shared});
-        makeRoom();
+        makeRoom(limits.backupBytes);
     }
     return first;
 }

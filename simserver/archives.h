@@ -12,8 +12,10 @@ namespace stratasim {
 
 /** How much of backup and restore the server takes on. */
 struct ArchiveLimits {
-    std::size_t pieceBytes = 65536;                // of an image in one answer
-    std::size_t restoreBytes = 256U * 1024 * 1024; // that one connection may leave here unfinished
+    std::size_t pieceBytes = 65536; // of an image in one answer
+    // Of one connection: images that it has not fetched to the end, and sent to the end.
+    std::size_t backupBytes = 128U * 1024 * 1024;
+    std::size_t restoreBytes = 256U * 1024 * 1024;
 };
 
 /** The backups of one connection whose images have not been fetched to the end. */
@@ -35,7 +37,7 @@ class Backups {
     };
 
     /** Keeps an image and gives its first piece. */
-    Piece begin(Owner owner, std::string image, std::size_t pieceBytes);
+    Piece begin(Owner owner, std::string image, const ArchiveLimits &limits);
     /** Throws unwillingToPerform for a backup or a piece that is not there. */
     Piece resume(const Owner &owner, std::int32_t id, std::int32_t number, std::size_t pieceBytes);
 
@@ -48,7 +50,7 @@ class Backups {
         std::shared_ptr<const std::string> image;
     };
 
-    void makeRoom();
+    void makeRoom(std::size_t mostBytes);
 
     std::deque<Running> running_; // the oldest first
     std::int32_t lastId_ = 0;

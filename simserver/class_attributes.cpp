@@ -34,6 +34,10 @@ class Words {
 
 using Classes = std::map<std::string, std::vector<std::string>, std::less<>>;
 
+std::string_view unquote(std::string_view name) {
+    return name.substr(1, name.size() - 2);
+}
+
 void read(std::string_view description, Classes &classes) {
     Words words(description);
     words.take(); // the parenthesis
@@ -43,15 +47,15 @@ void read(std::string_view description, Classes &classes) {
     while (!words.atEnd()) {
         const std::string_view word = words.take();
         if (word == "NAME")
-            name = lowerCase(words.take());
+            name = lowerCase(unquote(words.take()));
         else if (word == "SUP") // stands above in the list of classes
-            attributes = classes.find("'" + lowerCase(words.take()) + "'")->second;
+            attributes = classes.find(lowerCase(words.take()))->second;
         else if (word == "MUST" || word == "MAY")
             for (const std::string_view attribute : words.takeList())
                 attributes.emplace_back(attribute);
     }
     classes.emplace(oid, attributes);
-    classes.emplace(name, std::move(attributes)); // in its quotes
+    classes.emplace(name, std::move(attributes));
 }
 
 Classes readAll() {
@@ -65,9 +69,7 @@ Classes readAll() {
 
 std::vector<std::string> attributesOfClass(std::string_view name) {
     static const Classes classes = readAll();
-    auto found = classes.find("'" + lowerCase(name) + "'");
-    if (found == classes.end())
-        found = classes.find(name);
+    const auto found = classes.find(lowerCase(name));
     return found == classes.end() ? std::vector<std::string>() : found->second;
 }
 

@@ -68,7 +68,8 @@ void serve(const Options &options) {
     const auto directory = makeDirectory(options);
     // A restore has to hold the pieces of what came in one message, and of much more than that.
     constexpr std::size_t restoreMessages = 16;
-    directory->archive = {options.backupPiece, options.maxMessage * restoreMessages};
+    directory->archive.pieceBytes = options.backupPiece;
+    directory->archive.restoreBytes = options.maxMessage * restoreMessages;
     Dispatcher dispatcher(*directory, options.faults);
     asio::io_context io(1);
     asio::signal_set signals(io, SIGINT, SIGTERM);

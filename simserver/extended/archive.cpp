@@ -31,14 +31,14 @@ void writeChunks(ber::Writer &writer, std::size_t bytes) {
 Backups::Piece findPiece(const ExtendedCall &call, const Dn &object) {
     const std::int32_t id = call.arguments.integer(1);
     const std::int32_t number = call.arguments.integer(2);
-    const std::size_t pieceBytes = call.directory.archive.pieceBytes;
+    const ArchiveLimits &limits = call.directory.archive;
     Backups &backups = call.connection.backups;
     const Backups::Owner owner{call.identity.key, object.key};
     if (id != 0 || number != 0)
-        return backups.resume(owner, id, number, pieceBytes);
+        return backups.resume(owner, id, number, limits.pieceBytes);
     requireUserEntry(object);
     const auto node = call.directory.tree.require(object);
-    return backups.begin(owner, image::make(*node, call.arguments.text(3)), pieceBytes);
+    return backups.begin(owner, image::make(*node, call.arguments.text(3)), limits);
 }
 
 // Wire order: object, id of the backup, number of the piece, password of the image. Response:

@@ -20,9 +20,12 @@ class InProcess {
     /** The raw answer to a whole message. */
     std::string raw(const std::string &message) {
         stratasim::Outcome outcome = dispatcher.handle(connection, stratasim::asBytes(message));
-        while (outcome.open && outcome.open->produce(outcome.bytes, 65536) ==
-                                   stratasim::OpenOperation::Progress::More)
-            continue;
+        using Progress = stratasim::OpenOperation::Progress;
+        Progress progress = Progress::More;
+        while (outcome.open && progress == Progress::More)
+            progress = outcome.open->produce(outcome.bytes, 65536);
+        if (progress == Progress::Done)
+            outcome.open.reset();
         closed = outcome.close;
         last = std::move(outcome);
         return last.bytes;

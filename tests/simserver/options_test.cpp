@@ -28,6 +28,8 @@ TEST(Options, MistakesAreExplained) {
         {{"--fault", "x=drop"}, "see --list-operations"},
         {{"--fault", "refresh-server=no"}, "is no kind of fault: there are no-oid"},
         {{"--max-message", "1"}, "--max-message"},
+        {{"--backup-piece", "63"}, "--backup-piece"},
+        {{"--backup-piece", "16777217"}, "--backup-piece"},
     };
     for (const auto &[arguments, part] : cases) {
         const auto result = run(arguments);
@@ -40,14 +42,17 @@ TEST(Options, MistakesAreExplained) {
 TEST(Options, HelpVersionAndList) {
     const auto help = run({"--help"});
     EXPECT_EQ(help.code, 0);
-    for (const char *part : {"--listen", "--ldif", "--admin-dn", "--admin-password", "--fault",
-                             "--max-message", "--ready-file", "--verbose", "Example:"})
+    for (const char *part :
+         {"--listen", "--ldif", "--admin-dn", "--admin-password", "--fault", "--max-message",
+          "--backup-piece", "--ready-file", "--verbose", "Example:"})
         EXPECT_TRUE(contains(help.output, part)) << part;
     EXPECT_EQ(run({"--version"}).output, "strata-sim 1.0.0\n");
     const auto list = run({"--list-operations"});
     EXPECT_EQ(list.code, 0);
     EXPECT_TRUE(
         contains(list.output, "get-replica-info               2.16.840.1.907341.1.27.100.17\n"));
+    EXPECT_TRUE(
+        contains(list.output, "restore-object                 2.16.840.1.907341.1.27.100.98\n"));
 }
 
 TEST(Options, PortInUseIsExplained) {

@@ -56,6 +56,29 @@ TEST_F(ToolsTest, WhoAmI) {
     EXPECT_EQ(tool("ldapwhoami", {"-D", "cn=admin,dc=example,dc=com"}).code, 53);
 }
 
+TEST_F(ToolsTest, ProxiedAuthorisation) {
+    const std::string ada = "dn:cn=Ada Brandt,ou=people,dc=example,dc=com";
+    const auto who = asAdmin("ldapwhoami", {"-e", "!authzid=" + ada});
+    EXPECT_EQ(who.code, 0) << who.output;
+    EXPECT_EQ(who.output, ada + "\n");
+    const auto refused = asAdmin("ldapwhoami", {"-e", "!authzid=u:ada"});
+    EXPECT_NE(refused.output.find("(123)"), std::string::npos) << refused.output;
+    EXPECT_EQ(tool("ldapsearch", {"-e", "!authzid=" + ada, "-b", "dc=example,dc=com"}).code, 123);
+}
+
+TEST_F(ToolsTest, EffectiveRights) {
+    // The value is SEQUENCE { [0] INTEGER 1 }.
+    const auto result = tool("ldapsearch", {"-LLL", "-o", "ldif-wrap=no", "-b",
+                                            "cn=strata1,ou=servers,dc=example,dc=com", "-E",
+                                            "!2.16.840.1.907341.1.27.101.33=::MAOAAQE=", "cn"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_EQ(result.output, "dn: cn=strata1,ou=servers,dc=example,dc=com\ncn: strata1\n"
+                             "entryPrivileges: 3\nattributePrivileges: objectClass: 3\n"
+                             "attributePrivileges: cn: 3\nattributePrivileges: l: 3\n"
+                             "attributePrivileges: description: 3\n"
+                             "attributePrivileges: userPassword: 0\n\n");
+}
+
 TEST_F(ToolsTest, AnEntrysLife) {
     const std::string dn = "cn=Nova Reyes,ou=apac,dc=example,dc=com";
     EXPECT_EQ(tool("ldapadd", {}, kNew).code, 50);

@@ -144,7 +144,7 @@ TEST_F(BackupTest, ADiskThatIsFullLeavesNothing) {
     big += "description: " + std::string(20000, 'x') + "\n";
     simulator().change(big);
     const Result result = runShell("ulimit -f 8; exec \"$TOOL\" -H \"$URI\" -D \"$DN\" -w secret "
-                                   "backup \"$ADA\" -o \"$FILE\"",
+                                   "backup \"$ADA\" -o \"$FILE\" --json",
                                    {{{"TOOL", QLDAPX_PATH},
                                      {"URI", simulator().uri()},
                                      {"DN", adminDn},
@@ -167,7 +167,7 @@ TEST_F(BackupTest, AServerThatComesToNoEndIsNotFollowed) {
         {"020100020105020107" + nothing, "its state is 5+7"},
     };
     for (const auto &[answer, words] : answers) {
-        serve({"--fault", "backup-object=value:" + answer});
+        serve({"--fault", "backup-object=code:0", "--fault", "backup-object=value:" + answer});
         const Result result = backup({"--json"});
         EXPECT_EQ(result.status, 1);
         EXPECT_THAT(result.error()["reason"].get<std::string>(), HasSubstr(words));
@@ -208,7 +208,7 @@ TEST_F(BackupTest, RestoreSaysWhyNot) {
     EXPECT_THAT(exists.error()["reason"].get<std::string>(), HasSubstr("it was piece "));
     EXPECT_THAT(exists.error()["hint"].get<std::string>(), HasSubstr("an entry that is gone"));
     const std::pair<const char *, int> faults[] = {
-        {"no-oid", -12}, {"drop", -1}, {"code:53:not today", 53}};
+        {"no-oid", -12}, {"drop", -12}, {"code:53:not today", 53}};
     for (const auto &[fault, code] : faults) {
         serve({"--fault", std::string("restore-object=") + fault});
         EXPECT_EQ(restore({"--json"}).error()["code"], code);

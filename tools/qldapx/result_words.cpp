@@ -84,6 +84,10 @@ Words explain(const Outcome &outcome) {
             return {"the server answered success, but without the value asked for", strangeAnswer};
         return {"", "see the server's log"};
     case LDAP_NOT_SUPPORTED:
+        if (!outcome.answered)
+            return {"no answer came that names this operation: the connection may have ended, the "
+                    "time be over, or the server may not know the operation",
+                    strangeAnswer};
         return {"the server answered success, but with no response OID or another operation's",
                 strangeAnswer};
     default:

@@ -142,12 +142,14 @@ std::string Session::uri() const {
 void Session::perform(const std::string &operation, const std::string &object, const Call &call) {
     LDAP *ld = session_.get();
     forgetDiagnostics(ld);
-    const int code = call(ld);
-    if (code == LDAP_SUCCESS)
+    const int result = call(ld);
+    if (result == LDAP_SUCCESS)
         return;
     int sessionCode = LDAP_SUCCESS;
     ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &sessionCode);
     const bool answered = sessionCode == LDAP_SUCCESS;
+    // A backup that got no answer at all, or a refusal, calls that "no response OID".
+    const int code = result == LDAP_NOT_SUPPORTED && !answered ? sessionCode : result;
     const Words words = explain({code, answered, !bound_, uri(), timeout_});
     throw Failure({operation, object, code, ldap_err2string(code), words.reason,
                    answered ? std::string() : textOption(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE),

@@ -60,8 +60,8 @@ TEST(Completion, OffersNothingForAValue) {
 }
 
 TEST(Completion, OffersFilesWhereAFileIsNamed) {
-    for (const char *option : {"whoami -y", "backup cn=a -o", "restore --check",
-                               "restore cn=a --password-file"})
+    for (const char *option :
+         {"whoami -y", "backup cn=a -o", "restore --check", "restore cn=a --password-file"})
         EXPECT_THAT(complete(std::string("qldapx ") + option + " /etc/host"),
                     Contains("/etc/hosts"));
 }

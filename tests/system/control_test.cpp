@@ -38,9 +38,9 @@ TEST(Status, AsksForWhatTheFlagsSay) {
         {"0,0,1,1,1,1,1", {"status2"}},
     };
     for (const auto &[flags, names] : cases) {
-        const Result result = simulator.run({"status", "--json", "--flags", flags});
+        const Json json = simulator.run({"status", "--json", "--flags", flags}).json();
         std::vector<std::string> came;
-        for (const auto &[name, value] : result.json().items())
+        for (const auto &[name, value] : json.items())
             came.push_back(name);
         EXPECT_EQ(came, names) << flags;
     }

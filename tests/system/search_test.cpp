@@ -1,5 +1,7 @@
 #include "system/simulator.h"
 
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -124,15 +126,23 @@ TEST(Search, LongLinesAreFolded) {
     EXPECT_THAT(unfolded, HasSubstr("description: " + value));
 }
 
+constexpr int manyEntries = 8000;
+constexpr std::size_t entrySize = 4000;
+
+// Row by row: what this process takes at its forks would count as its children's.
+void writeManyEntries(const std::string &path) {
+    const std::string text(entrySize, 'y');
+    std::ofstream file(path);
+    file << tree("");
+    for (int i = 0; i < manyEntries; ++i)
+        file << "dn: cn=e" << i << ",dc=example,dc=com\nobjectClass: person\ncn: e" << i
+             << "\nsn: x\ndescription: " << text << "\n\n";
+}
+
 TEST(Search, ManyEntriesNeedNoMemory) {
     const TemporaryFolder folder;
-    std::string records;
-    const std::string text(4000, 'y');
-    for (int i = 0; i < 8000; ++i)
-        records += "dn: cn=e" + std::to_string(i) +
-                   ",dc=example,dc=com\nobjectClass: person\ncn: e" + std::to_string(i) +
-                   "\nsn: x\ndescription: " + text + "\n\n";
-    const Simulator simulator({"--ldif", folder.write("tree.ldif", tree(records))});
+    writeManyEntries(folder.path("tree.ldif"));
+    const Simulator simulator({"--ldif", folder.path("tree.ldif")});
     const auto searchInto = [&](const Arguments &more) {
         Arguments all = {"search", "-H", simulator.uri(), "-b", "dc=example,dc=com"};
         all.insert(all.end(), more.begin(), more.end());
@@ -142,9 +152,11 @@ TEST(Search, ManyEntriesNeedNoMemory) {
     for (const Arguments &format : {Arguments{}, Arguments{"--json"}}) {
         const Result many = searchInto(format);
         EXPECT_EQ(many.status, 0);
-        constexpr long tenth = 3200; // of what is sent
+        EXPECT_GT(std::filesystem::file_size(folder.path("out")), manyEntries * entrySize);
+#ifndef __SANITIZE_ADDRESS__ // which keeps what is released for a while
+        constexpr long tenth = manyEntries * entrySize / 10 / 1024;
         EXPECT_LT(many.peakKiB - few, tenth);
-        EXPECT_GT(readFile(folder.path("out")).size(), 8000 * text.size());
+#endif
     }
 }
 

@@ -58,14 +58,16 @@ int readEntry(LDAP *ld, LDAPMessage *message, Entry &entry) {
 
 /** Hands the entry over; `goOn` says whether the search goes on. */
 int takeEntry(LDAP *ld, LDAPMessage *message, SearchHandler &handler, bool &goOn) {
-    Entry entry;
-    const int code = readEntry(ld, message, entry);
+    // The controls first: reading the attributes puts NULs over the tags behind them.
     LDAPControl **controls = nullptr;
-    if (code != LDAP_SUCCESS || ldap_get_entry_controls(ld, message, &controls) != LDAP_SUCCESS)
+    if (ldap_get_entry_controls(ld, message, &controls) != LDAP_SUCCESS)
         return LDAP_DECODING_ERROR;
     const ControlsPtr owner(controls);
-    goOn = handler.entry(ld, entry, controls);
-    return LDAP_SUCCESS;
+    Entry entry;
+    const int code = readEntry(ld, message, entry);
+    if (code == LDAP_SUCCESS)
+        goOn = handler.entry(ld, entry, controls);
+    return code;
 }
 
 int takeReference(LDAP *ld, LDAPMessage *message, SearchHandler &handler) {

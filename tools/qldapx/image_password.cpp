@@ -23,9 +23,9 @@ Secret askForImage(bool isNew) {
 void addImagePassword(CLI::App &command, ImagePassword &options) {
     command
         .add_option("--password-file", options.file,
-                    "The image's own password is this file, whole, line end and all")
+                    "The password that protects the image is this file, whole")
         ->type_name("FILE");
-    command.add_flag("--ask-password", options.ask, "Ask for the image's password on the terminal");
+    command.add_flag("--ask-password", options.ask, "Ask for that password on the terminal");
 }
 
 Secret imagePassword(const ImagePassword &options, bool isNew, bool json) {

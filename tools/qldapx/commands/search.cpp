@@ -89,10 +89,12 @@ void addSearch(CLI::App &root, Tool &tool) {
     command.add_option("FILTER", args->filter,
                        "What to find, as in '(cn=Ada*)'; without one, every entry");
     command.add_option("ATTR", request.attributes,
-                       "What to print of it; without one, all user attributes; + operational ones");
+                       "What to print of it, + for operational ones; without one, all the others");
     command.add_option("-b", request.base, "Where to search; without it, BASE of ldap.conf")
         ->type_name("DN");
-    command.add_option("-s", args->scope, "The entry itself (base), those right below (one), all")
+    command
+        .add_option("-s", args->scope,
+                    "base: the entry itself; one: those right below it; sub: all of it")
         ->type_name("base|one|sub")
         ->check(CLI::IsMember(scopes).description(""))
         ->capture_default_str();

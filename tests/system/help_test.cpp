@@ -85,7 +85,9 @@ TEST(Help, EveryExampleWorks) {
             script += line + "\n";
         script =
             std::regex_replace(script, std::regex("ldap://127\\.0\\.0\\.1:1389"), simulator.uri());
-        const Result result = runShell(script, {{{"PATH", path}}, {}, folder.path("")});
+        std::map<std::string, std::string> environment = leakRules(command);
+        environment["PATH"] = path;
+        const Result result = runShell(script, {environment, {}, folder.path("")});
         EXPECT_EQ(result.status, 0) << script;
         EXPECT_EQ(result.err, "") << script;
     }

@@ -60,6 +60,12 @@ class Process {
 [[noreturn]] void execute(const std::string &program, const Arguments &arguments,
                           const Surroundings &surroundings);
 
+/**
+ * What a sanitizer has to be told for this command: the library loses, as its contract says, the
+ * parts of a reference that its caller does not get. That is no leak of the tool's.
+ */
+std::map<std::string, std::string> leakRules(const Arguments &command);
+
 Result runTool(const Arguments &arguments, const Surroundings &surroundings = {});
 Result runShell(const std::string &script, const Surroundings &surroundings = {});
 

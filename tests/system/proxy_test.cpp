@@ -38,7 +38,7 @@ class ProxyTest : public testing::TestWithParam<Case> {
         Arguments all = {"-H", simulator_.uri(), "--json", "--as", actAs};
         all.insert(all.end(), identity.begin(), identity.end());
         all.insert(all.end(), GetParam().arguments.begin(), GetParam().arguments.end());
-        return runTool(all, {{{"ASAN_OPTIONS", "detect_leaks=0"}}, {}, folder_.path("")});
+        return runTool(all, {leakRules(all), {}, folder_.path("")});
     }
     [[nodiscard]] static Arguments administrator() { return {"-D", adminDn, "-w", adminPassword}; }
 

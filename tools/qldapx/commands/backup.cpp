@@ -88,8 +88,9 @@ void Fetch::refuseStandstill(const std::string &asked, std::size_t bytes) {
     emptyPieces_ = bytes == 0 ? emptyPieces_ + 1 : 0;
     if (emptyPieces_ > patience || (bytes == 0 && asked == state_.get()))
         fail(args_,
-             fmt::format("the server sends empty pieces and comes to no end (its state is {})",
-                         printable(state_.get())),
+             fmt::format("after {} pieces the server sends empty ones and comes to no end; its "
+                         "state is {}",
+                         writer_.pieces(), printable(state_.get())),
              "see the server's log");
 }
 

@@ -59,8 +59,11 @@ TEST(Completion, OffersNothingForAValue) {
     EXPECT_THAT(complete("qldapx replica add --type ''"), IsEmpty());
 }
 
-TEST(Completion, OffersFilesForAPasswordFile) {
-    EXPECT_THAT(complete("qldapx whoami -y /etc/host"), Contains("/etc/hosts"));
+TEST(Completion, OffersFilesWhereAFileIsNamed) {
+    for (const char *option :
+         {"whoami -y", "backup cn=a -o", "restore --check", "restore cn=a --password-file"})
+        EXPECT_THAT(complete(std::string("qldapx ") + option + " /etc/host"),
+                    Contains("/etc/hosts"));
 }
 
 } // namespace

@@ -52,12 +52,13 @@ TEST(Operations, AreAllThatTheSimulatorHas) {
     std::istringstream lines(list.out);
     for (std::string line; std::getline(lines, line);) {
         const std::string name = line.substr(0, line.find(' '));
-        const bool isStandard = name == "who-am-i"; // RFC 4532, ldapwhoami's
-        served += isStandard ? 0 : 1;
+        // RFC 4532, ldapwhoami's; and backup and restore, which have tests of their own
+        const bool isElsewhere = name == "who-am-i" || name.ends_with("-object");
+        served += isElsewhere ? 0 : 1;
         const bool known =
             std::any_of(operations().begin(), operations().end(),
                         [&](const Operation &operation) { return operation.name == name; });
-        EXPECT_TRUE(known || isStandard) << name;
+        EXPECT_TRUE(known || isElsewhere) << name;
     }
     EXPECT_EQ(served, operations().size());
 }

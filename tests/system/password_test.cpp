@@ -48,18 +48,6 @@ bool memoryHolds(pid_t pid, const std::string &text) {
     return found;
 }
 
-/** True as soon as the condition holds, false when it never does. */
-template <typename Condition>
-bool soon(const Condition &condition) {
-    constexpr int attempts = 300;
-    for (int i = 0; i < attempts; ++i) {
-        if (condition())
-            return true;
-        usleep(10000);
-    }
-    return false;
-}
-
 TEST(Password, FileIsTheWholePassword) {
     const Simulator simulator;
     const TemporaryFolder folder;

@@ -1,5 +1,6 @@
 #include "system/process.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -12,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,9 +59,10 @@ int shellStatus(int status) {
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-int waitFor(pid_t pid, Clock::time_point deadline) {
+int waitFor(pid_t pid, Clock::time_point deadline, long &peakKiB) {
     int status = 0;
-    while (waitpid(pid, &status, WNOHANG) == 0) {
+    rusage usage{};
+    while (wait4(pid, &status, WNOHANG, &usage) == 0) {
         if (Clock::now() > deadline) {
             kill(pid, SIGKILL);
             waitpid(pid, &status, 0);
@@ -67,6 +70,7 @@ int waitFor(pid_t pid, Clock::time_point deadline) {
         }
         usleep(1000);
     }
+    peakKiB = usage.ru_maxrss;
     return shellStatus(status);
 }
 
@@ -162,9 +166,15 @@ Result Process::wait() {
     Result result;
     const auto deadline = Clock::now() + patience;
     drainBoth(out_, err_, result, deadline);
-    result.status = waitFor(pid_, deadline);
+    result.status = waitFor(pid_, deadline, result.peakKiB);
     pid_ = -1;
     return result;
+}
+
+std::map<std::string, std::string> leakRules(const Arguments &command) {
+    if (std::find(command.begin(), command.end(), "reference") == command.end())
+        return {};
+    return {{"ASAN_OPTIONS", "detect_leaks=0"}};
 }
 
 Result runTool(const Arguments &arguments, const Surroundings &surroundings) {
@@ -184,6 +194,14 @@ TemporaryFolder::TemporaryFolder()
 TemporaryFolder::~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
+}
+
+std::vector<std::string> TemporaryFolder::names() const {
+    std::vector<std::string> all;
+    for (const auto &entry : std::filesystem::directory_iterator(folder_))
+        all.push_back(entry.path().filename());
+    std::sort(all.begin(), all.end());
+    return all;
 }
 
 std::string TemporaryFolder::write(const std::string &name, const std::string &content,

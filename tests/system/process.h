@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 #include <sys/types.h>
+#include <unistd.h>
 #include <vector>
 
 namespace test {
@@ -14,6 +15,7 @@ using Arguments = std::vector<std::string>;
 /** How a process ended; a signal counts as a shell counts it, 128 and its number. */
 struct Result {
     int status = -1;
+    long peakKiB = 0; // of memory
     std::string out;
     std::string err;
 
@@ -58,6 +60,12 @@ class Process {
 [[noreturn]] void execute(const std::string &program, const Arguments &arguments,
                           const Surroundings &surroundings);
 
+/**
+ * What a sanitizer has to be told for this command: the library loses, as its contract says, the
+ * parts of a reference that its caller does not get. That is no leak of the tool's.
+ */
+std::map<std::string, std::string> leakRules(const Arguments &command);
+
 Result runTool(const Arguments &arguments, const Surroundings &surroundings = {});
 Result runShell(const std::string &script, const Surroundings &surroundings = {});
 
@@ -70,6 +78,8 @@ class TemporaryFolder {
     TemporaryFolder &operator=(const TemporaryFolder &) = delete;
 
     [[nodiscard]] std::string path(const std::string &name) const { return folder_ + "/" + name; }
+    /** The names of all files in it, hidden ones as well, in order. */
+    [[nodiscard]] std::vector<std::string> names() const;
     /** Writes a file that only its owner can read, unless `mode` says more. */
     [[nodiscard]] std::string write(const std::string &name, const std::string &content,
                                     unsigned mode = 0600) const;
@@ -79,5 +89,17 @@ class TemporaryFolder {
 };
 
 std::string readFile(const std::string &path);
+
+/** True as soon as the condition holds, false when it never does. */
+template <typename Condition>
+bool soon(const Condition &condition) {
+    constexpr int attempts = 3000;
+    for (int i = 0; i < attempts; ++i) {
+        if (condition())
+            return true;
+        usleep(10000);
+    }
+    return false;
+}
 
 } // namespace test

@@ -40,6 +40,14 @@ Result Simulator::run(const Arguments &arguments) const {
     return runTool(arguments, {{{"LDAPURI", uri_}}, {}, {}});
 }
 
+void Simulator::change(const std::string &ldif) const {
+    const Result result = runShell(
+        "ldapmodify -x -H \"$URI\" -D \"$DN\" -w \"$PASSWORD\" <<<\"$LDIF\"",
+        {{{"URI", uri_}, {"DN", adminDn}, {"PASSWORD", adminPassword}, {"LDIF", ldif}}, {}, {}});
+    if (result.status != 0)
+        throw std::runtime_error("ldapmodify: " + result.err);
+}
+
 Arguments Simulator::asAdministrator(const Arguments &arguments) const {
     Arguments all = {"-H", uri_, "-D", adminDn, "-w", adminPassword};
     all.insert(all.end(), arguments.begin(), arguments.end());

@@ -17,6 +17,8 @@ class Simulator {
     /** Runs the tool against it, as the administrator or as nobody. */
     [[nodiscard]] Result administer(const Arguments &arguments) const;
     [[nodiscard]] Result run(const Arguments &arguments) const;
+    /** Changes entries with ldapmodify, as the administrator. */
+    void change(const std::string &ldif) const;
     /** The arguments of the administrator's call. */
     [[nodiscard]] Arguments asAdministrator(const Arguments &arguments) const;
 

@@ -29,6 +29,11 @@ void Run::perform(const std::string &object, const Session::Call &call) {
     session_->perform(name_, object, call);
 }
 
+void Run::attach(const Session::NewControl &create) {
+    open();
+    session_->attach(name_, create);
+}
+
 void Run::done(const std::string &sentence, const Output::Json &fields) {
     Output::Json all = {{"operation", name_}};
     if (!fields.is_null())
@@ -51,9 +56,13 @@ CLI::App &addCommand(CLI::App &parent, const std::string &name, const std::strin
     CLI::App &command = addApp(parent, name, description);
     std::string footer;
     for (const std::string &example : examples)
-        footer += (footer.empty() ? "qldapx " : "\nqldapx ") + example + sampleConnection;
+        footer += (footer.empty() ? "" : "\n") + exampleLine("qldapx", example);
     command.footer(footer);
     return command;
+}
+
+std::string exampleLine(const std::string &program, const std::string &arguments) {
+    return program + " " + arguments + sampleConnection;
 }
 
 std::string commandPath(const CLI::App &app) {

@@ -20,8 +20,12 @@ class Run {
     const CLI::App &root;
     Output out;
     void open();
+    /** The server's, once the session is open. */
+    [[nodiscard]] std::string uri() const { return session_->uri(); }
     /** Runs one operation of the library; `object` is what it works on. */
     void perform(const std::string &object, const Session::Call &call);
+    /** Makes a control that goes with every request from now on. */
+    void attach(const Session::NewControl &create);
     /** Says that the operation was done: in a sentence, or as these fields. */
     void done(const std::string &sentence, const Output::Json &fields);
     /** Reports a failure that does not end the command, but decides its exit status. */
@@ -54,6 +58,9 @@ CLI::App &addGroup(CLI::App &parent, const std::string &name, const std::string 
 CLI::App &addCommand(CLI::App &parent, const std::string &name, const std::string &description,
                      const std::vector<std::string> &examples);
 
+/** A command line as it stands in a command's examples. */
+std::string exampleLine(const std::string &program, const std::string &arguments);
+
 /** The words that lead to a command, such as "partition split". */
 std::string commandPath(const CLI::App &app);
 
@@ -67,6 +74,12 @@ void addReplica(CLI::App &root, Tool &tool);
 void addFilter(CLI::App &root, Tool &tool);
 void addPrivileges(CLI::App &root, Tool &tool);
 void addName(CLI::App &root, Tool &tool);
+void addSearch(CLI::App &root, Tool &tool);
+void addRights(CLI::App &root, Tool &tool);
+void addStatus(CLI::App &root, Tool &tool);
+void addReference(CLI::App &root, Tool &tool);
+void addBackup(CLI::App &root, Tool &tool);
+void addRestore(CLI::App &root, Tool &tool);
 void addTrigger(CLI::App &root, Tool &tool);
 void addRefresh(CLI::App &root, Tool &tool);
 void addCompletion(CLI::App &root, Tool &tool);

@@ -14,6 +14,12 @@ inline std::string takeText(char *text) {
     return text == nullptr ? std::string() : std::string(text);
 }
 
+/** The same for a text that ldap_memfree releases. */
+inline std::string takeLdapText(char *text) {
+    const std::unique_ptr<char, decltype(&ldap_memfree)> owner(text, ldap_memfree);
+    return text == nullptr ? std::string() : std::string(text);
+}
+
 /** The DN that the session is bound as, empty for an anonymous one, as the server says. */
 std::string boundIdentity(Run &run);
 

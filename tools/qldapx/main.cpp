@@ -16,8 +16,9 @@ namespace {
 using namespace qldapx;
 
 constexpr std::array commandFamilies = {
-    addWhoami, addPartition, addReplica, addFilter,     addPrivileges,
-    addName,   addTrigger,   addRefresh, addCompletion,
+    addWhoami,     addSearch, addPartition, addReplica,   addFilter,
+    addPrivileges, addRights, addName,      addReference, addBackup,
+    addRestore,    addStatus, addTrigger,   addRefresh,   addCompletion,
 };
 
 void build(CLI::App &root, Tool &tool) {

@@ -39,10 +39,6 @@ std::string Style::wrap(const char *code, const std::string &text) const {
     return coloured_ ? fmt::format("\x1b[{}m{}\x1b[0m", code, text) : text;
 }
 
-std::string jsonText(const nlohmann::ordered_json &json, int indent) {
-    return json.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
 Output::Output(bool json) : json_(json), style_(STDOUT_FILENO) {}
 
 void Output::text(const std::string &text) {

@@ -20,7 +20,10 @@ class Style {
 };
 
 /** Whatever bytes a server sent, the text is valid JSON. */
-std::string jsonText(const nlohmann::ordered_json &json, int indent = -1);
+template <typename Json>
+std::string jsonText(const Json &json, int indent = -1) {
+    return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
 
 /** Standard output: text for people or JSON for programs. All of it throws OutputError. */
 class Output {

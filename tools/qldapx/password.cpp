@@ -38,6 +38,11 @@ class File {
     throw UsageError(fmt::format("cannot read the password file {}: {}", printable(path), why));
 }
 
+[[noreturn]] void needTerminal(const PasswordPrompt &prompt) {
+    throw UsageError(fmt::format("{} needs a terminal to ask on; use {} instead", prompt.option,
+                                 prompt.otherwise));
+}
+
 bool isReadableByOthers(int descriptor) {
     struct stat status = {};
     return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
@@ -62,9 +67,9 @@ void restoreTerminalAndEnd(int signal) {
 /** Typed characters stay unseen until this ends, however it ends. */
 class EchoOff {
   public:
-    explicit EchoOff(int terminal) {
+    EchoOff(int terminal, const PasswordPrompt &prompt) {
         if (tcgetattr(terminal, &savedTerminal) != 0)
-            throw UsageError("-W needs a terminal to ask on; use -y FILE instead");
+            needTerminal(prompt);
         promptTerminal = terminal;
         for (const int signal : endingSignals)
             std::signal(signal, restoreTerminalAndEnd);
@@ -81,9 +86,9 @@ class EchoOff {
     EchoOff &operator=(const EchoOff &) = delete;
 };
 
-void say(int terminal, const char *text) {
+void say(int terminal, const char *text, const PasswordPrompt &prompt) {
     if (write(terminal, text, std::strlen(text)) < 0)
-        throw UsageError("-W cannot write to the terminal; use -y FILE instead");
+        needTerminal(prompt);
 }
 
 Secret readLine(int terminal) {
@@ -121,17 +126,17 @@ Secret readPasswordFile(const std::string &path, bool json) {
     return password;
 }
 
-Secret askPassword() {
+Secret askPassword(const PasswordPrompt &prompt) {
     const File terminal("/dev/tty", O_RDWR | O_NOCTTY);
     if (!terminal.isOpen())
-        throw UsageError("-W needs a terminal to ask on; use -y FILE instead");
+        needTerminal(prompt);
     Secret password;
     {
-        const EchoOff echoOff(terminal.descriptor());
-        say(terminal.descriptor(), "LDAP password: ");
+        const EchoOff echoOff(terminal.descriptor(), prompt);
+        say(terminal.descriptor(), prompt.question, prompt);
         password = readLine(terminal.descriptor());
     }
-    say(terminal.descriptor(), "\n");
+    say(terminal.descriptor(), "\n", prompt);
     return password;
 }
 

@@ -21,19 +21,30 @@ constexpr const char *strangeAnswer =
 constexpr std::array rows = {
     Row{LDAP_PROTOCOL_ERROR, "", "the server may not know this operation: is it a Strata server?"},
     Row{LDAP_TIMELIMIT_EXCEEDED, "", "try again when the server has less to do"},
+    Row{LDAP_SIZELIMIT_EXCEEDED, "there are more entries than -z or the server allows",
+        "ask for more with -z, or for less with the filter"},
     Row{LDAP_STRONG_AUTH_REQUIRED, "", "encrypt the connection (-ZZ, or -H ldaps://...), and bind"},
     Row{LDAP_REFERRAL, "another server is in charge", "name that server with -H"},
+    Row{LDAP_UNAVAILABLE_CRITICAL_EXTENSION,
+        "the server does not take a control that the command needs, or not with this operation",
+        "it says what it knows: qldapx search -b '' -s base supportedControl; --as needs "
+        "2.16.840.1.113730.3.4.18"},
     Row{LDAP_CONFIDENTIALITY_REQUIRED, "", "encrypt the connection: -ZZ, or -H ldaps://..."},
     Row{LDAP_NO_SUCH_OBJECT, "", "check the DN; the matched DN, if any, is the part that exists"},
     Row{LDAP_INVALID_DN_SYNTAX, "", "write a DN as in ou=people,dc=example,dc=com"},
     Row{LDAP_INAPPROPRIATE_AUTH, "", "give both -D and a password"},
     Row{LDAP_INVALID_CREDENTIALS, "", "check the DN (-D) and the password (-W, -y or -w)"},
-    Row{LDAP_INSUFFICIENT_ACCESS, "", "bind with -D as someone who has the right"},
+    Row{LDAP_INSUFFICIENT_ACCESS, "",
+        "bind with -D as someone who has the right, or act as one with --as"},
     Row{LDAP_BUSY, "", "try again later"},
     Row{LDAP_UNAVAILABLE, "", "try again later"},
     Row{LDAP_UNWILLING_TO_PERFORM, "", "see what the server says; its log may say more"},
     Row{LDAP_ALREADY_EXISTS, "", "it is there already: nothing needs to be done"},
     Row{LDAP_OTHER, "", "see the server's log"},
+    Row{LDAP_PROXIED_AUTHORIZATION_DENIED, "the server does not let you act as that identity",
+        "check the DN of --as and who you are (-D); some servers want it as --as dn:DN"},
+    Row{LDAP_CONTROL_NOT_FOUND, "the server answered without what was asked for",
+        "does it know the control? qldapx search -b '' -s base supportedControl"},
     Row{LDAP_ENCODING_ERROR, "the answer's value could not be understood", strangeAnswer},
     Row{LDAP_DECODING_ERROR, "the answer could not be understood", strangeAnswer},
     Row{LDAP_PARAM_ERROR, "the library takes no such argument; nothing was sent",
@@ -73,6 +84,10 @@ Words explain(const Outcome &outcome) {
             return {"the server answered success, but without the value asked for", strangeAnswer};
         return {"", "see the server's log"};
     case LDAP_NOT_SUPPORTED:
+        if (!outcome.answered)
+            return {"no answer came that names this operation: the connection may have ended, the "
+                    "time be over, or the server may not know the operation",
+                    strangeAnswer};
         return {"the server answered success, but with no response OID or another operation's",
                 strangeAnswer};
     default:

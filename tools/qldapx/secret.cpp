@@ -11,7 +11,7 @@ constexpr const char *placeholder = "password";
 
 /** Where the value of -w begins in a bundle of short options such as -xw; npos without one. */
 std::size_t passwordOffset(std::string_view argument) {
-    constexpr std::string_view flagsBefore = "xWZ";
+    constexpr std::string_view flagsBefore = "xWZA";
     if (argument.size() < 2 || argument[0] != '-' || argument[1] == '-')
         return std::string_view::npos;
     const std::size_t option = argument.find_first_not_of(flagsBefore, 1);

@@ -6,6 +6,7 @@
 #include "text.h"
 
 #include <fmt/format.h>
+#include <qldapx.h>
 
 namespace qldapx {
 namespace {
@@ -33,7 +34,7 @@ void forgetDiagnostics(LDAP *ld) {
 
 Secret givenPassword(ConnectionOptions &options, bool json) {
     if (options.ask)
-        return askPassword();
+        return askPassword({"LDAP password: ", "-W", "-y FILE"});
     if (options.passwordFile)
         return readPasswordFile(*options.passwordFile, json);
     return std::move(options.password);
@@ -60,6 +61,16 @@ Session::Session(ConnectionOptions &options, bool json) : timeout_(options.timeo
     open(options);
     encrypt(options, json);
     bind(options, std::move(password));
+    if (options.actAs)
+        attach("--as", [&](LDAP *ld, LDAPControl **control) {
+            return ldap_create_proxyauth_control(ld, options.actAs->c_str(), control);
+        });
+}
+
+// No operation's control belongs to the unbind.
+void Session::Unbind::operator()(LDAP *ld) const {
+    ldap_set_option(ld, LDAP_OPT_SERVER_CONTROLS, nullptr);
+    ldap_unbind_ext_s(ld, nullptr, nullptr);
 }
 
 void Session::open(const ConnectionOptions &options) {
@@ -83,6 +94,10 @@ void Session::open(const ConnectionOptions &options) {
     setOption(ld, LDAP_OPT_PROTOCOL_VERSION, int{LDAP_VERSION3});
     setOption(ld, LDAP_OPT_TIMEOUT, patience);
     setOption(ld, LDAP_OPT_NETWORK_TIMEOUT, patience);
+    // A server that vanishes without a word is noticed within two minutes.
+    setOption(ld, LDAP_OPT_X_KEEPALIVE_IDLE, int{60});
+    setOption(ld, LDAP_OPT_X_KEEPALIVE_INTERVAL, int{15});
+    setOption(ld, LDAP_OPT_X_KEEPALIVE_PROBES, int{4});
     // libldap would follow a referral anonymously, and change another server than was asked for.
     ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
 }
@@ -127,16 +142,31 @@ std::string Session::uri() const {
 void Session::perform(const std::string &operation, const std::string &object, const Call &call) {
     LDAP *ld = session_.get();
     forgetDiagnostics(ld);
-    const int code = call(ld);
-    if (code == LDAP_SUCCESS)
+    const int result = call(ld);
+    if (result == LDAP_SUCCESS)
         return;
     int sessionCode = LDAP_SUCCESS;
     ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &sessionCode);
     const bool answered = sessionCode == LDAP_SUCCESS;
+    // A backup that got no answer at all, or a refusal, calls that "no response OID".
+    const int code = result == LDAP_NOT_SUPPORTED && !answered ? sessionCode : result;
     const Words words = explain({code, answered, !bound_, uri(), timeout_});
     throw Failure({operation, object, code, ldap_err2string(code), words.reason,
                    answered ? std::string() : textOption(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE),
                    textOption(ld, LDAP_OPT_MATCHED_DN), words.hint});
+}
+
+// As the session's own controls they go with the library's operations, too.
+void Session::attach(const std::string &operation, const NewControl &create) {
+    LDAPControl *control = nullptr;
+    perform(operation, {}, [&](LDAP *ld) { return create(ld, &control); });
+    controls_.emplace_back(control);
+    std::vector<LDAPControl *> all;
+    for (const auto &each : controls_)
+        all.push_back(each.get());
+    all.push_back(nullptr);
+    if (ldap_set_option(session_.get(), LDAP_OPT_SERVER_CONTROLS, all.data()) != LDAP_OPT_SUCCESS)
+        throw std::bad_alloc();
 }
 
 } // namespace qldapx

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace qldapx {
 
@@ -18,8 +19,9 @@ struct ConnectionOptions {
     bool hasPassword = false;
     bool ask = false;
     std::optional<std::string> passwordFile;
-    int startTls = 0; // 2: refuse to go on without
-    int timeout = 30; // seconds
+    int startTls = 0;                 // 2: refuse to go on without
+    int timeout = 30;                 // seconds
+    std::optional<std::string> actAs; // whose rights count for what follows the bind
 };
 
 /** A bound session. All of it throws Failure, or UsageError for options that cannot be used. */
@@ -31,17 +33,25 @@ class Session {
     /** Runs one operation of the library on the session. */
     void perform(const std::string &operation, const std::string &object, const Call &call);
 
+    using NewControl = std::function<int(LDAP *, LDAPControl **)>;
+    /** Makes a control that goes with every request from now on. */
+    void attach(const std::string &operation, const NewControl &create);
+    [[nodiscard]] std::string uri() const;
+
   private:
     struct Unbind {
-        void operator()(LDAP *ld) const { ldap_unbind_ext_s(ld, nullptr, nullptr); }
+        void operator()(LDAP *ld) const;
+    };
+    struct FreeControl {
+        void operator()(LDAPControl *control) const { ldap_control_free(control); }
     };
 
     void open(const ConnectionOptions &options);
     void encrypt(const ConnectionOptions &options, bool json);
     void bind(const ConnectionOptions &options, Secret password);
-    [[nodiscard]] std::string uri() const;
 
     std::unique_ptr<LDAP, Unbind> session_;
+    std::vector<std::unique_ptr<LDAPControl, FreeControl>> controls_;
     int timeout_;
     bool bound_ = false;
 };

@@ -64,6 +64,16 @@ CodePoint firstCodePoint(std::string_view text) {
     return isShortest(value, length) ? CodePoint{value, length} : CodePoint{};
 }
 
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const CodePoint point = firstCodePoint(text);
+        if (point.length == 0)
+            return false;
+        text.remove_prefix(point.length);
+    }
+    return true;
+}
+
 std::string printable(std::string_view text) {
     std::string result;
     while (!text.empty()) {

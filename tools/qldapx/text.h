@@ -14,6 +14,8 @@ struct CodePoint {
 };
 CodePoint firstCodePoint(std::string_view text);
 
+bool isUtf8(std::string_view text);
+
 /**
  * The text with all that could steer a terminal, and all that is not UTF-8, written as \xHH:
  * what a server sends goes to people's screens.

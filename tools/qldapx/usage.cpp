@@ -98,6 +98,9 @@ void addConnectionOptions(CLI::App &root, Tool &tool) {
     add(root.add_option("-w", "The password; safer are -W and -y"), "PASSWORD");
     add(root.add_flag("-Z", connection.startTls,
                       "Encrypt with StartTLS; -ZZ refuses to go on without"));
+    add(root.add_option("--as", connection.actAs,
+                        "Act as this entry, with its rights, where the server allows it"),
+        "DN");
     add(root.add_option("--timeout", connection.timeout, "Wait so long for each answer")
             ->check(CLI::Range(1, aDay).description(""))
             ->capture_default_str(),

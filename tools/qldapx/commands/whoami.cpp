@@ -14,7 +14,8 @@ std::string boundIdentity(Run &run) {
 
 void addWhoami(CLI::App &root, Tool &tool) {
     CLI::App &command =
-        addCommand(root, "whoami", "Say as whom the server sees this session", {"whoami"});
+        addCommand(root, "whoami", "Say as whom the server sees this session",
+                   {"whoami", "whoami --as 'cn=Ada Brandt,ou=people,dc=example,dc=com'"});
     command.callback([&tool] {
         tool.action = [](Run &run) {
             const std::string dn = boundIdentity(run);

@@ -64,6 +64,14 @@ void appendBranches(std::string &script, const CommandText &command) {
         appendBranches(script, sub);
 }
 
+void collectFileOptions(std::set<std::string> &names, const CommandText &command) {
+    for (const OptionText &option : command.options)
+        if (option.value == "FILE")
+            names.insert(option.names.begin(), option.names.end());
+    for (const CommandText &sub : command.commands)
+        collectFileOptions(names, sub);
+}
+
 void collectCommands(std::vector<std::string> &paths, const CommandText &command) {
     for (const CommandText &sub : command.commands) {
         paths.push_back("'" + sub.name + "'");
@@ -77,6 +85,8 @@ std::string bashCompletion(const CLI::App &root) {
     const CommandText command = describe(root);
     const std::set<std::string> valued = optionsWithValue(root);
     const std::string takingValue = joined({valued.begin(), valued.end()}, " | ");
+    std::set<std::string> files;
+    collectFileOptions(files, command);
     std::vector<std::string> paths;
     collectCommands(paths, command);
     std::string script = scriptHead;
@@ -85,8 +95,9 @@ std::string bashCompletion(const CLI::App &root) {
     script += fmt::format("        case \"$command $word\" in\n        {}) command+=\" $word\" ;;\n"
                           "        esac\n    done\n",
                           joined(paths, " | "));
-    script += "    case $previous in\n    -y)\n        mapfile -t COMPREPLY < <(compgen -f -- "
-              "\"$current\")\n        return ;;\n";
+    script += fmt::format("    case $previous in\n    {})\n        mapfile -t COMPREPLY < "
+                          "<(compgen -f -- \"$current\")\n        return ;;\n",
+                          joined({files.begin(), files.end()}, " | "));
     script += fmt::format("    {} | [=:]*) COMPREPLY=(); return ;;\n    esac\n", takingValue);
     script += "    local words\n    case $command in\n";
     appendBranches(script, command);

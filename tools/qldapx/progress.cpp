@@ -1,0 +1,43 @@
+#include "progress.h"
+
+#include <cstdio>
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace qldapx {
+
+std::string byteCount(std::uint64_t bytes) {
+    constexpr std::uint64_t kibi = 1024;
+    if (bytes < kibi)
+        return fmt::format("{} byte{}", bytes, bytes == 1 ? "" : "s");
+    const auto amount = static_cast<double>(bytes);
+    if (bytes < kibi * kibi)
+        return fmt::format("{:.1f} KiB", amount / kibi);
+    return fmt::format("{:.1f} MiB", amount / (kibi * kibi));
+}
+
+Progress::Progress(bool json) : shown_(!json && isatty(STDERR_FILENO) == 1) {}
+
+Progress::~Progress() {
+    if (width_ > 0)
+        fmt::print(stderr, "\r{:{}}\r", "", width_);
+}
+
+void Progress::write(const std::string &line) {
+    fmt::print(stderr, "\r{:<{}}", line, width_);
+    width_ = line.size();
+}
+
+void Progress::show(std::uint64_t pieces, std::uint64_t bytes) {
+    constexpr std::chrono::milliseconds pause(100);
+    const auto now = Clock::now();
+    if (!shown_ || now - last_ < pause)
+        return;
+    last_ = now;
+    const double seconds = std::chrono::duration<double>(now - start_).count();
+    const auto rate = static_cast<std::uint64_t>(static_cast<double>(bytes) / (seconds + 1e-3));
+    write(fmt::format("{}, {} piece{}, {}/s", byteCount(bytes), pieces, pieces == 1 ? "" : "s",
+                      byteCount(rate)));
+}
+
+} // namespace qldapx

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace qldapx {
+
+/** Such as "1.5 MiB". */
+std::string byteCount(std::uint64_t bytes);
+
+/** How far a transfer is, in one line of a terminal's standard error; silent elsewhere. */
+class Progress {
+  public:
+    explicit Progress(bool json);
+    ~Progress();
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+    void show(std::uint64_t pieces, std::uint64_t bytes);
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    void write(const std::string &line);
+
+    bool shown_;
+    Clock::time_point start_ = Clock::now();
+    Clock::time_point last_;
+    std::size_t width_ = 0; // of what stands there
+};
+
+} // namespace qldapx

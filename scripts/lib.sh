@@ -17,9 +17,11 @@ build_needs=(
     "libcli11-dev|test -e /usr/include/CLI/CLI.hpp|CLI11, the command-line parser"
     "nlohmann-json3-dev|test -e /usr/include/nlohmann/json.hpp|nlohmann-json"
     "libfmt-dev|test -e /usr/include/fmt/core.h|fmt"
-    "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL's libcrypto"
     "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL's libcrypto, for checksums"
     "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
+)
+demo_needs=(
+    "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
 )
 test_needs=(
     "libgtest-dev|test -e /usr/include/gtest/gtest.h|GoogleTest"

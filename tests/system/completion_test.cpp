@@ -62,8 +62,8 @@ TEST(Completion, OffersNothingForAValue) {
 TEST(Completion, OffersFilesWhereAFileIsNamed) {
     for (const char *option :
          {"whoami -y", "backup cn=a -o", "restore --check", "restore cn=a --password-file"})
-        EXPECT_THAT(complete(std::string("qldapx ") + option + " /etc/host"),
-                    Contains("/etc/hosts"));
+        EXPECT_THAT(complete(std::string("qldapx ") + option + " /etc/pass"),
+                    Contains("/etc/passwd"));
 }
 
 } // namespace

@@ -148,7 +148,7 @@ TEST(Search, ManyEntriesNeedNoMemory) {
         all.insert(all.end(), more.begin(), more.end());
         return runTool(all, {{}, folder.write("out", ""), {}});
     };
-    const long few = searchInto({"-s", "base"}).peakKiB;
+    [[maybe_unused]] const long few = searchInto({"-s", "base"}).peakKiB;
     for (const Arguments &format : {Arguments{}, Arguments{"--json"}}) {
         const Result many = searchInto(format);
         EXPECT_EQ(many.status, 0);

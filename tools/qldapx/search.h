@@ -23,7 +23,7 @@ struct SearchRequest {
 /** An attribute of an entry; name and values lie in the entry's message. */
 struct Attribute {
     struct Free {
-        void operator()(berval *values) const { ber_memfree(values); }
+        void operator()(berval *owned) const { ber_memfree(owned); }
     };
     std::string_view name;
     std::span<const berval> values;

@@ -162,6 +162,7 @@ int typesOf(const FollowOptions &options) {
 
 std::vector<std::string> changeNames() {
     std::vector<std::string> names;
+    names.reserve(kinds.size());
     for (const Kind &kind : kinds)
         names.emplace_back(kind.name);
     return names;

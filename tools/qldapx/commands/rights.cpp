@@ -27,6 +27,7 @@ void show(Run &run, const Arguments &args) {
     constexpr int listForm = 2, both = 1;
     std::vector<GetEffectiveItem> items = itemsOf(args);
     std::vector<GetEffectiveItem *> list;
+    list.reserve(items.size() + 1);
     for (GetEffectiveItem &item : items)
         list.push_back(&item);
     list.push_back(nullptr);

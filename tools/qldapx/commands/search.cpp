@@ -7,8 +7,9 @@
 namespace qldapx {
 namespace {
 
-const std::map<std::string, int> scopes = {
-    {"base", LDAP_SCOPE_BASE}, {"one", LDAP_SCOPE_ONELEVEL}, {"sub", LDAP_SCOPE_SUBTREE}};
+std::map<std::string, int> scopes() {
+    return {{"base", LDAP_SCOPE_BASE}, {"one", LDAP_SCOPE_ONELEVEL}, {"sub", LDAP_SCOPE_SUBTREE}};
+}
 
 struct Arguments {
     SearchRequest request;
@@ -21,7 +22,7 @@ struct Arguments {
 // As with ldapsearch: the first argument is a filter if it can be one.
 void sortArguments(Arguments &args) {
     SearchRequest &request = args.request;
-    request.scope = scopes.at(args.scope);
+    request.scope = scopes().at(args.scope);
     if (args.filter.find_first_of("=(") != std::string::npos)
         request.filter = args.filter;
     else if (!args.filter.empty())
@@ -96,7 +97,7 @@ void addSearch(CLI::App &root, Tool &tool) {
         .add_option("-s", args->scope,
                     "base: the entry itself; one: those right below it; sub: all of it")
         ->type_name("base|one|sub")
-        ->check(CLI::IsMember(scopes).description(""))
+        ->check(CLI::IsMember(scopes()).description(""))
         ->capture_default_str();
     addLimits(command, request);
     addFollowing(command, *args);

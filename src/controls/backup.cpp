@@ -85,20 +85,22 @@ struct Piece {
 };
 
 // SEQUENCE { count INTEGER, sizes SET OF SEQUENCE { size INTEGER } }
-// The count says how many sizes to read; what they lie in says how many there are.
+// The count says how many sizes to read; the SET, where they end.
 int readChunkSizes(Decoder &value, NumberList &sizes) {
     int count = 0, size = 0;
-    if (!value.enter(LBER_SEQUENCE) || !value.integer(&count) || !value.enter(LBER_SET))
+    ber_len_t afterSet = 0, afterSize = 0;
+    if (!value.enter(LBER_SEQUENCE) || !value.integer(&count) || !value.enter(LBER_SET, &afterSet))
         return LDAP_DECODING_ERROR;
     if (!sizes.append(count))
         return LDAP_NO_MEMORY;
     for (int i = 0; i < count; ++i) {
-        if (!value.enter(LBER_SEQUENCE) || !value.integer(&size))
+        if (!value.insideOf(afterSet) || !value.enter(LBER_SEQUENCE, &afterSize) ||
+            !value.integer(&size) || !value.endOf(afterSize))
             return LDAP_DECODING_ERROR;
         if (!sizes.append(size))
             return LDAP_NO_MEMORY;
     }
-    return LDAP_SUCCESS;
+    return value.isWholeUpTo(afterSet) ? LDAP_SUCCESS : LDAP_DECODING_ERROR;
 }
 
 // dataLength INTEGER, stateFirst INTEGER, stateSecond INTEGER, data (an element of any tag),

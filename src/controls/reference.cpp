@@ -27,7 +27,8 @@ bool loseNumber(Decoder &value, ber_tag_t tag) {
 
 bool loseTexts(Decoder &value, ber_tag_t tag) {
     char **texts = nullptr;
-    return value.enter(tag) && value.strings(&texts);
+    ber_len_t after = 0;
+    return value.enter(tag, &after) && value.strings(&texts) && value.endOf(after);
 }
 
 struct Lost {

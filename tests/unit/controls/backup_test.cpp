@@ -209,6 +209,19 @@ const AnswerCase answerCases[] = {
      malformed},
     {"EmptySize", headOfOne + octetString("a") + sequence({integer(1), set({sequence({})})}),
      malformed},
+    // Sizes that do not lie where they belong.
+    {"SizeBehindTheSet", headOfOne + octetString("a") + sequence({integer(1), set({}), sizeOne}),
+     malformed},
+    {"SizeBehindTheList", piece(1, 1, 2, "a", sizeList(1, {})) + sizeOne, malformed},
+    {"SizeBehindItsSequence",
+     headOfOne + octetString("a") + sequence({integer(1), set({sequence({}), integer(5)})}),
+     malformed},
+    {"BytesBehindTheSize",
+     headOfOne + octetString("a") +
+         sequence({integer(1), set({sequence({integer(5), integer(6)})})}),
+     malformed},
+    {"SizeBeyondTheSet",
+     headOfOne + octetString("a") + fromHex("30 0a 02 01 01 31 04 30 03 02 01 05"), malformed},
     {"HugeImage", headOfOne + fromHex("04 84 ff ff ff ff 61"), malformed},
     {"LengthAsText", octetString("1") + integer(2) + integer(3) + octetString("a") + noSizes,
      malformed},
@@ -250,6 +263,19 @@ TEST(Backup, MalformedByOneBit) {
         EXPECT_TRUE(result == LDAP_SUCCESS || result == LDAP_DECODING_ERROR) << bit;
         EXPECT_EQ(result == LDAP_SUCCESS, backup.describe() != "untouched");
     }
+}
+
+// strtok keeps its place for the whole process, and the caller may be using it.
+TEST(Backup, LeavesTheCallersStrtokAlone) {
+    ScriptedPeer peer({answerOf(piece(0, 1, 2, "", noSizes)),
+                       ScriptedPeer::answer(extendedResponse(0, restoreAnswerOid, std::nullopt))});
+    char words[] = "one two three", sizes[] = "1;1;", dn[] = "o=a", data[] = "a";
+    EXPECT_STREQ(std::strtok(words, " "), "one");
+    Backup backup("1+2");
+    EXPECT_EQ(backup.fetch(peer.session()), LDAP_SUCCESS);
+    EXPECT_STREQ(std::strtok(nullptr, " "), "two");
+    EXPECT_EQ(ldap_restore_object(peer.session(), dn, nullptr, data, sizes, 1), LDAP_SUCCESS);
+    EXPECT_STREQ(std::strtok(nullptr, " "), "three");
 }
 
 // The text of the sizes outgrows every buffer that it may start in.

@@ -16,6 +16,8 @@
 
 #include <qldapx/backup.h>
 #include <qldapx/control.h>
+#include <qldapx/event.h>
+#include <qldapx/event_decoder.h>
 #include <qldapx/identity.h>
 #include <qldapx/legacy.h>
 #include <qldapx/memory.h>

@@ -22,6 +22,9 @@ class Decoder {
     }
     explicit operator bool() const { return ber_ != nullptr; }
 
+    // For readers of their own; it stays the decoder's.
+    [[nodiscard]] BerElement *element() const { return ber_.get(); }
+
     [[nodiscard]] bool nextIs(ber_tag_t tag) const {
         ber_len_t length = 0;
         return ber_peek_tag(ber_.get(), &length) == tag;

@@ -18,6 +18,13 @@ int Exchange::send(const Operation &operation) {
     return perform(operation, &value);
 }
 
+int Exchange::start(const char *request, int *msgid) {
+    berval value{};
+    if (ber_flatten2(encoder_.get(), &value, 0) == -1)
+        return LDAP_NO_MEMORY;
+    return ldap_extended_operation(ld_, request, &value, nullptr, nullptr, msgid);
+}
+
 int Exchange::perform(const Operation &operation, berval *value) {
     // libldap leaves both outputs unset when it fails early; Out starts them as NULL.
     int result = ldap_extended_operation_s(ld_, operation.request, value, nullptr, nullptr,

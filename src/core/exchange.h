@@ -1,7 +1,7 @@
-// exchange.h - the frame of a synchronous extended operation (RFC 4511, 4.12).
+// exchange.h - the frame of an extended operation (RFC 4511, 4.12).
 //
-// A wrapper is one row: the operation's two OIDs, the request's ber_printf format with its
-// arguments in wire order and, where the answer carries data, how it is read.
+// A synchronous wrapper is one row: the operation's two OIDs, the request's ber_printf format with
+// its arguments in wire order and, where the answer carries data, how it is read.
 #pragma once
 
 #include "core/decoder.h"
@@ -43,6 +43,10 @@ class Exchange {
     // For requests of more than one piece: the encoder to write to (NULL: no memory), then send().
     [[nodiscard]] BerElement *newEncoder();
     [[nodiscard]] int send(const Operation &operation);
+
+    // Sends what was written to the encoder and does not wait: *msgid receives the message id
+    // under which ldap_result gives the answer.
+    [[nodiscard]] int start(const char *request, int *msgid);
 
     // After a call that gave `called`: lets read(Decoder &) take the response value and give the
     // result code. A failed call is the result as it stands.

@@ -46,7 +46,7 @@ int readNotification(BerElement *ber, int *eventType, int *eventResult, void **e
         return result;
     result = readPayload(ber, eventData, ipData);
     if (result != LDAP_SUCCESS && *eventData != nullptr) {
-        ldap_event_free(*eventData);
+        discardRecord(*eventData);
         *eventData = nullptr;
     }
     return result;

@@ -308,10 +308,21 @@ int readRecord(BerElement *ber, const Record &record, void **eventData) {
     std::memset(*eventData, 0, record.size);
     int result = readFields(ber, record, static_cast<char *>(*eventData));
     if (result != LDAP_SUCCESS) {
-        ldap_event_free(*eventData);
+        discardRecord(*eventData);
         *eventData = nullptr;
     }
     return result;
+}
+
+void discardRecord(void *eventData) {
+    constexpr KindWord referralKind = 0x66;
+    if (kindOf(eventData) == referralKind) {
+        // What ldap_event_free leaves to the callers.
+        const auto *event = static_cast<const SEVEventData *>(eventData);
+        if (event->referrals != nullptr && event->referralCount > 0)
+            std::free(event->referrals[0].value);
+    }
+    ldap_event_free(eventData);
 }
 
 } // namespace qldapx::events

@@ -52,6 +52,9 @@ const Record *recordOf(ber_tag_t kind);
 // Reads a payload's contents into a new record. *eventData is NULL after a failure.
 [[nodiscard]] int readRecord(BerElement *ber, const Record &record, void **eventData);
 
+// Releases a record that no caller will see, so that nobody can hold on to a part of it.
+void discardRecord(void *eventData);
+
 // The word in front of a record.
 using KindWord = std::uint64_t;
 inline KindWord *kindWord(void *eventData) {

@@ -9,6 +9,10 @@
 #include <dlfcn.h>
 #include <ldap.h>
 
+// In no installed header.
+extern "C" ber_int_t ldap_send_initial_request(LDAP *ld, ber_tag_t type, const char *dn,
+                                               BerElement *request, ber_int_t id);
+
 namespace {
 
 namespace failing_memory = qldapx_test::failing_memory;
@@ -20,6 +24,8 @@ Function libldaps(Function, const char *name) {
 
 // Looked up before any test, because dlsym releases what an earlier one left.
 const auto extendedOperation = libldaps(ldap_extended_operation_s, "ldap_extended_operation_s");
+const auto startExtendedOperation = libldaps(ldap_extended_operation, "ldap_extended_operation");
+const auto sendInitialRequest = libldaps(ldap_send_initial_request, "ldap_send_initial_request");
 const auto searchExt = libldaps(ldap_search_ext, "ldap_search_ext");
 const auto awaitResult = libldaps(ldap_result, "ldap_result");
 const auto parseResult = libldaps(ldap_parse_result, "ldap_parse_result");
@@ -39,6 +45,24 @@ int ldap_extended_operation_s(LDAP *ld, const char *oid, berval *value, LDAPCont
     if (failing_memory::failsNow())
         return LDAP_NO_MEMORY;
     return spared(extendedOperation, ld, oid, value, server, client, responseOid, responseValue);
+}
+
+int ldap_extended_operation(LDAP *ld, const char *oid, berval *value, LDAPControl **server,
+                            LDAPControl **client, int *msgid) {
+    if (failing_memory::failsNow())
+        return LDAP_NO_MEMORY;
+    return spared(startExtendedOperation, ld, oid, value, server, client, msgid);
+}
+
+ber_int_t ldap_send_initial_request(LDAP *ld, ber_tag_t type, const char *dn, BerElement *request,
+                                    ber_int_t id) {
+    if (failing_memory::failsNow()) {
+        ber_free(request, 1);
+        const int noMemory = LDAP_NO_MEMORY;
+        ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &noMemory);
+        return -1;
+    }
+    return spared(sendInitialRequest, ld, type, dn, request, id);
 }
 
 int ldap_search_ext(LDAP *ld, const char *base, int scope, const char *filter, char **attributes,

@@ -1,5 +1,5 @@
 // The request controls: OID, value byte for byte, criticality; and what is refused.
-#include "controls/session.h"
+#include "session.h"
 #include "support/ber.h"
 #include "support/case_name.h"
 

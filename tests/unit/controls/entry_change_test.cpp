@@ -1,6 +1,6 @@
 // The entry-change control: what is decoded, what is left as it was, and which failure goes first.
 #include "controls/damage.h"
-#include "controls/session.h"
+#include "session.h"
 #include "support/case_name.h"
 
 #include <climits>

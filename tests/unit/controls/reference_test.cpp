@@ -1,6 +1,6 @@
 // The reference control of an answer: all is decoded, only ref6 reaches the caller.
 #include "controls/damage.h"
-#include "controls/session.h"
+#include "session.h"
 #include "support/case_name.h"
 
 #include <qldapx.h>

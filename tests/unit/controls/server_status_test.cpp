@@ -1,6 +1,6 @@
 // The server-status control of an answer.
 #include "controls/damage.h"
-#include "controls/session.h"
+#include "session.h"
 #include "support/case_name.h"
 
 #include <array>

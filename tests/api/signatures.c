@@ -81,6 +81,47 @@ static int (*const backup)(LDAP *, char *, char *, char **, char **, char **,
 static int (*const restore)(LDAP *, char *, char *, char *, char *, int) = ldap_restore_object;
 static ber_tag_t (*const returned)(BerElement *, char **) = get_returnedBuffer;
 
+/* Event monitoring. */
+typedef int (*Payload)(LDAP *, BerElement *, void **, void **);
+static int (*const monitor)(LDAP *, int, EventSpecification *, int *) = ldap_monitor_events;
+static int (*const monitor_filtered)(LDAP *, int, FilteredEventSpecification *,
+                                     int *) = ldap_monitor_events_filtered;
+static int (*const monitor_answer)(LDAP *, LDAPMessage *, int *, char **, int *,
+                                   EventSpecification **, int) = ldap_parse_monitor_events_response;
+static int (*const event_with_ip)(LDAP *, LDAPMessage *, int *, int *, void **, int,
+                                  void **) = ldap_parse_ds_event_IP;
+static int (*const event)(LDAP *, LDAPMessage *, int *, int *, void **, int) = ldap_parse_ds_event;
+static void (*const event_free)(void *) = ldap_event_free;
+static int (*const event_kind)(const void *) = ldapx_event_kind;
+static const char *(*const event_name)(int) = ldapx_event_record_name;
+static int (*const event_field)(const void *, int, LDAPXEventField *) = ldapx_event_field;
+static void *(*const alloc_event)(size_t, ber_tag_t) = allocEventData;
+static int (*const get_ip)(LDAP *, BerElement *, void **) = ber_get_IP;
+static int (*const net_addr)(LDAP *, BerElement *, void **) = parseNetAddrEventData;
+static int (*const octets)(BerElement *, char **, ber_len_t *, ber_tag_t) = parseOctetString;
+static int (*const string)(BerElement *, char **, ber_tag_t) = parseLDAPString;
+static int (*const sequence)(BerElement *, char ***) = parseStringSequence;
+static void (*const sequence_free)(char **) = freeStringSequence;
+static int (*const referrals)(BerElement *, int *, ReferralEntry **) = parseReferralList;
+static void (*const referrals_free)(int, ReferralEntry *) = freeReferralList;
+static int (*const connection)(BerElement *, ConnectionInfo **) = parseConnectionData;
+static void (*const connection_free)(ConnectionInfo *) = freeConnectionData;
+static int (*const update)(LDAP *, BerElement *, int, void **, void **) = parseUpdateEventData;
+static const Payload payloads[] = {
+    parseEntryEventData,          parseValueEventData,
+    parseGeneralEventData,        parseSkulkEventData,
+    parseBinderyEventData,        parseSEVEventData,
+    parseModuleStateEventData,    parseConnectionStateData,
+    parseChangeServerAddressData, parseChangeConfigParamData,
+    parseStatusLogEventData,      parseDebugEventData,
+    parseAuthEventData,           parseConnectionEventData,
+    parseSearchEventData,         parseSearchEntryResponseEventData,
+    parseCompareEventData,        parseModDNEventData,
+    parseAbandonEventData,        parseExtOpEventData,
+    parseSysExtOpEventData,       parseResponseEventData,
+    parsePasswordModifyData,      parseUnknownOp,
+};
+
 #define HAVE_ALL(array) have_all((const void *)(array), sizeof(array) / sizeof *(array))
 
 static int have_all(const void *functions, size_t count) {
@@ -107,6 +148,10 @@ int main(void) {
           url_s && url_st;
     all = all && persistent && entry_change && proxy && rights && status && status_of &&
           reference && reference_of && backup && restore && returned;
+    all = all && monitor && monitor_filtered && monitor_answer && event_with_ip && event &&
+          event_free && event_kind && event_name && event_field && alloc_event && get_ip &&
+          net_addr && octets && string && sequence && sequence_free && referrals &&
+          referrals_free && connection && connection_free && update && HAVE_ALL(payloads);
     if (!all || !layout_is_right()) {
         fputs("a function is missing or a record has moved\n", stderr);
         return 1;

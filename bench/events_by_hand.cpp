@@ -65,8 +65,7 @@ bool referrals(BerElement *ber, std::int32_t *count, ReferralEntry **list) {
     *list = static_cast<ReferralEntry *>(
         std::calloc(static_cast<std::size_t>(*count), sizeof(ReferralEntry)));
     for (int i = 0; *list != nullptr && i < *count; ++i)
-        if (ber_scanf(ber, "{i", &(*list)[i].type) == LBER_ERROR ||
-            !string(ber, &(*list)[i].value))
+        if (ber_scanf(ber, "{i", &(*list)[i].type) == LBER_ERROR || !string(ber, &(*list)[i].value))
             return false;
     return *list != nullptr;
 }
@@ -165,12 +164,11 @@ void release(SEVEventData *r) {
 
 bool read(BerElement *ber, ModuleStateEventData *r) {
     ber_len_t length = 0;
-    if (!(S(string1) && I("i", &r->number1)) ||
-        ber_peek_tag(ber, &length) != LBER_OCTETSTRING || length == 0 || length > 31)
+    if (!(S(string1) && I("i", &r->number1)) || ber_peek_tag(ber, &length) != LBER_OCTETSTRING ||
+        length == 0 || length > 31)
         return false;
     length = sizeof r->name;
-    if (!I("s", r->name, &length) || ber_peek_tag(ber, &length) != LBER_OCTETSTRING ||
-        length > 127)
+    if (!I("s", r->name, &length) || ber_peek_tag(ber, &length) != LBER_OCTETSTRING || length > 127)
         return false;
     length = sizeof r->text;
     return I("s", r->text, &length) && S(string4);
@@ -451,7 +449,11 @@ int decodeAddress(LDAP *ld, BerElement *ber) {
     bool isRead = I("s", record->value, &length);
     record->length = static_cast<std::uint32_t>(length);
     std::free(record);
-    return store(ld, isRead ? LDAP_SUCCESS : LDAP_DECODING_ERROR);
+    int result = store(ld, isRead ? LDAP_SUCCESS : LDAP_DECODING_ERROR);
+    // Another address may follow, which has a session result code of its own.
+    if (ber_peek_tag(ber, &length) != LBER_INTEGER)
+        ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
+    return result;
 }
 
 #undef I

@@ -2,6 +2,7 @@
 // events_instructions KIND library|hand N - decodes and releases an event's payload N times, for
 // callgrind to count instructions of: by the library, or by hand on liblber.
 #include "events_by_hand.h"
+#include "support/event_decoders.h"
 #include "support/event_samples.h"
 
 #include <cstdio>
@@ -11,50 +12,9 @@
 
 namespace {
 
-using Call = int (*)(LDAP *ld, BerElement *ber, void **eventData, void **ipData);
+using namespace qldapx_test;
 
-int update(LDAP *ld, BerElement *ber, void **eventData, void **ipData) {
-    return parseUpdateEventData(ld, ber, 0, eventData, ipData);
-}
-
-int netAddress(LDAP *ld, BerElement *ber, void **eventData, void ** /*ipData*/) {
-    return parseNetAddrEventData(ld, ber, eventData);
-}
-
-struct Decoder {
-    unsigned kind;
-    Call call;
-};
-
-constexpr Decoder decoders[] = {
-    {97, parseEntryEventData},
-    {98, parseValueEventData},
-    {99, parseGeneralEventData},
-    {101, parseBinderyEventData},
-    {102, parseSEVEventData},
-    {103, parseModuleStateEventData},
-    {104, netAddress},
-    {105, parseConnectionStateData},
-    {108, parseChangeServerAddressData},
-    {109, parseChangeConfigParamData},
-    {111, parseStatusLogEventData},
-    {112, parseDebugEventData},
-    {113, parseAuthEventData},
-    {114, parseConnectionEventData},
-    {115, parseSearchEventData},
-    {116, parseSearchEntryResponseEventData},
-    {117, update},
-    {118, parseCompareEventData},
-    {119, parseModDNEventData},
-    {120, parseAbandonEventData},
-    {121, parseExtOpEventData},
-    {122, parseSysExtOpEventData},
-    {123, parseResponseEventData},
-    {124, parsePasswordModifyData},
-    {125, parseUnknownOp},
-};
-
-int decode(Call call, LDAP *ld, BerElement *ber) {
+int decode(PayloadDecoder *call, LDAP *ld, BerElement *ber) {
     void *event = nullptr, *address = nullptr;
     int result = call(ld, ber, &event, &address);
     if (event != nullptr)
@@ -63,26 +23,26 @@ int decode(Call call, LDAP *ld, BerElement *ber) {
 }
 
 // The first sample of a kind has all that the kind can have.
-const qldapx_test::EventSample *sampleOf(unsigned kind) {
-    for (const qldapx_test::EventSample &sample : qldapx_test::eventSamples())
+const EventSample *sampleOf(unsigned kind) {
+    for (const EventSample &sample : eventSamples())
         if (sample.kind == kind)
             return &sample;
     return nullptr;
 }
 
-int repeat(const Decoder &decoder, bool isByHand, int rounds) {
+int repeat(const KindDecoder &decoder, bool isByHand, int rounds) {
     LDAP *ld = nullptr;
-    const qldapx_test::EventSample *sample = sampleOf(decoder.kind);
+    const EventSample *sample = sampleOf(decoder.kind);
     if (ldap_initialize(&ld, nullptr) != LDAP_SUCCESS || sample == nullptr)
         return 1;
-    qldapx_test::Bytes contents = sample->contents();
+    Bytes contents = sample->contents();
     BerElement *ber = ber_alloc_t(0);
     int result = LDAP_SUCCESS;
     while (rounds-- > 0 && result == LDAP_SUCCESS) {
         berval value{contents.size(), contents.data()};
         ber_init2(ber, &value, 0);
-        result = isByHand ? bench::decodeByHand(decoder.kind, ld, ber)
-                          : decode(decoder.call, ld, ber);
+        result =
+            isByHand ? bench::decodeByHand(decoder.kind, ld, ber) : decode(decoder.decode, ld, ber);
     }
     ber_free(ber, 0);
     ldap_unbind_ext_s(ld, nullptr, nullptr);
@@ -92,7 +52,9 @@ int repeat(const Decoder &decoder, bool isByHand, int rounds) {
 } // namespace
 
 int main(int argc, char **argv) {
-    for (const Decoder &decoder : decoders) {
+    for (const KindDecoder &decoder : kindDecoders) {
+        if (decoder.kind == 100) // reads nothing
+            continue;
         if (argc == 2)
             std::printf("%u\n", decoder.kind);
         else if (argc == 4 && std::strtoul(argv[1], nullptr, 10) == decoder.kind)

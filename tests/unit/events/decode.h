@@ -2,6 +2,7 @@
 #pragma once
 
 #include "session.h"
+#include "support/event_decoders.h"
 #include "support/event_description.h"
 #include "support/event_samples.h"
 
@@ -43,53 +44,11 @@ inline ber_len_t bytesLeft(BerElement *ber) {
     return bytes;
 }
 
-struct Decoder {
-    unsigned kind;
-    int (*decode)(LDAP *ld, BerElement *ber, void **eventData, void **ipData);
-};
-
-inline int parseUpdate(LDAP *ld, BerElement *ber, void **eventData, void **ipData) {
-    return parseUpdateEventData(ld, ber, 4711, eventData, ipData);
-}
-
 // Of a kind that has a decoder.
 inline int decodeKind(unsigned kind, LDAP *ld, BerElement *ber, void **eventData, void **ipData) {
-    constexpr Decoder decoders[] = {
-        {97, parseEntryEventData},
-        {98, parseValueEventData},
-        {99, parseGeneralEventData},
-        {100, parseSkulkEventData},
-        {101, parseBinderyEventData},
-        {102, parseSEVEventData},
-        {103, parseModuleStateEventData},
-        {105, parseConnectionStateData},
-        {108, parseChangeServerAddressData},
-        {109, parseChangeConfigParamData},
-        {111, parseStatusLogEventData},
-        {112, parseDebugEventData},
-        {113, parseAuthEventData},
-        {114, parseConnectionEventData},
-        {115, parseSearchEventData},
-        {116, parseSearchEntryResponseEventData},
-        {117, parseUpdate},
-        {118, parseCompareEventData},
-        {119, parseModDNEventData},
-        {120, parseAbandonEventData},
-        {121, parseExtOpEventData},
-        {122, parseSysExtOpEventData},
-        {123, parseResponseEventData},
-        {124, parsePasswordModifyData},
-        {125, parseUnknownOp},
-    };
-    if (kind == 104) {
-        int result = parseNetAddrEventData(ld, ber, eventData);
-        return result == LDAP_SUCCESS ? ber_get_IP(ld, ber, ipData) : result;
-    }
-    for (const Decoder &decoder : decoders)
-        if (decoder.kind == kind)
-            return decoder.decode(ld, ber, eventData, ipData);
-    ADD_FAILURE() << "kind " << kind << " has no decoder";
-    return LDAP_OTHER;
+    PayloadDecoder *decoder = payloadDecoder(kind);
+    EXPECT_NE(decoder, nullptr) << kind;
+    return decoder == nullptr ? LDAP_OTHER : decoder(ld, ber, eventData, ipData);
 }
 
 struct Decoded {

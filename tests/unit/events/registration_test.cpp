@@ -1,6 +1,14 @@
 // A registration stays open in libldap, which drops what comes after an extended response.
 #include "events/notified.h"
 
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+// libldap's, in no installed header.
+extern "C" struct ldapreq *ldap_find_request_by_msgid(LDAP *ld, ber_int_t id);
+
 namespace qldapx_test {
 namespace {
 
@@ -129,6 +137,7 @@ TEST(Registration, NotKeptForAnUnsolicitedMessage) {
               LDAP_RES_EXTENDED);
     EXPECT_EQ(parseAnswer(ld, message, &code), LDAP_SUCCESS);
     ldap_msgfree(message);
+    EXPECT_EQ(ldap_find_request_by_msgid(ld, 0), nullptr);
     EXPECT_EQ(peer.received().size(), 1U);
 }
 
@@ -193,42 +202,121 @@ TEST(Registration, ManyOnOneSession) {
     }
 }
 
+// A registration whose server sends these and then closes the connection.
+class DroppedStream {
+  public:
+    explicit DroppedStream(std::vector<Bytes> operations)
+        : peer_({{std::move(operations), {}, true}}) {
+        EventSpecification wanted{7, 0};
+        EXPECT_EQ(ldap_monitor_events(session(), 1, &wanted, &id_), LDAP_SUCCESS);
+    }
+    LDAP *session() { return peer_.session(); }
+    // The type of the next message of that id, -1 for the end of the connection.
+    int next(int id, MessagePtr *message) {
+        timeval patience{10, 0};
+        LDAPMessage *raw = nullptr;
+        int type = ldap_result(session(), id, LDAP_MSG_ONE, &patience, &raw);
+        message->reset(raw);
+        return type;
+    }
+    [[nodiscard]] int id() const { return id_; }
+
+  private:
+    ScriptedPeer peer_;
+    int id_ = 0;
+};
+
+constexpr int extended = static_cast<int>(LDAP_RES_EXTENDED);
+constexpr int intermediate = static_cast<int>(LDAP_RES_INTERMEDIATE);
+
 TEST(Registration, ConnectionDropsBeforeTheAnswerIsParsed) {
-    ScriptedPeer::Step step = ScriptedPeer::answer(accepted());
-    step.close = true;
-    ScriptedPeer peer({step});
+    DroppedStream stream({accepted()});
+    MessagePtr answer, none;
+    int code = -1;
+    ASSERT_EQ(stream.next(stream.id(), &answer), extended);
+    EXPECT_EQ(stream.next(LDAP_RES_ANY, &none), -1);
+    EXPECT_EQ(parseAnswer(stream.session(), answer.get(), &code), LDAP_SUCCESS); // as it was
+    EXPECT_EQ(stream.next(stream.id(), &none), -1);
+}
+
+// With another request outstanding libldap keeps what is left of the connection.
+TEST(Registration, ConnectionDropsWithAnotherRegistrationOpen) {
+    ScriptedPeer peer({ScriptedPeer::silence(), {{accepted()}, {}, true}});
     LDAP *ld = peer.session();
+    EventSpecification wanted{7, 0};
+    int first = 0, second = 0, code = -1;
+    ASSERT_EQ(ldap_monitor_events(ld, 1, &wanted, &first), LDAP_SUCCESS);
+    ASSERT_EQ(ldap_monitor_events(ld, 1, &wanted, &second), LDAP_SUCCESS);
+    timeval patience{10, 0};
+    LDAPMessage *raw = nullptr, *none = nullptr;
+    ASSERT_EQ(ldap_result(ld, second, LDAP_MSG_ONE, &patience, &raw), extended);
+    MessagePtr answer(raw);
+    EXPECT_EQ(ldap_result(ld, first, LDAP_MSG_ONE, &patience, &none), -1);
+    EXPECT_EQ(parseAnswer(ld, raw, &code), LDAP_SUCCESS);
+}
+
+// A server on a port, which would notice that the client came again.
+class Listener {
+  public:
+    Listener() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(bind(socket_, reinterpret_cast<sockaddr *>(&address), size), 0);
+        EXPECT_EQ(listen(socket_, 5), 0);
+        getsockname(socket_, reinterpret_cast<sockaddr *>(&address), &size);
+        url_ = "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    }
+    ~Listener() { close(socket_); }
+    Listener(const Listener &) = delete;
+    Listener &operator=(const Listener &) = delete;
+
+    [[nodiscard]] const char *url() const { return url_.c_str(); }
+    [[nodiscard]] int next() const { return accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC); }
+    [[nodiscard]] bool isAskedAgain() const {
+        pollfd waiting{socket_, POLLIN, 0};
+        return poll(&waiting, 1, 100) > 0;
+    }
+
+  private:
+    int socket_;
+    std::string url_;
+};
+
+TEST(Registration, DroppedConnectionIsNotOpenedAgain) {
+    Listener server;
+    LDAP *ld = nullptr;
+    ASSERT_EQ(ldap_initialize(&ld, server.url()), LDAP_SUCCESS);
+    const int version = LDAP_VERSION3;
+    ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
     EventSpecification wanted{7, 0};
     int id = 0, code = -1;
     ASSERT_EQ(ldap_monitor_events(ld, 1, &wanted, &id), LDAP_SUCCESS);
+    int connection = server.next();
+    const Bytes answer = ldapMessage(id, accepted());
+    EXPECT_EQ(write(connection, answer.data(), answer.size()), static_cast<ssize_t>(answer.size()));
+    shutdown(connection, SHUT_WR);
     timeval patience{10, 0};
     LDAPMessage *raw = nullptr, *none = nullptr;
-    ASSERT_EQ(ldap_result(ld, id, LDAP_MSG_ONE, &patience, &raw), LDAP_RES_EXTENDED);
+    ASSERT_EQ(ldap_result(ld, id, LDAP_MSG_ONE, &patience, &raw), extended);
     MessagePtr message(raw);
     EXPECT_EQ(ldap_result(ld, LDAP_RES_ANY, LDAP_MSG_ONE, &patience, &none), -1);
-    EXPECT_EQ(parseAnswer(ld, raw, &code), LDAP_SUCCESS); // the server had accepted it
-    EXPECT_EQ(ldap_result(ld, id, LDAP_MSG_ONE, &patience, &none), -1);
+    EXPECT_EQ(parseAnswer(ld, raw, &code), LDAP_SUCCESS);
+    EXPECT_FALSE(server.isAskedAgain());
+    close(connection);
+    ldap_unbind_ext_s(ld, nullptr, nullptr);
 }
 
 TEST(Registration, ConnectionDropsLater) {
-    ScriptedPeer::Step step = ScriptedPeer::answers({accepted(), event(1)});
-    step.close = true;
-    ScriptedPeer peer({step});
-    LDAP *ld = peer.session();
-    EventSpecification wanted{7, 0};
-    int id = 0, code = -1;
-    ASSERT_EQ(ldap_monitor_events(ld, 1, &wanted, &id), LDAP_SUCCESS);
-    timeval patience{10, 0};
-    for (ber_tag_t type : {LDAP_RES_EXTENDED, LDAP_RES_INTERMEDIATE}) {
-        LDAPMessage *raw = nullptr;
-        ASSERT_EQ(ldap_result(ld, id, LDAP_MSG_ONE, &patience, &raw), static_cast<int>(type));
-        MessagePtr message(raw);
-        EXPECT_EQ(type == LDAP_RES_EXTENDED ? parseAnswer(ld, raw, &code) : 0, LDAP_SUCCESS);
-    }
-    LDAPMessage *none = nullptr;
-    EXPECT_EQ(ldap_result(ld, id, LDAP_MSG_ONE, &patience, &none), -1);
-    int stored = 0;
-    ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &stored);
+    DroppedStream stream({accepted(), event(1)});
+    MessagePtr message;
+    int code = -1, stored = 0;
+    ASSERT_EQ(stream.next(stream.id(), &message), extended);
+    EXPECT_EQ(parseAnswer(stream.session(), message.get(), &code), LDAP_SUCCESS);
+    EXPECT_EQ(stream.next(stream.id(), &message), intermediate);
+    EXPECT_EQ(stream.next(stream.id(), &message), -1);
+    ldap_get_option(stream.session(), LDAP_OPT_RESULT_CODE, &stored);
     EXPECT_EQ(stored, LDAP_SERVER_DOWN);
 }
 

@@ -69,6 +69,24 @@ def rows(results):
             library / hand,
             at_most(1.05),
         )
+    for kind, (library, hand) in pairs(results / "events.txt").items():
+        yield row(
+            f"instructions to decode and release an event's payload of kind {kind}; peer: by hand "
+            "on liblber",
+            library,
+            hand,
+            library / hand,
+            at_most(1.10),
+        )
+    monitor = medians(results / "monitor.txt")
+    yield row(
+        "small events per second that a monitor takes from strata-sim, on one processor; peer: a "
+        "client that throws the messages away",
+        monitor["library"],
+        monitor["hand"],
+        monitor["ratio"],
+        ("100,000 events, or at least 0.9", lambda ratio: ratio >= 0.9 or monitor["library"] >= 1e5),
+    )
     backup = medians(results / "backup.txt")
     for direction in "backup", "restore":
         peak = backup[f"{direction}-peak"]

@@ -2,80 +2,23 @@
 // turn in one run; then SOAK requests to strata-sim, with its memory before and after.
 //
 // Prints one line per figure: name, value.
+#include "simulator.h"
 #include "slapd_server.h"
 
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
-#include <vector>
 
 namespace {
+
+using bench::openSession;
+using bench::Simulator;
 
 using Clock = std::chrono::steady_clock;
 
 constexpr const char *base = "ou=people,dc=example,dc=com";
 constexpr int clients = 4;
-
-class Simulator {
-  public:
-    Simulator() {
-        std::string name =
-            (std::filesystem::temp_directory_path() / "strata-bench-XXXXXX").string();
-        folder_ = mkdtemp(name.data());
-        std::string ready = (folder_ / "uri").string();
-        process_ = fork();
-        if (process_ == 0) {
-            if (std::freopen("/dev/null", "w", stdout) == nullptr)
-                _exit(126);
-            execl(STRATA_SIM_PATH, "strata-sim", "--listen", "127.0.0.1:0", "--ready-file",
-                  ready.c_str(), static_cast<char *>(nullptr));
-            _exit(127);
-        }
-        while (uri_.empty() && waitpid(process_, nullptr, WNOHANG) == 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-            std::ifstream(ready) >> uri_;
-        }
-    }
-    ~Simulator() {
-        kill(process_, SIGTERM);
-        waitpid(process_, nullptr, 0);
-        std::filesystem::remove_all(folder_);
-    }
-    Simulator(const Simulator &) = delete;
-    Simulator &operator=(const Simulator &) = delete;
-
-    [[nodiscard]] const std::string &uri() const { return uri_; }
-
-    [[nodiscard]] long residentKib() const {
-        std::ifstream status("/proc/" + std::to_string(process_) + "/status");
-        for (std::string line; std::getline(status, line);)
-            if (line.starts_with("VmRSS:"))
-                return std::atol(line.c_str() + sizeof "VmRSS:");
-        return -1;
-    }
-
-  private:
-    std::filesystem::path folder_;
-    std::string uri_;
-    pid_t process_ = -1;
-};
-
-LDAP *openSession(const std::string &uri) {
-    LDAP *ld = nullptr;
-    int version = LDAP_VERSION3;
-    if (ldap_initialize(&ld, uri.c_str()) != LDAP_SUCCESS)
-        std::abort();
-    ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-    return ld;
-}
 
 void searchOnce(LDAP *ld) {
     LDAPMessage *answer = nullptr;

@@ -122,8 +122,8 @@ int main(int argc, char **argv) {
         for (int round = std::atoi(argv[1]); round > 0; --round) {
             Speed library = measure(uri, std::atol(argv[2]), take);
             Speed hand = measure(uri, std::atol(argv[2]), discard);
-            std::printf("library %.0f\nhand %.0f\nratio %.4f\n", library.perSecond,
-                        hand.perSecond, library.perSecond / hand.perSecond);
+            std::printf("library %.0f\nhand %.0f\nratio %.4f\n", library.perSecond, hand.perSecond,
+                        library.perSecond / hand.perSecond);
             std::printf("library-cpu %.3f\nhand-cpu %.3f\n", library.processorMicroseconds,
                         hand.processorMicroseconds);
         }

@@ -73,7 +73,8 @@ QLDAPX_API int ldap_monitor_events_filtered(LDAP *ld, int count, FilteredEventSp
  * of events gives LDAP_SUCCESS, a count of 0 and NULL: the server's result says what happened.
  *
  * Result, also stored as the session's result code:
- *   LDAP_PARAM_ERROR     resultCode is NULL, or result is not an extended response.
+ *   LDAP_PARAM_ERROR     resultCode is NULL, or result is no extended response.
+ *   LDAP_NO_RESULTS_RETURNED  result carries no LDAP result at all, such as an event.
  *   LDAP_DECODING_ERROR  the answer has another response OID, or an event of the list does not
  *                        decode.
  *   LDAP_NO_MEMORY       memory ran out.

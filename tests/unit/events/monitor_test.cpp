@@ -253,17 +253,28 @@ TEST(MonitorEventsResponse, DiagnosticMessage) {
     ldap_memfree(text);
 }
 
-TEST(MonitorEventsResponse, OtherMessage) {
-    EventStream stream({eventMessage(notification(7, 0, ""))});
-    MessagePtr message = stream.next();
-    int code = unset, count = unset;
-    EventSpecification *list = nullptr;
-    int result = ldap_parse_monitor_events_response(stream.session(), message.get(), &code, nullptr,
-                                                    &count, &list, 0);
-    EXPECT_LT(result, LDAP_SUCCESS);
-    EXPECT_EQ(resultCode(stream.session()), result);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(list, nullptr);
+TEST(MonitorEventsResponse, OtherMessages) {
+    struct Other {
+        Bytes operation;
+        int result;
+    };
+    const Other others[] = {
+        {eventMessage(notification(7, 0, "")), LDAP_NO_RESULTS_RETURNED},
+        {searchEntry("cn=a"), LDAP_NO_RESULTS_RETURNED},
+        {searchDone(0), LDAP_PARAM_ERROR},
+    };
+    for (const Other &other : others) {
+        EventStream stream({other.operation});
+        MessagePtr message = stream.next();
+        int code = unset, count = unset;
+        EventSpecification *list = nullptr;
+        EXPECT_EQ(ldap_parse_monitor_events_response(stream.session(), message.get(), &code,
+                                                     nullptr, &count, &list, 0),
+                  other.result);
+        EXPECT_EQ(resultCode(stream.session()), other.result);
+        EXPECT_EQ(count, 0);
+        EXPECT_EQ(list, nullptr);
+    }
 }
 
 // AddressSanitizer sees a message that is released twice, and one that is not.

@@ -56,6 +56,8 @@ int monitor(LDAP *ld, const char *oid, int count, const Specification *events, i
     return storeResult(ld, exchange.start(oid, msgidp));
 }
 
+using EventsPtr = std::unique_ptr<EventSpecification, Releaser<std::free>>;
+
 // The shortest event: 30 04 02 00 0a 00.
 constexpr ber_len_t shortestEvent = 6;
 
@@ -76,16 +78,14 @@ int readResponse(BerElement *ber, int *count, EventSpecification **events) {
         return LDAP_SUCCESS;
     if (announced < 0 || static_cast<ber_len_t>(announced) > bytesLeft(ber) / shortestEvent)
         return LDAP_DECODING_ERROR;
-    HeapPtr list(static_cast<char *>(
+    EventsPtr list(static_cast<EventSpecification *>(
         std::malloc(static_cast<std::size_t>(announced) * sizeof(EventSpecification))));
     if (list == nullptr)
         return LDAP_NO_MEMORY;
-    auto *read = reinterpret_cast<EventSpecification *>(list.get());
-    int result = readEvents(ber, announced, read);
+    int result = readEvents(ber, announced, list.get());
     if (result == LDAP_SUCCESS) {
-        *events = read;
+        *events = list.release();
         *count = announced;
-        static_cast<void>(list.release());
     }
     return result;
 }

@@ -16,12 +16,12 @@ constexpr Field field(const char *name, const FieldType &type, std::size_t offse
     return {name, &type, static_cast<std::uint16_t>(offset), static_cast<std::uint16_t>(count)};
 }
 
-// A field of a record, and what else its type needs.
-#define FIELD(record, member, type, ...)                                                           \
-    field(#member, type, offsetof(record, member) __VA_OPT__(, ) __VA_ARGS__)
+#define FIELD(record, member, type) field(#member, type, offsetof(record, member))
+// An array in the record, of so many elements.
+#define ARRAY(record, member, type, count) field(#member, type, offsetof(record, member), count)
 // Bytes or elements whose number stands in another field.
 #define COUNTED(record, member, type, counter)                                                     \
-    FIELD(record, member, type, offsetof(record, counter))
+    ARRAY(record, member, type, offsetof(record, counter))
 
 constexpr Field entryEventData[] = {
     FIELD(EntryEventData, string1, string),
@@ -60,8 +60,8 @@ constexpr Field generalEventData[] = {
     FIELD(GeneralEventData, number4, integer),
     // In the record the fourth stands before the third.
     FIELD(GeneralEventData, string1, string5),
-    FIELD(GeneralEventData, numbers, optionalNumbers, 4),
-    FIELD(GeneralEventData, strings, optionalStrings, 4),
+    ARRAY(GeneralEventData, numbers, optionalNumbers, 4),
+    ARRAY(GeneralEventData, strings, optionalStrings, 4),
 };
 
 constexpr Field binderyEventData[] = {
@@ -81,8 +81,8 @@ constexpr Field sevEventData[] = {
 constexpr Field moduleStateEventData[] = {
     FIELD(ModuleStateEventData, string1, string),
     FIELD(ModuleStateEventData, number1, integer),
-    FIELD(ModuleStateEventData, name, requiredText, sizeof(ModuleStateEventData::name)),
-    FIELD(ModuleStateEventData, text, text, sizeof(ModuleStateEventData::text)),
+    ARRAY(ModuleStateEventData, name, requiredText, sizeof(ModuleStateEventData::name)),
+    ARRAY(ModuleStateEventData, text, text, sizeof(ModuleStateEventData::text)),
     FIELD(ModuleStateEventData, string4, string),
 };
 
@@ -237,6 +237,7 @@ constexpr Field unknownOpData[] = {
 };
 
 #undef COUNTED
+#undef ARRAY
 #undef FIELD
 
 #define RECORD(kind, type, fields)                                                                 \
@@ -278,8 +279,9 @@ constexpr Record records[] = {
 // Number of a kind's record, from 1; 0 for a kind without one.
 constexpr auto recordNumbers = [] {
     std::array<std::uint8_t, lastKind - firstKind + 1> numbers{};
-    for (std::uint8_t i = 0; i < std::size(records); ++i)
-        numbers[records[i].kind - firstKind] = i + 1;
+    std::uint8_t number = 0;
+    for (const Record &record : records)
+        numbers[record.kind - firstKind] = ++number;
     return numbers;
 }();
 

@@ -23,21 +23,34 @@ CAPTURE(new_value)
 CAPTURE(MD5)
 }
 
-// The triggers are declared by the header, so the captures have their types.
-#define CAPTURE_TRIGGER(name, ...)                                                                 \
+// Those that the header declares have their types.
+#define CAPTURE_DECLARED(name, ...)                                                                \
     extern "C" __attribute__((visibility("default"), used)) int name(__VA_ARGS__) {                \
         ++captured;                                                                                \
         return 4711;                                                                               \
     }
 
-CAPTURE_TRIGGER(wrapper_ldap_trigger_backlink, LDAP *)
-CAPTURE_TRIGGER(wrapper_ldap_trigger_janitor, LDAP *)
-CAPTURE_TRIGGER(wrapper_ldap_trigger_limber, LDAP *, char *)
-CAPTURE_TRIGGER(wrapper_ldap_trigger_skulker, LDAP *)
-CAPTURE_TRIGGER(wrapper_ldap_trigger_schema_sync, LDAP *)
-CAPTURE_TRIGGER(wrapper_ldap_trigger_partition_purge, LDAP *)
-CAPTURE_TRIGGER(ldap_url_search, LDAP *, const char *, int)
-CAPTURE_TRIGGER(ldap_url_search_st, LDAP *, const char *, int, timeval *, LDAPMessage **)
+CAPTURE_DECLARED(wrapper_ldap_trigger_backlink, LDAP *)
+CAPTURE_DECLARED(wrapper_ldap_trigger_janitor, LDAP *)
+CAPTURE_DECLARED(wrapper_ldap_trigger_limber, LDAP *, char *)
+CAPTURE_DECLARED(wrapper_ldap_trigger_skulker, LDAP *)
+CAPTURE_DECLARED(wrapper_ldap_trigger_schema_sync, LDAP *)
+CAPTURE_DECLARED(wrapper_ldap_trigger_partition_purge, LDAP *)
+CAPTURE_DECLARED(ldap_url_search, LDAP *, const char *, int)
+CAPTURE_DECLARED(ldap_url_search_st, LDAP *, const char *, int, timeval *, LDAPMessage **)
+CAPTURE_DECLARED(parseOctetString, BerElement *, char **, ber_len_t *, ber_tag_t)
+CAPTURE_DECLARED(parseStringSequence, BerElement *, char ***)
+CAPTURE_DECLARED(parseReferralList, BerElement *, int *, ReferralEntry **)
+CAPTURE_DECLARED(parseConnectionData, BerElement *, ConnectionInfo **)
+
+#define CAPTURE_RELEASE(name, ...)                                                                 \
+    extern "C" __attribute__((visibility("default"), used)) void name(__VA_ARGS__) {               \
+        ++captured;                                                                                \
+    }
+
+CAPTURE_RELEASE(freeStringSequence, char **)
+CAPTURE_RELEASE(freeReferralList, int, ReferralEntry *)
+CAPTURE_RELEASE(freeConnectionData, ConnectionInfo *)
 
 namespace {
 
@@ -53,6 +66,34 @@ TEST(Interposition, TheLibraryCallsItsOwnFunctions) {
     EXPECT_EQ(ldap_url_search_s(ld, "ldap:///dc=example", 0, &chain), LDAP_SERVER_DOWN);
     EXPECT_EQ(captured, 0);
     ldap_unbind_ext_s(ld, nullptr, nullptr);
+}
+
+using Decoder = int(LDAP *, BerElement *, void **, void **);
+
+template <std::size_t size>
+void decode(const char (&bytes)[size], Decoder *decoder) {
+    LDAP *ld = nullptr;
+    ASSERT_EQ(ldap_initialize(&ld, "ldap://127.0.0.1:1"), LDAP_SUCCESS);
+    berval value{size - 1, const_cast<char *>(bytes)};
+    BerElement *ber = ber_init(&value);
+    void *event = nullptr, *address = nullptr;
+    EXPECT_EQ(decoder(ld, ber, &event, &address), LDAP_SUCCESS);
+    ldap_event_free(event);
+    ber_free(ber, 1);
+    ldap_unbind_ext_s(ld, nullptr, nullptr);
+}
+
+TEST(Interposition, EventsAreDecodedByTheLibrarysOwn) {
+    // A connection, four numbers, a string and a list of one.
+    decode("\x30\x09\x02\x01\x01\x02\x01\x02\x04\x01m"
+           "\x02\x01\x01\x02\x01\x02\x02\x01\x03\x02\x01\x04\x04\x01s"
+           "\x81\x05\x30\x03\x04\x01l",
+           parseResponseEventData);
+    // A string, a number, a string and a list of one referral without a value.
+    decode("\x04\x01s\x02\x01\x01\x04\x01s"
+           "\x30\x0c\x02\x01\x01\x30\x07\x30\x05\x02\x01\x05\x04\x00",
+           parseSEVEventData);
+    EXPECT_EQ(captured, 0);
 }
 
 } // namespace

@@ -50,9 +50,10 @@ PersistentSearch::PersistentSearch(Context &context, SearchRequest request,
     : SearchOperation(context, std::move(request), std::move(base)), directory_(context.directory),
       connection_(context.connection), baseKey_(requireDn(answer().request().base).key) {
     if (connection_.watches == kMaxWatches)
-        throw OperationError(
-            ResultCode::AdminLimitExceeded,
-            fmt::format("{} persistent searches are open on this connection", kMaxWatches));
+        throw OperationError(ResultCode::AdminLimitExceeded,
+                             fmt::format("{} persistent searches and registrations for events are "
+                                         "open on this connection",
+                                         kMaxWatches));
     ++connection_.watches;
     directory_.changes.add(*this);
 }

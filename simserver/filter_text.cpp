@@ -158,11 +158,11 @@ class Translator {
             writer_.octets(first, initial);
         for (bool more = true; more;) {
             const std::string piece = value();
+            if (piece.empty() && peek() == '*')
+                fail("two asterisks follow each other");
             more = skip("*");
             if (!piece.empty())
                 writer_.octets(piece, more ? any : last);
-            else if (more)
-                fail("two asterisks follow each other");
         }
         writer_.close(pieces);
         writer_.close(mark);

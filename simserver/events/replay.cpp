@@ -47,6 +47,8 @@ void Replay::open() {
     if (stat(path, &status) != 0)
         throw std::runtime_error(
             fmt::format("cannot read {}: {}", settings_.file, std::strerror(errno)));
+    if (S_ISDIR(status.st_mode))
+        throw std::runtime_error(fmt::format("cannot read {}: it is a directory", settings_.file));
     if (S_ISREG(status.st_mode))
         return load();
     // Open for writing too: a FIFO has no end then, its writers may come and go.

@@ -1,6 +1,6 @@
 #include "session.h"
 
-#include "events/operation_events.h"
+#include "events/connection_events.h"
 
 #include <fmt/format.h>
 

@@ -45,7 +45,4 @@ void raiseResponse(Directory &directory, const Connection &connection, const Ans
 void raiseSearchEntry(Directory &directory, const Connection &connection, std::string_view base,
                       std::string_view message);
 
-void raiseConnectionOpened(Directory &directory, const Connection &connection);
-void raiseConnectionClosed(Directory &directory, const Connection &connection);
-
 } // namespace stratasim

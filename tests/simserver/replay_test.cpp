@@ -206,6 +206,63 @@ TEST(Replay, AFifoMayHaveManyWriters) {
     std::remove(path.c_str());
 }
 
+/** Lets programs that are started meanwhile read their standard input from a descriptor. */
+class StandardInput {
+  public:
+    explicit StandardInput(int descriptor) : saved_(dup(STDIN_FILENO)) {
+        dup2(descriptor, STDIN_FILENO);
+    }
+    ~StandardInput() {
+        dup2(saved_, STDIN_FILENO);
+        close(saved_);
+    }
+    StandardInput(const StandardInput &) = delete;
+    StandardInput &operator=(const StandardInput &) = delete;
+
+  private:
+    int saved_;
+};
+
+void writeAll(int descriptor, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t size = write(descriptor, text.data(), text.size());
+        ASSERT_GT(size, 0);
+        text.remove_prefix(static_cast<std::size_t>(size));
+    }
+}
+
+TEST(Replay, StandardInputMayBeAPipe) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    {
+        const StandardInput input(ends[0]);
+        SimProgram server({"--replay", "-"});
+        close(ends[0]);
+        MonitorClient monitor(server, {{1}});
+        writeAll(ends[1], lines(1, 3) + "\n[]\n" + lines(1, 4, 4));
+        EXPECT_EQ(numbers(monitor.next(4)), upTo(4));
+        writeAll(ends[1], std::string(70U * 1024 * 1024, 'x') + "\n" + line(1, 5));
+        EXPECT_EQ(numbers(monitor.next(1)), upTo(5, 5)) << "after a line that is too long";
+        EXPECT_LT(server.residentKilobytes(), 200000);
+        // The last line needs no end.
+        const std::string last = line(1, 6);
+        writeAll(ends[1], last.substr(0, last.size() - 1));
+        close(ends[1]);
+        EXPECT_EQ(numbers(monitor.next(1)), upTo(6, 6));
+        EXPECT_EQ(monitor.readAll(100ms), "");
+    }
+}
+
+TEST(Replay, StandardInputMayBeAFile) {
+    const TemporaryFile file(lines(1, 3));
+    const int descriptor = open(file.path().c_str(), O_RDONLY | O_CLOEXEC);
+    const StandardInput input(descriptor);
+    close(descriptor);
+    SimProgram server({"--replay", "-", "--replay-repeat", "2"});
+    MonitorClient monitor(server, {{1}});
+    EXPECT_EQ(numbers(monitor.next(6)), (std::vector<std::string>{"1", "2", "3", "1", "2", "3"}));
+}
+
 /** Runs the server with this standard input until it has said `part` on standard error. */
 std::string reportOf(const std::string &input, const std::vector<std::string> &arguments) {
     std::vector<std::string> all = {STRATA_SIM, "--listen", "127.0.0.1:0"};

@@ -3,6 +3,7 @@
 #include "access.h"
 #include "archives.h"
 #include "events/record.h"
+#include "result.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,16 @@ struct Connection {
     Restores restores;
     std::size_t watches = 0;        // persistent searches and registrations under way
     std::size_t waitingChanges = 0; // bytes of changes that they keep for the client
+
+    /** Counts one more watch; throws adminLimitExceeded when there are too many. */
+    void beginWatch() {
+        constexpr std::size_t most = 1000; // each costs a look at whatever happens
+        if (watches == most)
+            throw OperationError(ResultCode::AdminLimitExceeded,
+                                 "1000 persistent searches and registrations for events are open "
+                                 "on this connection");
+        ++watches;
+    }
 
     /** A bind begins: what the old identity had under way is not the new one's. */
     void forgetIdentity() {

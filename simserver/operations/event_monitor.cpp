@@ -5,12 +5,6 @@
 #include <algorithm>
 
 namespace stratasim {
-namespace {
-
-// Each of its specifications costs a look at every event of the type.
-constexpr std::size_t kMaxWatches = 1000;
-
-} // namespace
 
 bool EventSpecification::matches(const Event &event) const {
     if (type != event.type())
@@ -23,16 +17,11 @@ bool EventSpecification::matches(const Event &event) const {
 EventMonitor::EventMonitor(EventFeed &feed, Connection &connection, std::int32_t id,
                            std::vector<EventSpecification> wanted)
     : feed_(feed), connection_(connection), id_(id), wanted_(std::move(wanted)) {
-    if (connection_.watches == kMaxWatches)
-        throw OperationError(ResultCode::AdminLimitExceeded,
-                             fmt::format("{} persistent searches and registrations for events are "
-                                         "open on this connection",
-                                         kMaxWatches));
     ber::Writer(idElement_).integer(id);
     std::set<std::int32_t> types;
     for (const EventSpecification &specification : wanted_)
         types.insert(specification.type);
-    ++connection_.watches;
+    connection_.beginWatch();
     feed_.add(*this, types);
 }
 

@@ -41,9 +41,9 @@ void raiseConnection(Directory &directory, const Connection &connection, EventTy
 void raiseConnectionOpened(Directory &directory, const Connection &connection) {
     raiseConnection(directory, connection, EventType::ConnectionOpened);
     directory.events.raise(EventType::ClientAddress, [&](std::int32_t type) {
-        return Event(type, 0,
-                     Record(104, {{"addressType", connection.peer.type},
-                                  {"address", connection.peer.bytes}}));
+        return Event(
+            type, 0,
+            Record(104, {{"addressType", connection.peer.type}, {"value", connection.peer.bytes}}));
     });
 }
 

@@ -122,7 +122,6 @@ bool isPresent(const Field &field, const FieldValue &value, bool followed) {
         return followed || value.index() != 0;
     case FieldType::OptionalText:
         return !valueOr<std::string>(value).empty();
-    case FieldType::Connection:
     case FieldType::OptionalTexts:
     case FieldType::OptionalStrings:
     case FieldType::OptionalIntegers:

@@ -53,7 +53,7 @@ enum class FieldType {
     OptionalText,     // left out when it is empty
     Begin,            // of a SEQUENCE around the next fields
     End,              // of that SEQUENCE
-    Connection,       // SEQUENCE { INTEGER, INTEGER, OCTET STRING }, left out when it is absent
+    Connection,       // SEQUENCE { INTEGER, INTEGER, OCTET STRING }, zeros and empty when unknown
     Texts,            // elements SEQUENCE { OCTET STRING }
     OptionalTexts,    // the same, left out when it is absent
     OptionalStrings,  // elements OCTET STRING, left out when it is absent

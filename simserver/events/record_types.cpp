@@ -42,8 +42,8 @@ constexpr Field kValue[] = {s("string1"),
                             {"number0", OptionalInteger, ber::kInteger}};
 constexpr Field kGeneral[] = {i("number1"),
                               i("number2"),
-                              i("number4"),
                               i("number3"),
+                              i("number4"),
                               {"string1", Text, 0x85},
                               {"numbers", OptionalIntegers, 0x86},
                               {"strings", OptionalStrings, 0xa7}};
@@ -51,7 +51,7 @@ constexpr Field kBindery[] = {s("string1"), i("number1"), i("number2"), i("numbe
 constexpr Field kSecurityEquivalence[] = {
     s("string1"), i("number1"), s("string2"), {"referrals", Referrals, ber::kSequence}};
 constexpr Field kModuleState[] = {s("string1"), i("number1"), s("name"), s("text"), s("string4")};
-constexpr Field kNetAddress[] = {i("addressType"), s("address")};
+constexpr Field kNetAddress[] = {i("addressType"), s("value")};
 constexpr Field kConnectionState[] = {s("string1"), i("number1"), i("number2"), s("string2")};
 constexpr Field kServerAddress[] = {i("number1"), i("number2"), i("number3"),
                                     s("address"), s("string1"), s("string2")};

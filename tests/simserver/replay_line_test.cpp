@@ -62,7 +62,7 @@ TEST(ReplayLine, ServerStateRecords) {
         {99,
          R"({"number1":1,"number2":2,"number3":3,"number4":4,"string1":"a",
              "numbers":[5,6,7,8],"strings":["x",null,"z",null]})",
-         hex("020101 020102 020104 020103 850161 860c 020105 020106 020107 020108"
+         hex("020101 020102 020103 020104 850161 860c 020105 020106 020107 020108"
              "a708 040178 0400 04017a")},
         {99, R"({"numbers":[],"strings":[null]})",
          hex("020100 020100 020100 020100 8500 8600 a700")},
@@ -77,7 +77,7 @@ TEST(ReplayLine, ServerStateRecords) {
         {102, "{}", hex("0400 020100 0400 3005 020100 3000")},
         {103, R"({"string1":"a","number1":1,"string4":"d","name":"n","text":"t"})",
          hex("040161 020101 04016e 040174 040164")},
-        {104, R"({"addressType":1,"addressLength":6,"address":{"base64":"fwAAAQGF"}})",
+        {104, R"({"addressType":1,"length":6,"value":{"base64":"fwAAAQGF"}})",
          hex("020101 0406 7f0000010185")},
         {105, R"({"string1":"a","number1":1,"number2":2,"string2":"b"})",
          hex("040161 020101 020102 040162")},
@@ -168,7 +168,7 @@ TEST(ReplayLine, OperationRecords) {
         const std::string with = "{" + std::string(kConnection) + c.payload + "}";
         const std::string without = R"({"connection":null,)" + std::string(c.payload) + "}";
         expectLines({{c.kind, with.c_str(), kConnectionBytes + c.content},
-                     {c.kind, without.c_str(), c.content}});
+                     {c.kind, without.c_str(), hex("3008 020100 020100 0400") + c.content}});
     }
     expectLines({{114, R"({"number1":1,"number2":2,"string1":"a"})", hex("020101 020102 040161")},
                  {125, R"({"number1":1,"string1":"a"})", hex("020101 040161")}});

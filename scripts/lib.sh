@@ -38,6 +38,10 @@ lint_needs=(
     "clang-tidy|clang-tidy --version|clang-tidy 14"
     "cppcheck|cppcheck --version|cppcheck"
 )
+fuzz_needs=(
+    "clang|clang++ --version|clang 14, for its libFuzzer"
+    "libclang-rt-14-dev|ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a|libFuzzer and the sanitizers of clang 14"
+)
 bench_needs=(
     "valgrind|valgrind --version|valgrind, for instruction counts"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the benchmarks"

@@ -32,6 +32,8 @@ test_needs=(
     "clang|clang++ --version|clang 14, the second compiler of the headers"
     "shellcheck|shellcheck --version|the shell linter"
     "clang-format|clang-format --version|clang-format 14"
+    "make|make --version|make, for OpenLDAP's sources"
+    "xz-utils|xz --version|xz, for OpenLDAP's sources"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
 )
 lint_needs=(

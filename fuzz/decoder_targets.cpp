@@ -108,7 +108,7 @@ const std::vector<unsigned> &decodedKinds() {
 
 void runDecoder(const Target &target, const Bytes &bytes) {
     static LDAP *const ld = newSession();
-    HeapWatch watch;
+    HeapWatch watch(bytes.size());
     // liblber may read one byte behind the value, and no more.
     std::unique_ptr<char[]> block(new char[bytes.size() + 1]());
     std::memcpy(block.get(), bytes.data(), bytes.size());

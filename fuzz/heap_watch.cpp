@@ -2,7 +2,6 @@
 
 #include "support/assertion_trap.h"
 
-#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 
@@ -29,11 +28,19 @@ constexpr std::size_t mostBlocks = 1 << 18;
 Block blocks[mostBlocks];
 std::size_t blockCount = 0;
 std::size_t nextSerial = 0;
+std::size_t largestBlock = 0;
 thread_local bool isWatching = false;
 
-void onMalloc(const volatile void *start, std::size_t /*size*/) {
+// What takes most for a byte is a DebugItem: 24 for the 2 of the shortest one. The rest is for
+// libldap's own blocks, whose size does not depend on the message.
+std::size_t mostFor(std::size_t received) {
+    return 16 * received + (64U << 10);
+}
+
+void onMalloc(const volatile void *start, std::size_t size) {
     if (!isWatching || start == nullptr)
         return;
+    require(size <= largestBlock, "A block is larger than what was received can need.");
     require(blockCount < mostBlocks, "too many blocks to watch");
     blocks[blockCount++] = {start, nextSerial++};
 }
@@ -77,8 +84,9 @@ void require(bool condition, const char *message) {
     std::abort();
 }
 
-HeapWatch::HeapWatch() {
+HeapWatch::HeapWatch(std::size_t received) {
     installHooks();
+    largestBlock = mostFor(received);
     blockCount = 0;
     isWatching = true;
 }

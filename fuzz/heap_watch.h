@@ -1,8 +1,10 @@
-// heap_watch.h - no run of a fuzz target may leave anything allocated.
+// heap_watch.h - no run of a fuzz target may leave anything allocated, nor allocate more than its
+// bytes can hold.
 //
 // Needs AddressSanitizer, which tells of every block; without it nothing is watched.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 
 namespace qldapx_fuzz {
@@ -10,10 +12,11 @@ namespace qldapx_fuzz {
 // Ends the process with that message unless the condition holds.
 void require(bool condition, const char *message);
 
-// What this thread allocates while it lives must have been released at its end. One at a time.
+// What this thread allocates while it lives must have been released at its end, and no block of it
+// may be out of proportion to the bytes received. One at a time.
 class HeapWatch {
   public:
-    HeapWatch();
+    explicit HeapWatch(std::size_t received);
     ~HeapWatch();
     // Releases what there is.
     void releaseAll();

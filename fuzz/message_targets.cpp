@@ -37,7 +37,7 @@ void withMessage(const Bytes &operation, void (*parse)(LDAP *ld, LDAPMessage *me
     static std::unique_ptr<EventSession> session;
     if (session == nullptr)
         session = std::make_unique<EventSession>();
-    HeapWatch watch;
+    HeapWatch watch(operation.size());
     if (MessagePtr message = session->receive(operation)) {
         parse(session->get(), message.get());
         message.reset();

@@ -32,11 +32,17 @@ test_needs=(
     "clang|clang++ --version|clang 14, the second compiler of the headers"
     "shellcheck|shellcheck --version|the shell linter"
     "clang-format|clang-format --version|clang-format 14"
+    "make|make --version|make, for OpenLDAP's sources"
+    "xz-utils|xz --version|xz, for OpenLDAP's sources"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
 )
 lint_needs=(
     "clang-tidy|clang-tidy --version|clang-tidy 14"
     "cppcheck|cppcheck --version|cppcheck"
+)
+fuzz_needs=(
+    "clang|clang++ --version|clang 14, for its libFuzzer"
+    "libclang-rt-14-dev|ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a|libFuzzer and the sanitizers of clang 14"
 )
 bench_needs=(
     "valgrind|valgrind --version|valgrind, for instruction counts"

@@ -36,11 +36,11 @@ std::string freeTcpUri() {
 
 } // namespace
 
-SlapdServer::SlapdServer(Transport transport)
+SlapdServer::SlapdServer(Transport transport, const std::string &overlay)
     : folder_(makeFolder("slapd")),
       uri_(transport == Transport::tcp ? freeTcpUri() : unixSocketUri(folder_ / "socket")) {
     try {
-        writeConfiguration();
+        writeConfiguration(overlay);
         start();
         waitUntilItAnswers();
         addTree();
@@ -54,16 +54,20 @@ SlapdServer::~SlapdServer() {
     stop();
 }
 
-void SlapdServer::writeConfiguration() const {
+void SlapdServer::writeConfiguration(const std::string &overlay) const {
     std::filesystem::create_directory(folder_ / "data");
-    std::ofstream(folder_ / "slapd.conf")
-        << "include /etc/ldap/schema/core.schema\n"
-        << "include /etc/ldap/schema/cosine.schema\n"
-        << "include /etc/ldap/schema/inetorgperson.schema\n"
-        << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n"
-        << "pidfile " << (folder_ / "pid").string() << "\n"
-        << "database mdb\nsuffix dc=example,dc=com\ndirectory " << (folder_ / "data").string()
-        << "\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
+    std::ofstream file(folder_ / "slapd.conf");
+    file << "include /etc/ldap/schema/core.schema\n"
+         << "include /etc/ldap/schema/cosine.schema\n"
+         << "include /etc/ldap/schema/inetorgperson.schema\n"
+         << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n";
+    if (!overlay.empty())
+        file << "moduleload " << overlay << "\n";
+    file << "pidfile " << (folder_ / "pid").string() << "\n"
+         << "database mdb\nsuffix dc=example,dc=com\ndirectory " << (folder_ / "data").string()
+         << "\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
+    if (!overlay.empty())
+        file << "overlay " << overlay << "\n";
 }
 
 void SlapdServer::start() {

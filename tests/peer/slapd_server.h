@@ -16,8 +16,10 @@ class SlapdServer {
 
     enum class Transport { unixSocket, tcp };
 
-    // Starts the server with a small tree; throws std::runtime_error when it does not come up.
-    explicit SlapdServer(Transport transport = Transport::unixSocket);
+    // Starts the server with a small tree and, if it is named, an overlay (a module of Debian's
+    // package); throws std::runtime_error when it does not come up.
+    explicit SlapdServer(Transport transport = Transport::unixSocket,
+                         const std::string &overlay = {});
     ~SlapdServer();
     SlapdServer(const SlapdServer &) = delete;
     SlapdServer &operator=(const SlapdServer &) = delete;
@@ -28,7 +30,7 @@ class SlapdServer {
     [[nodiscard]] LDAP *session() const;
 
   private:
-    void writeConfiguration() const;
+    void writeConfiguration(const std::string &overlay) const;
     void start();
     void waitUntilItAnswers() const;
     void addTree() const;

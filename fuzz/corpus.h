@@ -1,0 +1,22 @@
+// corpus.h - what fuzzing begins with.
+#pragma once
+
+#include "support/ber.h"
+
+#include <string>
+#include <vector>
+
+namespace qldapx_fuzz {
+
+using qldapx_test::Bytes;
+
+struct Seed {
+    std::string target;
+    std::string name;
+    Bytes bytes;
+};
+
+// Of every target.
+std::vector<Seed> seeds();
+
+} // namespace qldapx_fuzz

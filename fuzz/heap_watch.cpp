@@ -1,0 +1,113 @@
+#include "heap_watch.h"
+
+#include "support/assertion_trap.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+// AddressSanitizer's, where it is there.
+extern "C" {
+__attribute__((weak)) int
+__sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void *, std::size_t),
+                                          void (*onFree)(const volatile void *));
+__attribute__((weak)) void __asan_describe_address(void *address);
+}
+
+namespace qldapx_fuzz {
+
+namespace {
+
+struct Block {
+    const volatile void *start;
+    // Grows from block to block.
+    std::size_t serial;
+};
+
+// Far more than a run needs; a table of its own, because the hooks may not allocate.
+constexpr std::size_t mostBlocks = 1 << 18;
+Block blocks[mostBlocks];
+std::size_t blockCount = 0;
+std::size_t nextSerial = 0;
+std::size_t largestBlock = 0;
+thread_local bool isWatching = false;
+
+// What takes most for a byte is a DebugItem: 24 for the 2 of the shortest one. The rest is for
+// libldap's own blocks, whose size does not depend on the message.
+std::size_t mostFor(std::size_t received) {
+    return 16 * received + (64U << 10);
+}
+
+void onMalloc(const volatile void *start, std::size_t size) {
+    if (!isWatching || start == nullptr)
+        return;
+    require(size <= largestBlock, "A block is larger than what was received can need.");
+    require(blockCount < mostBlocks, "too many blocks to watch");
+    blocks[blockCount++] = {start, nextSerial++};
+}
+
+// From the end, because most blocks are released soon.
+void onFree(const volatile void *start) {
+    if (!isWatching)
+        return;
+    for (std::size_t i = blockCount; i > 0; --i)
+        if (blocks[i - 1].start == start) {
+            blocks[i - 1] = blocks[--blockCount];
+            return;
+        }
+}
+
+void installHooks() {
+    if (__sanitizer_install_malloc_and_free_hooks == nullptr)
+        return;
+    static const bool isInstalled = __sanitizer_install_malloc_and_free_hooks(onMalloc, onFree) > 0;
+    require(isInstalled, "the heap cannot be watched");
+}
+
+void *firstSince(std::size_t serial) {
+    for (std::size_t i = 0; i < blockCount; ++i)
+        if (blocks[i].serial >= serial)
+            return const_cast<void *>(blocks[i].start);
+    return nullptr;
+}
+
+void releaseSince(std::size_t serial) {
+    while (void *left = firstSince(serial))
+        std::free(left);
+}
+
+} // namespace
+
+void require(bool condition, const char *message) {
+    if (condition)
+        return;
+    std::fprintf(stderr, "%s\n", message);
+    std::abort();
+}
+
+HeapWatch::HeapWatch(std::size_t received) {
+    installHooks();
+    largestBlock = mostFor(received);
+    blockCount = 0;
+    isWatching = true;
+}
+
+HeapWatch::~HeapWatch() {
+    isWatching = false;
+    if (blockCount > 0)
+        __asan_describe_address(firstSince(0));
+    require(blockCount == 0, "A block is left over: a leak.");
+}
+
+void HeapWatch::releaseAll() {
+    releaseSince(0);
+}
+
+bool returns(const std::function<void()> &call) {
+    const std::size_t before = nextSerial;
+    if (!qldapx_test::endsInAssertion(call))
+        return true;
+    releaseSince(before);
+    return false;
+}
+
+} // namespace qldapx_fuzz

@@ -1,0 +1,31 @@
+// heap_watch.h - no run of a fuzz target may leave anything allocated, nor allocate more than its
+// bytes can hold.
+//
+// Needs AddressSanitizer, which tells of every block; without it nothing is watched.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+namespace qldapx_fuzz {
+
+// Ends the process with that message unless the condition holds.
+void require(bool condition, const char *message);
+
+// What this thread allocates while it lives must have been released at its end, and no block of it
+// may be out of proportion to the bytes received. One at a time.
+class HeapWatch {
+  public:
+    explicit HeapWatch(std::size_t received);
+    ~HeapWatch();
+    // Releases what there is.
+    void releaseAll();
+    HeapWatch(const HeapWatch &) = delete;
+    HeapWatch &operator=(const HeapWatch &) = delete;
+};
+
+// Whether the call returned. If not, it ended in one of the assertions that the contract requires,
+// and what it had allocated is released. Every other end is the process' end. Under a HeapWatch.
+bool returns(const std::function<void()> &call);
+
+} // namespace qldapx_fuzz

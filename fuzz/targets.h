@@ -1,0 +1,38 @@
+// targets.h - what is fuzzed: functions that take any bytes.
+#pragma once
+
+#include "support/ber.h"
+
+#include <string>
+#include <vector>
+
+namespace qldapx_fuzz {
+
+using qldapx_test::Bytes;
+
+struct Target {
+    std::string name;
+    // Returns if the library did as its contract says with these bytes; otherwise the process ends.
+    void (*run)(const Target &target, const Bytes &bytes);
+    // Of a decoder: its kind.
+    unsigned kind = 0;
+};
+
+const std::vector<Target> &targets();
+// Ends the process when there is none of that name.
+const Target &targetNamed(const std::string &name);
+
+std::string decoderName(unsigned kind);
+
+// Reads the bytes as the contents of a payload, with what follows it.
+void runDecoder(const Target &target, const Bytes &bytes);
+const std::vector<unsigned> &decodedKinds();
+
+// Take the bytes as the value of a registration's answer, as the whole operation, as the value of a
+// notification, and as the whole operation.
+void runMonitorResponse(const Target &target, const Bytes &bytes);
+void runMonitorAnswer(const Target &target, const Bytes &bytes);
+void runNotification(const Target &target, const Bytes &bytes);
+void runIntermediate(const Target &target, const Bytes &bytes);
+
+} // namespace qldapx_fuzz

@@ -2,6 +2,7 @@
 #include "ber_ptr.h"
 #include "heap_watch.h"
 #include "record_reader.h"
+#include "support/event_decoders.h"
 #include "targets.h"
 
 #include <cstring>
@@ -11,56 +12,6 @@
 namespace qldapx_fuzz {
 
 namespace {
-
-int parseUpdate(LDAP *ld, BerElement *ber, void **eventData, void **ipData) {
-    return parseUpdateEventData(ld, ber, 4711, eventData, ipData);
-}
-
-int parseNetAddress(LDAP *ld, BerElement *ber, void **eventData, void **ipData) {
-    int result = parseNetAddrEventData(ld, ber, eventData);
-    return result == LDAP_SUCCESS ? ber_get_IP(ld, ber, ipData) : result;
-}
-
-struct Decoder {
-    unsigned kind;
-    int (*decode)(LDAP *ld, BerElement *ber, void **eventData, void **ipData);
-};
-
-constexpr Decoder decoders[] = {
-    {97, parseEntryEventData},
-    {98, parseValueEventData},
-    {99, parseGeneralEventData},
-    {100, parseSkulkEventData},
-    {101, parseBinderyEventData},
-    {102, parseSEVEventData},
-    {103, parseModuleStateEventData},
-    {104, parseNetAddress},
-    {105, parseConnectionStateData},
-    {108, parseChangeServerAddressData},
-    {109, parseChangeConfigParamData},
-    {111, parseStatusLogEventData},
-    {112, parseDebugEventData},
-    {113, parseAuthEventData},
-    {114, parseConnectionEventData},
-    {115, parseSearchEventData},
-    {116, parseSearchEntryResponseEventData},
-    {117, parseUpdate},
-    {118, parseCompareEventData},
-    {119, parseModDNEventData},
-    {120, parseAbandonEventData},
-    {121, parseExtOpEventData},
-    {122, parseSysExtOpEventData},
-    {123, parseResponseEventData},
-    {124, parsePasswordModifyData},
-    {125, parseUnknownOp},
-};
-
-const Decoder &ofKind(unsigned kind) {
-    const Decoder *decoder = decoders;
-    while (decoder->kind != kind)
-        ++decoder;
-    return *decoder;
-}
 
 LDAP *newSession() {
     LDAP *ld = nullptr;
@@ -83,13 +34,13 @@ void requireContract(unsigned kind, int result, int stored, const void *event) {
             "success and no record, or a record that there is none of");
 }
 
-void decode(const Decoder &decoder, LDAP *ld, BerElement *ber) {
+void decode(unsigned kind, LDAP *ld, BerElement *ber) {
     void *event = nullptr, *address = nullptr;
     int result = LDAP_SUCCESS;
     ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &result);
-    if (!returns([&] { result = decoder.decode(ld, ber, &event, &address); }))
+    if (!returns([&] { result = qldapx_test::payloadDecoder(kind)(ld, ber, &event, &address); }))
         return;
-    requireContract(decoder.kind, result, sessionCode(ld), event);
+    requireContract(kind, result, sessionCode(ld), event);
     readAndFree(event);
     readAndFree(address);
 }
@@ -99,7 +50,7 @@ void decode(const Decoder &decoder, LDAP *ld, BerElement *ber) {
 const std::vector<unsigned> &decodedKinds() {
     static const std::vector<unsigned> kinds = [] {
         std::vector<unsigned> all;
-        for (const Decoder &decoder : decoders)
+        for (const qldapx_test::KindDecoder &decoder : qldapx_test::kindDecoders)
             all.push_back(decoder.kind);
         return all;
     }();
@@ -113,7 +64,7 @@ void runDecoder(const Target &target, const Bytes &bytes) {
     std::unique_ptr<char[]> block(new char[bytes.size() + 1]());
     std::memcpy(block.get(), bytes.data(), bytes.size());
     BerPtr ber = decoderOf({bytes.size(), block.get()});
-    decode(ofKind(target.kind), ld, ber.get());
+    decode(target.kind, ld, ber.get());
 }
 
 } // namespace qldapx_fuzz

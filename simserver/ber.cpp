@@ -140,18 +140,22 @@ void Writer::close(std::size_t mark) {
     out_.insert(mark, octets, count);
 }
 
-void Writer::octets(std::string_view value, std::uint8_t tag) {
-    const std::size_t mark = open(tag);
-    if (value.size() < 0x80) {
-        out_.append(value);
-        close(mark);
+void Writer::header(std::uint8_t tag, std::size_t length) {
+    out_.push_back(static_cast<char>(tag));
+    if (length < 0x80) {
+        out_.push_back(static_cast<char>(length));
         return;
     }
+    char octets[sizeof(std::size_t)];
+    const std::size_t count = longLength(length, octets);
+    out_.push_back(static_cast<char>(0x80U | count));
+    out_.append(octets, count);
+}
+
+void Writer::octets(std::string_view value, std::uint8_t tag) {
     // The length is known here: writing it first spares moving a large value.
-    char length[sizeof(std::size_t)];
-    const std::size_t count = longLength(value.size(), length);
-    out_[mark - 1] = static_cast<char>(0x80U | count);
-    out_.append(length, count).append(value);
+    header(tag, value.size());
+    out_.append(value);
 }
 
 void Writer::integer(std::int64_t value, std::uint8_t tag) {

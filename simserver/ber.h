@@ -77,6 +77,8 @@ class Writer {
     [[nodiscard]] std::size_t open(std::uint8_t tag);
     void close(std::size_t mark);
 
+    /** Tag and length of an element whose content the caller appends. */
+    void header(std::uint8_t tag, std::size_t length);
     void octets(std::string_view value, std::uint8_t tag = kOctetString);
     void integer(std::int64_t value, std::uint8_t tag = kInteger);
 

@@ -24,6 +24,9 @@ class ChangeFeed {
     void add(ChangeWatcher &watcher) { watchers_.insert(&watcher); }
     void remove(ChangeWatcher &watcher) { watchers_.erase(&watcher); }
 
+    /** Of the last change; 0 when there has been none. */
+    std::uint64_t lastNumber() const { return lastNumber_; }
+
   private:
     void announce(const Change &change);
 

@@ -1,5 +1,6 @@
 #include "directory.h"
 
+#include "events/entry_events.h"
 #include "ldif.h"
 #include "result.h"
 #include "sample.h"
@@ -121,6 +122,7 @@ void Directory::finishLoading() {
     addSubschema(tree);
     Monitor::addEntries(tree);
     changes.follow(tree);
+    tree.subscribe([this](const Change &change) { raiseEntryEvents(*this, change); });
 }
 
 std::vector<std::string> Directory::namingContexts() const {

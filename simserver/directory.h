@@ -3,6 +3,8 @@
 #include "access.h"
 #include "archives.h"
 #include "changes.h"
+#include "events/feed.h"
+#include "events/origin.h"
 #include "monitor.h"
 #include "topology.h"
 #include "tree.h"
@@ -55,6 +57,8 @@ class Directory {
     Topology topology;
     Monitor monitor;
     ChangeFeed changes;
+    EventFeed events;
+    const Origin *origin = nullptr; // of what is being done, if a request is its cause
     ArchiveLimits archive;
     std::string uri = "ldap://"; // where the server listens, as far as it is known
 

@@ -1,5 +1,6 @@
 #include "dispatcher.h"
 
+#include "events/operation_events.h"
 #include "extended/registry.h"
 #include "operations/controls.h"
 
@@ -28,6 +29,20 @@ constexpr PlainOperation kPlain[] = {
     {tag::kCompareRequest, tag::kCompareResponse, "compare", compare},
 };
 
+/** Says what the server is about, as long as it lives. */
+class OriginScope {
+  public:
+    OriginScope(Directory &directory, const Origin &origin) : directory_(directory) {
+        directory_.origin = &origin;
+    }
+    ~OriginScope() { directory_.origin = nullptr; }
+    OriginScope(const OriginScope &) = delete;
+    OriginScope &operator=(const OriginScope &) = delete;
+
+  private:
+    Directory &directory_;
+};
+
 /** Calls `operation` with the context in which the controls of the request want it served. */
 template <typename Operation>
 auto inContext(Directory &directory, Connection &connection, const Request &request,
@@ -35,6 +50,8 @@ auto inContext(Directory &directory, Connection &connection, const Request &requ
     const auto proxied = proxiedIdentity(directory, connection.identity, request);
     requireControls(request);
     Context context{directory, connection, proxied ? *proxied : connection.identity};
+    const Origin origin{connection, request.id, context.identity};
+    const OriginScope scope(directory, origin);
     return operation(context);
 }
 
@@ -47,6 +64,18 @@ Result run(const PlainOperation &operation, Directory &directory, Connection &co
     } catch (const OperationError &error) {
         return error.result();
     }
+}
+
+void raiseExtendedEvent(const Served &served, const ExtendedRequest &request,
+                        const ExtendedReply &reply) {
+    const auto bytes = [](const auto &value) {
+        return value ? static_cast<std::int32_t>(value->size()) : -1;
+    };
+    const ExtendedOperation *operation = request.operation;
+    raiseExtended(served, {request.oid, operation != nullptr ? operation->name : "",
+                           reply.oid ? std::string_view(*reply.oid) : std::string_view(),
+                           operation != nullptr && operation->trigger, bytes(request.value),
+                           bytes(reply.value)});
 }
 
 std::string describe(std::string_view name, const Result &result) {
@@ -85,6 +114,7 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
         outcome.abandon =
             static_cast<std::int32_t>(ber::decodeInteger(request.body, "id to abandon"));
         outcome.note = fmt::format("abandon {}", *outcome.abandon);
+        raiseOperation({directory_, connection, request, {}});
         return outcome;
     case tag::kSearchRequest:
         serveSearch(connection, request, outcome);
@@ -98,8 +128,13 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
     const auto plain =
         std::find_if(std::begin(kPlain), std::end(kPlain),
                      [&](const PlainOperation &row) { return row.request == request.tag; });
-    if (plain == std::end(kPlain))
-        throw ber::Error(fmt::format("protocolOp: {:#04x} is no request", request.tag));
+    if (plain == std::end(kPlain)) {
+        const Result result{ResultCode::ProtocolError,
+                            {},
+                            fmt::format("protocolOp: {:#04x} is no request", request.tag)};
+        raiseUnknown({directory_, connection, request, result});
+        throw ber::Error(result.diagnostic);
+    }
     if (request.tag == tag::kBindRequest) {
         // Whatever comes of it, the old identity ends with the request.
         outcome.abandonAll = true;
@@ -108,6 +143,9 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
     const Result result = run(*plain, directory_, connection, request);
     appendResult(outcome.bytes, request.id, plain->response, result);
     outcome.note = describe(plain->name, result);
+    raiseOperation({directory_, connection, request, result});
+    raiseResponse(directory_, connection,
+                  {request.id, plain->response, result, outcome.bytes.size()});
     return outcome;
 }
 
@@ -117,19 +155,23 @@ void Dispatcher::serveSearch(Connection &connection, const Request &request, Out
         outcome.open = inContext(directory_, connection, request, [&](Context &context) {
             return stratasim::search(context, request);
         });
+        raiseOperation({directory_, connection, request, {}});
     } catch (const OperationError &error) {
         appendResult(outcome.bytes, request.id, tag::kSearchDone, error.result());
         outcome.note = describe("search", error.result());
+        raiseOperation({directory_, connection, request, error.result()});
+        raiseResponse(directory_, connection,
+                      {request.id, tag::kSearchDone, error.result(), outcome.bytes.size()});
     }
 }
 
 void Dispatcher::serveExtended(Connection &connection, const Request &request, Outcome &outcome) {
-    const ExtendedRequest decoded = decodeExtended(request.body);
+    const ExtendedRequest decoded = decodeExtended(request);
     const Fault *fault = decoded.operation ? faults_.find(decoded.operation->oid) : nullptr;
     ExtendedReply reply;
     try {
         reply = inContext(directory_, connection, request, [&](Context &context) {
-            return stratasim::serveExtended(context, decoded, fault);
+            return stratasim::serveExtended(context, decoded, fault, outcome.open);
         });
     } catch (const OperationError &error) {
         reply.result = error.result();
@@ -137,12 +179,16 @@ void Dispatcher::serveExtended(Connection &connection, const Request &request, O
             reply.oid = decoded.operation->responseOid;
     }
     outcome.note = describe(decoded.operation ? decoded.operation->name : "extended", reply.result);
+    raiseExtendedEvent({directory_, connection, request, reply.result}, decoded, reply);
     if (fault != nullptr) {
         fault->distort(reply);
         outcome.delay = fault->delay;
         outcome.drop = fault->drop;
     }
     appendExtended(outcome.bytes, request.id, reply);
+    if (!outcome.drop)
+        raiseResponse(directory_, connection,
+                      {request.id, tag::kExtendedResponse, reply.result, outcome.bytes.size()});
 }
 
 } // namespace stratasim

@@ -1,5 +1,6 @@
 #include "directory.h"
 #include "dispatcher.h"
+#include "events/replay.h"
 #include "ldif.h"
 #include "options.h"
 #include "server.h"
@@ -71,10 +72,17 @@ void serve(const Options &options) {
     directory->archive.pieceBytes = options.backupPiece;
     directory->archive.restoreBytes = options.maxMessage * restoreMessages;
     Dispatcher dispatcher(*directory, options.faults);
+    directory->events.queueBytes = options.eventQueue;
     asio::io_context io(1);
+    Replay replay(io, directory->events, options.replay, [](const std::string &problem) {
+        fmt::print(stderr, "strata-sim: {}\n", problem);
+    });
     asio::signal_set signals(io, SIGINT, SIGTERM);
     const auto server = listenAt(io, options, dispatcher);
-    signals.async_wait([&](const asio::error_code &, int) { server->stop(); });
+    signals.async_wait([&](const asio::error_code &, int) {
+        replay.stop();
+        server->stop();
+    });
     server->start();
     fmt::print("strata-sim: listening on {}\n", server->uri());
     std::fflush(stdout);

@@ -79,6 +79,18 @@ void appendExtended(std::string &out, std::int32_t id, const ExtendedReply &repl
     writer.close(message);
 }
 
+// IntermediateResponse ::= [APPLICATION 25] SEQUENCE { responseName [0] LDAPOID OPTIONAL,
+//     responseValue [1] OCTET STRING OPTIONAL }
+void appendIntermediate(std::string &out, std::string_view name, std::string_view value) {
+    constexpr std::uint8_t responseName = 0x80;
+    constexpr std::uint8_t responseValue = 0x81;
+    ber::Writer writer(out);
+    const std::size_t op = writer.open(tag::kIntermediate);
+    writer.octets(name, responseName);
+    writer.octets(value, responseValue);
+    writer.close(op);
+}
+
 void appendNoticeOfDisconnection(std::string &out, const std::string &diagnostic) {
     constexpr std::int32_t unsolicited = 0;
     appendExtended(out, unsolicited,

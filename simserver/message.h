@@ -32,6 +32,7 @@ inline constexpr std::uint8_t kCompareResponse = 0x6f;
 inline constexpr std::uint8_t kAbandonRequest = 0x50;
 inline constexpr std::uint8_t kExtendedRequest = 0x77;
 inline constexpr std::uint8_t kExtendedResponse = 0x78;
+inline constexpr std::uint8_t kIntermediate = 0x79;
 inline constexpr std::uint8_t kControls = 0xa0;
 } // namespace tag
 
@@ -66,6 +67,9 @@ struct ExtendedReply {
 };
 
 void appendExtended(std::string &out, std::int32_t id, const ExtendedReply &reply);
+
+/** The protocolOp of an IntermediateResponse; its message has to be put around it. */
+void appendIntermediate(std::string &out, std::string_view name, std::string_view value);
 
 /** The unsolicited notice that the server ends the connection, and why (RFC 4511, 4.4.1). */
 void appendNoticeOfDisconnection(std::string &out, const std::string &diagnostic);

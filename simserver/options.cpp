@@ -58,6 +58,36 @@ void addServing(CLI::App &app, Options &options, std::string &address) {
     app.add_flag("--verbose", options.verbose, "Say each operation on standard error");
 }
 
+void listEvents() {
+    for (const EventRow &row : eventRows()) {
+        const std::string_view record = findRecordType(row.kind)->name;
+        fmt::print("{:>3} {:<20} {} {}\n", static_cast<int>(row.type), row.name, row.kind,
+                   record.empty() ? "-" : record);
+    }
+}
+
+void addEvents(CLI::App &app, Options &options) {
+    app.add_option("--event-queue", options.eventQueue,
+                   "Bytes of events that a registration keeps for a client that does not read")
+        ->type_name("BYTES")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1} << 30U));
+    app.add_option("--replay", options.replay.file,
+                   "Report the events of this file, one JSON object a line, as if they happened; "
+                   "- is the standard input")
+        ->type_name("FILE");
+    app.add_option("--replay-rate", options.replay.rate,
+                   "Events a second; 0 is as fast as they are taken")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 1000000));
+    app.add_option("--replay-repeat", options.replay.repeat,
+                   "How often a regular file is replayed; 0 is for ever")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+}
+
 void addContent(CLI::App &app, Options &options, std::vector<std::string> &faults) {
     app.add_option("--ldif", options.ldifFile, "Serve the entries of this file, not the sample")
         ->type_name("FILE")
@@ -92,11 +122,14 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
     std::string address = fmt::format("{}:{}", options.host, options.port);
     std::vector<std::string> faults;
     bool listing = false;
+    bool listingEvents = false;
     CLI::App app("strata-sim: a simulated Strata directory server", "strata-sim");
     app.set_version_flag("--version", fmt::format("strata-sim {}", kVendorVersion));
     app.footer(kFooter);
     app.add_flag("--list-operations", listing, "Print the extended operations and end");
+    app.add_flag("--list-events", listingEvents, "Print the events that are monitored and end");
     addServing(app, options, address);
+    addEvents(app, options);
     addContent(app, options, faults);
     try {
         app.parse(argc, argv);
@@ -106,10 +139,13 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
         fmt::print(stderr, "strata-sim: {}\nTry: strata-sim --help\n", error.what());
         exitCode = usageError;
     }
-    if (!exitCode && listing) {
+    if (exitCode || (!listing && !listingEvents))
+        return options;
+    if (listing)
         listOperations();
-        exitCode = 0;
-    }
+    if (listingEvents)
+        listEvents();
+    exitCode = 0;
     return options;
 }
 

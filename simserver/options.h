@@ -1,6 +1,7 @@
 #pragma once
 
 #include "directory.h"
+#include "events/replay.h"
 #include "faults.h"
 
 #include <cstddef>
@@ -19,6 +20,8 @@ struct Options {
     Faults faults;
     std::size_t maxMessage = 16U * 1024 * 1024;
     std::size_t backupPiece = 65536;
+    std::size_t eventQueue = 4U * 1024 * 1024;
+    ReplaySettings replay;
     std::string readyFile;
     bool verbose = false;
 };

@@ -26,6 +26,7 @@ enum class ResultCode {
     InvalidDnSyntax = 34,
     InvalidCredentials = 49,
     InsufficientAccessRights = 50,
+    Busy = 51,
     UnwillingToPerform = 53,
     NamingViolation = 64,
     ObjectClassViolation = 65,

@@ -1,5 +1,7 @@
 #include "session.h"
 
+#include "events/connection_events.h"
+
 #include <fmt/format.h>
 
 #include <utility>
@@ -24,11 +26,15 @@ constexpr std::size_t kKeepCapacity = 256U * 1024;
 Session::Session(asio::io_context &io, std::unique_ptr<Stream> stream, Dispatcher &dispatcher,
                  const Settings &settings, std::uint64_t number, OnClosed onClosed)
     : io_(io), stream_(std::move(stream)), dispatcher_(dispatcher), settings_(settings),
-      number_(number), onClosed_(std::move(onClosed)), lastMessageTimer_(io) {}
+      onClosed_(std::move(onClosed)), lastMessageTimer_(io) {
+    connection_.number = number;
+    connection_.peer = stream_->peer();
+}
 
 void Session::start() {
     ++dispatcher_.directory().monitor.connections;
     ++dispatcher_.directory().monitor.totalConnections;
+    raiseConnectionOpened(dispatcher_.directory(), connection_);
     read();
 }
 
@@ -37,6 +43,7 @@ void Session::close() {
         return;
     --dispatcher_.directory().monitor.connections;
     running_.clear();
+    raiseConnectionClosed(dispatcher_.directory(), connection_);
     lastMessageTimer_.cancel();
     stream_->close();
     onClosed_(shared_from_this());
@@ -117,8 +124,8 @@ void Session::serveMessages() {
 
 void Session::note(const Outcome &outcome) const {
     if (settings_.log)
-        settings_.log(
-            fmt::format("connection {} message {} {}", number_, outcome.id, outcome.note));
+        settings_.log(fmt::format("connection {} message {} {}", connection_.number, outcome.id,
+                                  outcome.note));
 }
 
 void Session::apply(Outcome outcome) {
@@ -134,12 +141,16 @@ void Session::apply(Outcome outcome) {
     if (outcome.drop)
         return close();
     unsent_ += outcome.bytes;
-    if (outcome.open) {
-        outcome.open->onReady([this] { proceedLater(); });
-        running_.emplace(outcome.id, Running{std::move(outcome.open), nullptr});
-    }
+    if (outcome.open)
+        run(outcome, nullptr);
     if (outcome.close)
         end();
+}
+
+void Session::run(Outcome &outcome, std::unique_ptr<asio::steady_timer> timer) {
+    if (outcome.open)
+        outcome.open->onReady([this] { proceedLater(); });
+    running_.emplace(outcome.id, Running{std::move(outcome.open), std::move(timer)});
 }
 
 void Session::delay(Outcome outcome) {
@@ -156,11 +167,13 @@ void Session::delay(Outcome outcome) {
             return;
         if (drop)
             return self->close();
-        self->running_.erase(running);
         self->unsent_ += bytes;
+        running->second.timer.reset();
+        if (!running->second.operation)
+            self->running_.erase(running);
         self->proceed();
     });
-    running_.emplace(id, Running{nullptr, std::move(timer)});
+    run(outcome, std::move(timer));
 }
 
 /**
@@ -176,7 +189,7 @@ bool Session::produce() {
         if (next == running_.end())
             next = running_.begin();
         const auto current = next++;
-        if (!current->second.operation)
+        if (!current->second.operation || current->second.timer)
             continue;
         if (unsent_.size() + sending_.size() >= kEnoughUnsent)
             return more || sending_.empty(); // goes on when the client has taken some

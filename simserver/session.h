@@ -36,7 +36,7 @@ class Session : public std::enable_shared_from_this<Session> {
     /** An operation that has not been answered completely. */
     struct Running {
         std::unique_ptr<OpenOperation> operation;
-        std::unique_ptr<asio::steady_timer> timer; // of a delayed answer
+        std::unique_ptr<asio::steady_timer> timer; // of a delayed answer, before all else
     };
     enum class State { Serving, ClientFinished, Ending, Draining, Closed };
 
@@ -45,6 +45,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void serveMessages();
     void apply(Outcome outcome);
     void delay(Outcome outcome);
+    void run(Outcome &outcome, std::unique_ptr<asio::steady_timer> timer);
     bool produce();
     void flush();
     void afterFlush();
@@ -61,7 +62,6 @@ class Session : public std::enable_shared_from_this<Session> {
     std::unique_ptr<Stream> stream_;
     Dispatcher &dispatcher_;
     const Settings &settings_;
-    std::uint64_t number_;
     OnClosed onClosed_;
 
     State state_ = State::Serving;

@@ -28,6 +28,23 @@ void TcpStream::finishSending() {
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
 }
 
+NetAddress TcpStream::peer() const {
+    asio::error_code error;
+    const auto endpoint = socket_.remote_endpoint(error);
+    if (error)
+        return {};
+    const asio::ip::address address = endpoint.address();
+    NetAddress peer{address.is_v4() ? NetAddress::kIpv4 : NetAddress::kIpv6, {}};
+    const auto append = [&](const auto &bytes) { peer.bytes.assign(bytes.begin(), bytes.end()); };
+    if (address.is_v4())
+        append(address.to_v4().to_bytes());
+    else
+        append(address.to_v6().to_bytes());
+    peer.bytes += static_cast<char>(endpoint.port() >> 8U);
+    peer.bytes += static_cast<char>(endpoint.port());
+    return peer;
+}
+
 void TcpStream::close() {
     asio::error_code ignored;
     socket_.close(ignored);

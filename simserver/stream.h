@@ -1,5 +1,7 @@
 #pragma once
 
+#include "events/record.h"
+
 #include <asio.hpp>
 
 #include <functional>
@@ -22,6 +24,8 @@ class Stream {
     /** No more will be sent; the other side may still send. */
     virtual void finishSending() = 0;
     virtual void close() = 0;
+    /** Where the client is; type 0 when that is not known. */
+    virtual NetAddress peer() const = 0;
 };
 
 class TcpStream : public Stream {
@@ -33,6 +37,7 @@ class TcpStream : public Stream {
     void write(std::string_view data, Handler handler) override;
     void finishSending() override;
     void close() override;
+    NetAddress peer() const override;
 
   private:
     asio::ip::tcp::socket socket_;

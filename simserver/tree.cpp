@@ -5,6 +5,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace stratasim {
 
 Tree::Tree() : top_(std::make_shared<Node>()) {}
@@ -86,8 +88,8 @@ void Tree::remove(Node &node) {
 }
 
 void Tree::replace(Node &node, Entry entry) {
-    node.entry = std::move(entry);
-    announce({Change::Kind::Modify, node, {}, {}});
+    const Entry previous = std::exchange(node.entry, std::move(entry));
+    announce({Change::Kind::Modify, node, {}, {}, &previous});
 }
 
 void Tree::forget(Node &node) {
@@ -125,9 +127,10 @@ void Tree::rename(Node &node, const Dn &newRdn, Node &newParent, Entry entry) {
     node.key = newKey;
     node.rdnText = newRdn.rdnText;
     node.rdn = newRdn.rdn;
-    node.entry = std::move(entry);
+    const Entry previous = std::exchange(node.entry, std::move(entry));
     index(held);
-    announce({Change::Kind::Rename, node, std::move(previousKey), std::move(previousDn)});
+    announce(
+        {Change::Kind::Rename, node, std::move(previousKey), std::move(previousDn), &previous});
 }
 
 void Tree::announce(const Change &change) const {

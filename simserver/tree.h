@@ -31,9 +31,10 @@ struct Node {
 struct Change {
     enum class Kind { Add, Delete, Modify, Rename };
     Kind kind;
-    const Node &node;        // after the change; before it for Delete
-    std::string previousKey; // Rename only: that of the entry itself
-    std::string previousDn;  // Rename only
+    const Node &node;                // after the change; before it for Delete
+    std::string previousKey;         // Rename only: that of the entry itself
+    std::string previousDn;          // Rename only
+    const Entry *previous = nullptr; // Modify and Rename only: what the entry was
 };
 
 /**

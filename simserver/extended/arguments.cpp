@@ -25,20 +25,38 @@ std::vector<FilterClass> readFilter(ber::Reader groups, const std::string &what)
     return filter;
 }
 
-std::vector<std::int32_t> readSizes(ber::Reader fields, const std::string &what) {
+/** Reads count and SET with `read`, which takes what is in each SEQUENCE of the SET. */
+template <typename Item, typename Read>
+std::vector<Item> readCounted(ber::Reader fields, const std::string &what, const Read &read) {
     const std::int32_t count = fields.integer32(ber::kInteger, what);
     ber::Reader set(fields.take(ber::kSet, what));
     fields.expectEnd(what);
-    std::vector<std::int32_t> sizes;
+    std::vector<Item> items;
     while (!set.atEnd()) {
         ber::Reader element = set.sequence(what);
-        sizes.push_back(element.integer32(ber::kInteger, what));
+        items.push_back(read(element));
         element.expectEnd(what);
     }
-    if (static_cast<std::int64_t>(sizes.size()) != count)
+    if (static_cast<std::int64_t>(items.size()) != count)
         throw ber::Error(
-            fmt::format("{}: {} sizes where {} are announced", what, sizes.size(), count));
-    return sizes;
+            fmt::format("{}: {} elements where {} are announced", what, items.size(), count));
+    return items;
+}
+
+std::vector<std::int32_t> readSizes(ber::Reader fields, const std::string &what) {
+    return readCounted<std::int32_t>(
+        fields, what, [&](ber::Reader &element) { return element.integer32(ber::kInteger, what); });
+}
+
+std::vector<RequestedEvent> readEvents(ber::Reader fields, bool filtered, const std::string &what) {
+    return readCounted<RequestedEvent>(fields, what, [&](ber::Reader &element) {
+        RequestedEvent event;
+        event.type = element.integer32(ber::kInteger, what);
+        event.result = element.integer32(ber::kEnumerated, what);
+        if (filtered)
+            event.filter = element.text(what);
+        return event;
+    });
 }
 
 } // namespace
@@ -68,6 +86,8 @@ Arguments::Arguments(std::string_view format, const std::optional<Bytes> &value)
             elements_.emplace_back(readList(reader.sequence(what), what));
         else if (kind == 'c')
             elements_.emplace_back(readSizes(reader.sequence(what), what));
+        else if (kind == 'e' || kind == 'E')
+            elements_.emplace_back(readEvents(reader.sequence(what), kind == 'E', what));
         else
             elements_.emplace_back(readFilter(reader.sequence(what), what));
     }
@@ -92,6 +112,10 @@ const std::vector<FilterClass> &Arguments::filter(std::size_t index) const {
 
 const std::vector<std::int32_t> &Arguments::sizes(std::size_t index) const {
     return std::get<std::vector<std::int32_t>>(elements_.at(index));
+}
+
+const std::vector<RequestedEvent> &Arguments::events(std::size_t index) const {
+    return std::get<std::vector<RequestedEvent>>(elements_.at(index));
 }
 
 } // namespace stratasim

@@ -14,18 +14,20 @@ std::vector<ExtendedOperation> collect() {
     std::vector<ExtendedOperation> all;
     for (const auto family :
          {partitionOperations, replicaOperations, replicationFilterOperations, identityOperations,
-          nameOperations, triggerOperations, archiveOperations})
+          nameOperations, triggerOperations, archiveOperations, eventOperations})
         for (ExtendedOperation &operation : family())
             all.push_back(std::move(operation));
     return all;
 }
 
-ResponseValue run(const ExtendedOperation &operation, Context &context,
-                  const std::optional<Bytes> &value) {
-    const Arguments arguments(operation.format, value);
+ResponseValue run(const ExtendedRequest &request, Context &context,
+                  std::unique_ptr<OpenOperation> &open) {
+    const ExtendedOperation &operation = *request.operation;
+    const Arguments arguments(operation.format, request.value);
     if (operation.access == ExtendedOperation::Access::Administrator)
         requireRight(context.directory, context.identity, "", "*", right::kAdminister);
-    return operation.handler({context.directory, context.connection, context.identity, arguments});
+    return operation.handler(
+        {context.directory, context.connection, context.identity, arguments, request.id, open});
 }
 
 } // namespace
@@ -64,15 +66,17 @@ const ExtendedOperation *findExtendedOperation(std::string_view oidOrName) {
 
 // ExtendedRequest ::= [APPLICATION 23] SEQUENCE { requestName [0] LDAPOID,
 //     requestValue [1] OCTET STRING OPTIONAL }
-ExtendedRequest decodeExtended(Bytes body) {
-    ber::Reader fields(body);
+ExtendedRequest decodeExtended(const Request &request) {
+    ber::Reader fields(request.body);
     const std::string_view oid = asText(fields.take(kRequestName, "request OID"));
     const auto value = fields.takeIf(kRequestValue, "request value");
     const ExtendedOperation *operation = findExtendedOperation(oid);
-    return {oid, value, operation != nullptr && operation->oid == oid ? operation : nullptr};
+    return {request.id, oid, value,
+            operation != nullptr && operation->oid == oid ? operation : nullptr};
 }
 
-ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault) {
+ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault,
+                            std::unique_ptr<OpenOperation> &open) {
     if (request.operation == nullptr)
         return {{ResultCode::ProtocolError, {}, fmt::format("{} is not served here", request.oid)},
                 {},
@@ -81,7 +85,7 @@ ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, co
     try {
         if (fault != nullptr && fault->code)
             throw OperationError(static_cast<ResultCode>(*fault->code), fault->diagnostic);
-        reply.value = run(*request.operation, context, request.value);
+        reply.value = run(request, context, open);
     } catch (const ber::Error &error) {
         // The value is the operation's own matter: the connection goes on.
         reply.result = {ResultCode::ProtocolError, {}, error.what()};

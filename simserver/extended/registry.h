@@ -19,6 +19,8 @@ struct ExtendedCall {
     Connection &connection;
     const Identity &identity;
     const Arguments &arguments;
+    std::int32_t id;                      // of the message
+    std::unique_ptr<OpenOperation> &open; // set by an operation that goes on after its answer
 };
 
 /** The response value, if the operation has one. */
@@ -33,6 +35,7 @@ struct ExtendedOperation {
     Access access;
     std::string_view format; // of the request value; see Arguments
     ResponseValue (*handler)(const ExtendedCall &);
+    bool trigger = false; // it starts a process of the server
 };
 
 /** The row of an administrative operation: request `number`, response the number after it. */
@@ -51,6 +54,7 @@ std::vector<ExtendedOperation> identityOperations();
 std::vector<ExtendedOperation> nameOperations();
 std::vector<ExtendedOperation> triggerOperations();
 std::vector<ExtendedOperation> archiveOperations();
+std::vector<ExtendedOperation> eventOperations();
 
 /** All operations of all families, in the order of their rows. */
 const std::vector<ExtendedOperation> &extendedOperations();
@@ -59,13 +63,18 @@ const ExtendedOperation *findExtendedOperation(std::string_view oidOrName);
 
 /** An ExtendedRequest; `operation` is null when it is none that this server has. */
 struct ExtendedRequest {
+    std::int32_t id; // of the message
     std::string_view oid;
     std::optional<Bytes> value;
     const ExtendedOperation *operation;
 };
 
-ExtendedRequest decodeExtended(Bytes body);
-/** Serves the request, unless `fault` gives the result code itself; null is no fault. */
-ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault);
+ExtendedRequest decodeExtended(const Request &request);
+/**
+ * Serves the request, unless `fault` gives the result code itself; null is no fault. `open` is
+ * set when the operation goes on.
+ */
+ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault,
+                            std::unique_ptr<OpenOperation> &open);
 
 } // namespace stratasim

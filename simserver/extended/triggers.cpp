@@ -38,7 +38,7 @@ ResponseValue purge(const ExtendedCall &call) {
 
 std::vector<ExtendedOperation> triggerOperations() {
     using enum ExtendedOperation::Access;
-    return {
+    std::vector<ExtendedOperation> operations = {
         strataOperation(9, "refresh-server", Administrator, "", refresh),
         strataOperation(43, "trigger-backlink", Administrator, "", backlink),
         strataOperation(47, "trigger-janitor", Administrator, "", janitor),
@@ -47,6 +47,9 @@ std::vector<ExtendedOperation> triggerOperations() {
         strataOperation(53, "trigger-schema-sync", Administrator, "", schemaSync),
         strataOperation(55, "trigger-partition-purge", Administrator, "", purge),
     };
+    for (ExtendedOperation &operation : operations)
+        operation.trigger = true;
+    return operations;
 }
 
 } // namespace stratasim

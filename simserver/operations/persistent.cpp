@@ -7,8 +7,6 @@
 namespace stratasim {
 namespace {
 
-// Each costs a look at every change to the tree.
-constexpr std::size_t kMaxWatches = 1000;
 // What the persistent searches of one connection may keep for a client that does not read.
 constexpr std::size_t kMaxWaiting = 4U * 1024 * 1024;
 
@@ -49,11 +47,7 @@ PersistentSearch::PersistentSearch(Context &context, SearchRequest request,
                                    std::shared_ptr<Node> base)
     : SearchOperation(context, std::move(request), std::move(base)), directory_(context.directory),
       connection_(context.connection), baseKey_(requireDn(answer().request().base).key) {
-    if (connection_.watches == kMaxWatches)
-        throw OperationError(
-            ResultCode::AdminLimitExceeded,
-            fmt::format("{} persistent searches are open on this connection", kMaxWatches));
-    ++connection_.watches;
+    connection_.beginWatch();
     directory_.changes.add(*this);
 }
 

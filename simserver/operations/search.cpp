@@ -8,8 +8,7 @@ namespace stratasim {
 
 SearchOperation::SearchOperation(Context &context, SearchRequest request,
                                  std::shared_ptr<Node> base)
-    : answer_(context.directory, context.identity, std::move(request)),
-      walk_(std::move(base), answer_.request().scope) {
+    : answer_(context, std::move(request)), walk_(std::move(base), answer_.request().scope) {
     if (const auto limit = answer_.request().timeLimit; limit > 0)
         deadline_ = std::chrono::steady_clock::now() + std::chrono::seconds(limit);
 }

@@ -25,7 +25,7 @@ struct SearchRequest {
 /** Writes the messages that answer one search, and keeps to its size limit. */
 class SearchAnswer {
   public:
-    SearchAnswer(Directory &directory, Identity who, SearchRequest request);
+    SearchAnswer(const Context &context, SearchRequest request);
     ~SearchAnswer() { --directory_.monitor.openSearches; }
     SearchAnswer(const SearchAnswer &) = delete;
     SearchAnswer &operator=(const SearchAnswer &) = delete;
@@ -43,7 +43,10 @@ class SearchAnswer {
     void finish(std::string &out, const Result &result) const;
 
   private:
+    void appendEntry(std::string &out, const Node &node, std::string controls) const;
+
     Directory &directory_;
+    const Connection &connection_;
     Identity who_;
     SearchRequest request_;
     std::int32_t sent_ = 0;

@@ -30,6 +30,9 @@ TEST(Options, MistakesAreExplained) {
         {{"--max-message", "1"}, "--max-message"},
         {{"--backup-piece", "63"}, "--backup-piece"},
         {{"--backup-piece", "16777217"}, "--backup-piece"},
+        {{"--event-queue", "0"}, "--event-queue"},
+        {{"--replay-rate", "-1"}, "--replay-rate"},
+        {{"--replay-repeat", "x"}, "--replay-repeat"},
     };
     for (const auto &[arguments, part] : cases) {
         const auto result = run(arguments);
@@ -44,7 +47,8 @@ TEST(Options, HelpVersionAndList) {
     EXPECT_EQ(help.code, 0);
     for (const char *part :
          {"--listen", "--ldif", "--admin-dn", "--admin-password", "--fault", "--max-message",
-          "--backup-piece", "--ready-file", "--verbose", "Example:"})
+          "--backup-piece", "--event-queue", "--replay", "--replay-rate", "--replay-repeat",
+          "--list-events", "--ready-file", "--verbose", "Example:"})
         EXPECT_TRUE(contains(help.output, part)) << part;
     EXPECT_EQ(run({"--version"}).output, "strata-sim 1.0.0\n");
     const auto list = run({"--list-operations"});
@@ -53,6 +57,21 @@ TEST(Options, HelpVersionAndList) {
         contains(list.output, "get-replica-info               2.16.840.1.907341.1.27.100.17\n"));
     EXPECT_TRUE(
         contains(list.output, "restore-object                 2.16.840.1.907341.1.27.100.98\n"));
+    EXPECT_TRUE(
+        contains(list.output, "monitor-events                 2.16.840.1.907341.1.27.100.79\n"));
+    EXPECT_TRUE(
+        contains(list.output, "monitor-events-filtered        2.16.840.1.907341.1.27.100.84\n"));
+}
+
+TEST(Options, EventsAreListed) {
+    const auto list = run({"--list-events"});
+    EXPECT_EQ(list.code, 0);
+    EXPECT_TRUE(list.output.starts_with("  1 entry-added          97 EntryEventData\n"));
+    EXPECT_TRUE(contains(list.output, "\n 12 connection-closed    114 ConnectionEventData\n"));
+    EXPECT_TRUE(contains(list.output, "\n 27 plain                100 -\n"));
+    // Every kind of record has an event.
+    for (int kind = 97; kind <= 125; ++kind)
+        EXPECT_TRUE(contains(list.output, " " + std::to_string(kind) + " ")) << kind;
 }
 
 TEST(Options, PortInUseIsExplained) {

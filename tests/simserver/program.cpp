@@ -185,22 +185,24 @@ bool RawClient::readMore(std::string &into, std::chrono::milliseconds most) {
 }
 
 std::string RawClient::readAll(std::chrono::milliseconds most) {
-    std::string data;
+    std::string data = std::exchange(surplus_, {});
     while (readMore(data, most))
         continue;
     return data;
 }
 
 std::string RawClient::readMessages(std::size_t count) {
-    std::string data;
+    std::string data = std::exchange(surplus_, {});
     std::size_t end = 0;
     while (count > 0) {
         if (const std::size_t length = wholeMessage(data, end)) {
             end += length;
             --count;
         } else if (!readMore(data, 20s)) {
-            break;
+            return data;
         }
     }
+    surplus_ = data.substr(end);
+    data.resize(end);
     return data;
 }

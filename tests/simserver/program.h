@@ -51,9 +51,9 @@ class RawClient {
      */
     bool fill(const std::string &request, std::size_t most);
     void finishSending();
-    /** Reads until the other side closes, or for that long. */
+    /** Reads until the other side closes, or is silent for that long. */
     std::string readAll(std::chrono::milliseconds most = std::chrono::seconds(20));
-    /** Reads until `count` whole messages are there, the other side closes, or time is up. */
+    /** Reads `count` whole messages, or what there is when the other side closes or time is up. */
     std::string readMessages(std::size_t count);
     /** After reading: whether the other side has closed. */
     bool closed() const { return closed_; }
@@ -62,5 +62,6 @@ class RawClient {
     bool readMore(std::string &into, std::chrono::milliseconds most);
 
     int socket_;
+    std::string surplus_; // what has come behind the last message that was read
     bool closed_ = false;
 };

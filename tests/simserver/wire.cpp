@@ -28,6 +28,10 @@ std::string hex(std::string_view digits) {
     return out;
 }
 
+std::string wideNumber(std::string_view digits) {
+    return tlv(0x02, hex(digits));
+}
+
 std::string message(std::uint8_t id, std::string_view op, std::string_view controls) {
     std::string content = number(id).append(op);
     if (!controls.empty())
@@ -167,6 +171,13 @@ Response parse(std::string_view data) {
         response.id = smallNumber(parts.at(0).content);
         response.op = parts.at(1).tag;
         const auto fields = elements(parts.at(1).content);
+        if (response.op == 0x79) {
+            EXPECT_EQ(fields.at(0).tag, 0x80);
+            EXPECT_EQ(fields.at(0).content, strataOid(81));
+            EXPECT_EQ(fields.at(1).tag, 0x81);
+            response.events.push_back(fields.at(1).content);
+            continue;
+        }
         if (response.op == 0x64) {
             response.entries.push_back(fields.at(0).content);
             response.entryAttributes.push_back(readAttributes(fields.at(1).content));

@@ -16,6 +16,8 @@ inline std::string text(std::string_view value) {
 inline std::string number(std::uint8_t value) {
     return tlv(0x02, std::string(1, static_cast<char>(value)));
 }
+/** An INTEGER whose content is given in hexadecimal digits. */
+std::string wideNumber(std::string_view digits);
 inline std::string enumerated(std::uint8_t value) {
     return tlv(0x0a, std::string(1, static_cast<char>(value)));
 }
@@ -90,6 +92,7 @@ struct Response {
     std::vector<std::vector<Values>> entryAttributes; // of each entry
     std::vector<std::vector<Control>> entryControls;  // of each entry
     std::vector<Control> controls;                    // of the result
+    std::vector<std::string> events;                  // values of intermediate responses
     std::size_t messages = 0;
 };
 /** Reads the answer to one request: entries, if any, and the result. */

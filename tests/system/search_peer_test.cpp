@@ -1,12 +1,8 @@
-#include "support/ldap_message.h"
+#include "system/peer.h"
 #include "system/process.h"
 
-#include <array>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <thread>
 
 namespace test {
 namespace {
@@ -14,58 +10,6 @@ namespace {
 using namespace qldapx_test;
 using testing::HasSubstr;
 using testing::Not;
-
-/** A server for one connection: takes the bind, and answers the next request with given bytes. */
-class Peer {
-  public:
-    explicit Peer(Bytes answer)
-        : answer_(std::move(answer)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto *generic = reinterpret_cast<sockaddr *>(&address);
-        if (bind(listener_, generic, size) != 0 || listen(listener_, 1) != 0 ||
-            getsockname(listener_, generic, &size) != 0)
-            throw std::runtime_error("no socket");
-        uri_ = "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-        thread_ = std::thread([this] { serve(); });
-    }
-    ~Peer() {
-        shutdown(listener_, SHUT_RDWR); // for a client that never came
-        thread_.join();
-        close(listener_);
-    }
-    Peer(const Peer &) = delete;
-    Peer &operator=(const Peer &) = delete;
-
-    [[nodiscard]] const std::string &uri() const { return uri_; }
-
-  private:
-    void serve() const {
-        const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection < 0)
-            return;
-        const Bytes bound = ldapMessage(
-            1, tlv(0x61, join({tlv(0x0a, Bytes(1, '\0')), octetString(""), octetString("")})));
-        for (const Bytes &reply : {bound, answer_})
-            if (receive(connection))
-                send(connection, reply.data(), reply.size(), MSG_NOSIGNAL);
-        while (receive(connection)) {
-        }
-        close(connection);
-    }
-    // The tool waits for each answer: what comes together is one request.
-    static bool receive(int connection) {
-        std::array<char, 4096> buffer{};
-        return recv(connection, buffer.data(), buffer.size(), 0) > 0;
-    }
-
-    const Bytes answer_;
-    int listener_;
-    std::string uri_;
-    std::thread thread_;
-};
 
 Result searchAt(const Bytes &answer, const Arguments &more = {}) {
     const Peer peer(answer);

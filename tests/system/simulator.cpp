@@ -1,5 +1,6 @@
 #include "system/simulator.h"
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <stdexcept>
@@ -9,7 +10,9 @@ namespace test {
 namespace {
 
 Arguments withDefaults(const Arguments &options, const std::string &readyFile) {
-    Arguments all = {"--listen", "127.0.0.1:0", "--ready-file", readyFile};
+    Arguments all = {"--ready-file", readyFile};
+    if (std::find(options.begin(), options.end(), "--listen") == options.end())
+        all.insert(all.end(), {"--listen", "127.0.0.1:0"});
     all.insert(all.end(), options.begin(), options.end());
     return all;
 }

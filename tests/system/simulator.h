@@ -4,7 +4,10 @@
 
 namespace test {
 
-/** A strata-sim of the test's own, on a free port, until the end of the test. */
+/**
+ * A strata-sim of the test's own, on a free port unless the options say another, until the end of
+ * the test.
+ */
 class Simulator {
   public:
     explicit Simulator(const Arguments &options = {});

@@ -13,9 +13,9 @@
 
 namespace test {
 
-Terminal::Terminal(const Arguments &arguments, const Surroundings &surroundings) {
-    winsize size = {24, 80, 0, 0};
-    if (openpty(&master_, &slave_, nullptr, nullptr, &size) != 0)
+Terminal::Terminal(const Arguments &arguments, const Surroundings &surroundings, Size size) {
+    winsize window = {size.rows, size.columns, 0, 0};
+    if (openpty(&master_, &slave_, nullptr, nullptr, &window) != 0)
         throw std::runtime_error("no terminal");
     pid_ = fork();
     if (pid_ == 0) {
@@ -39,9 +39,9 @@ void Terminal::type(const std::string &keys) const {
         throw std::runtime_error("cannot type");
 }
 
-bool Terminal::readMore(int milliseconds) {
+bool Terminal::readMore(long milliseconds) {
     pollfd end = {master_, POLLIN, 0};
-    if (poll(&end, 1, milliseconds) <= 0)
+    if (poll(&end, 1, static_cast<int>(milliseconds)) <= 0)
         return false;
     std::array<char, 4096> buffer{};
     const ssize_t got = read(master_, buffer.data(), buffer.size());
@@ -50,11 +50,8 @@ bool Terminal::readMore(int milliseconds) {
 }
 
 bool Terminal::waitFor(const std::string &text) {
-    constexpr int patience = 20000;
-    while (screen_.find(text) == std::string::npos)
-        if (!readMore(patience))
-            return false;
-    return true;
+    return waitUntil(
+        [&](const std::string &shown) { return shown.find(text) != std::string::npos; });
 }
 
 bool Terminal::echoes() const {
@@ -63,12 +60,26 @@ bool Terminal::echoes() const {
     return (settings.c_lflag & ECHO) != 0;
 }
 
+void Terminal::resize(Size size) const {
+    const winsize window = {size.rows, size.columns, 0, 0};
+    ioctl(master_, TIOCSWINSZ, &window);
+}
+
+void Terminal::signal(int number) const {
+    kill(pid_, number);
+}
+
 Result Terminal::finish() {
     constexpr int attempts = 6000;
     int status = 0;
     Result result;
-    for (int i = 0; i < attempts && waitpid(pid_, &status, WNOHANG) == 0; ++i)
+    pid_t ended = 0;
+    for (int i = 0; i < attempts && ended == 0; ++i) {
         readMore(10);
+        ended = waitpid(pid_, &status, WNOHANG);
+    }
+    if (ended == 0)
+        return result;
     while (readMore(50)) {
     }
     result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);

@@ -2,12 +2,19 @@
 
 #include "system/process.h"
 
+#include <chrono>
+
 namespace test {
 
 /** A program on a terminal of its own, where somebody types. */
 class Terminal {
   public:
-    Terminal(const Arguments &arguments, const Surroundings &surroundings);
+    struct Size {
+        unsigned short rows = 24, columns = 80;
+    };
+    Terminal(const Arguments &arguments, const Surroundings &surroundings)
+        : Terminal(arguments, surroundings, Size()) {}
+    Terminal(const Arguments &arguments, const Surroundings &surroundings, Size size);
     ~Terminal();
     Terminal(const Terminal &) = delete;
     Terminal &operator=(const Terminal &) = delete;
@@ -15,12 +22,24 @@ class Terminal {
     void type(const std::string &keys) const;
     /** Waits until the screen shows this; false when it never does. */
     bool waitFor(const std::string &text);
+    /** Waits until that holds of what was shown; false when it never does. */
+    template <typename Condition>
+    bool waitUntil(const Condition &condition) {
+        const auto deadline = std::chrono::steady_clock::now() + patience;
+        while (!condition(screen_))
+            if (std::chrono::steady_clock::now() > deadline || !readMore(patience.count()))
+                return false;
+        return true;
+    }
     [[nodiscard]] bool echoes() const;
+    void resize(Size size) const;
+    void signal(int number) const;
     /** All that was shown, and how the tool ended. */
     Result finish();
 
   private:
-    bool readMore(int milliseconds);
+    static constexpr std::chrono::milliseconds patience{20000};
+    bool readMore(long milliseconds);
 
     pid_t pid_ = -1;
     int master_ = -1;

@@ -20,8 +20,14 @@ class Run {
     const CLI::App &root;
     Output out;
     void open();
+    /** Ends the session; what needs one opens another. */
+    void close() { session_.reset(); }
+    /** For a command that opens more sessions than one: asks for the password only now. */
+    void keepPassword() { qldapx::keepPassword(connection_, out.isJson()); }
     /** The server's, once the session is open. */
     [[nodiscard]] std::string uri() const { return session_->uri(); }
+    /** The command, such as "partition split". */
+    [[nodiscard]] const std::string &name() const { return name_; }
     /** Runs one operation of the library; `object` is what it works on. */
     void perform(const std::string &object, const Session::Call &call);
     /** Makes a control that goes with every request from now on. */
@@ -34,7 +40,7 @@ class Run {
 
   private:
     ConnectionOptions &connection_;
-    std::string name_; // of the command, such as "partition split"
+    std::string name_;
     std::optional<Session> session_;
     int exitStatus_ = exitDone;
 };
@@ -78,6 +84,7 @@ void addSearch(CLI::App &root, Tool &tool);
 void addRights(CLI::App &root, Tool &tool);
 void addStatus(CLI::App &root, Tool &tool);
 void addReference(CLI::App &root, Tool &tool);
+void addEvents(CLI::App &root, Tool &tool);
 void addBackup(CLI::App &root, Tool &tool);
 void addRestore(CLI::App &root, Tool &tool);
 void addTrigger(CLI::App &root, Tool &tool);

@@ -1,11 +1,11 @@
 #include "entry_output.h"
 
+#include "encoding.h"
 #include "errors.h"
 #include "text.h"
 
 #include <fmt/format.h>
 #include <ldif.h>
-#include <openssl/evp.h>
 
 namespace qldapx {
 namespace {
@@ -27,18 +27,10 @@ void printLine(Output &out, int type, const std::string &name, std::string_view 
     out.text(line.get());
 }
 
-std::string base64(std::string_view bytes) {
-    std::string text((bytes.size() + 2) / 3 * 4, '\0');
-    EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
-                    reinterpret_cast<const unsigned char *>(bytes.data()),
-                    static_cast<int>(bytes.size()));
-    return text;
-}
-
 nlohmann::json jsonValue(std::string_view value) {
     if (isUtf8(value))
         return value;
-    return {{"base64", base64(value)}};
+    return jsonBytes<nlohmann::json>(value);
 }
 
 } // namespace

@@ -1,11 +1,11 @@
 #include "interruption.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <new>
-#include <poll.h>
 #include <unistd.h>
 
 namespace qldapx {
@@ -17,7 +17,18 @@ volatile sig_atomic_t received = 0;
 // Wakes a wait that begins after the signal has come.
 std::array<int, 2> wakeUp = {-1, -1};
 
+Interruption::LastAct finalAct = nullptr;
+
+void endNow(int signal) {
+    if (finalAct != nullptr)
+        finalAct();
+    std::signal(signal, SIG_DFL);
+    raise(signal);
+}
+
 void remember(int signal) {
+    if (received != 0)
+        return endNow(signal);
     const int error = errno;
     received = signal;
     const char byte = 0;
@@ -28,12 +39,12 @@ void remember(int signal) {
 
 } // namespace
 
-Interruption::Interruption() {
+Interruption::Interruption(LastAct lastAct) {
+    finalAct = lastAct;
     if (pipe2(wakeUp.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::bad_alloc();
     struct sigaction action = {};
     action.sa_handler = remember;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
     for (const int signal : endingSignals)
         sigaction(signal, &action, nullptr);
 }
@@ -52,9 +63,15 @@ bool Interruption::requested() {
 }
 
 void Interruption::wait(int descriptor) {
-    constexpr int second = 1000;
-    std::array<pollfd, 2> ends = {{{descriptor, POLLIN, 0}, {wakeUp[0], POLLIN, 0}}};
-    poll(ends.data(), ends.size(), second);
+    std::array<pollfd, 1> ends = {{{descriptor, POLLIN, 0}}};
+    wait(ends, std::chrono::seconds(1));
+}
+
+void Interruption::wait(std::span<pollfd> ends, std::chrono::milliseconds longest) {
+    std::array<pollfd, 3> all = {{{wakeUp[0], POLLIN, 0}, {-1, 0, 0}, {-1, 0, 0}}};
+    std::copy(ends.begin(), ends.end(), all.begin() + 1);
+    poll(all.data(), all.size(), static_cast<int>(longest.count()));
+    std::copy_n(all.begin() + 1, ends.size(), ends.begin());
 }
 
 void Interruption::endProcess() {

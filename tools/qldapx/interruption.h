@@ -1,5 +1,9 @@
 #pragma once
 
+#include <chrono>
+#include <poll.h>
+#include <span>
+
 namespace qldapx {
 
 /**
@@ -8,7 +12,10 @@ namespace qldapx {
  */
 class Interruption {
   public:
-    Interruption();
+    /** What a second signal does before the process ends; callable from a signal handler. */
+    using LastAct = void (*)();
+
+    explicit Interruption(LastAct lastAct = nullptr);
     ~Interruption();
     Interruption(const Interruption &) = delete;
     Interruption &operator=(const Interruption &) = delete;
@@ -16,6 +23,8 @@ class Interruption {
     [[nodiscard]] static bool requested();
     /** Waits until there is something to read, or the command is to end, or a second is over. */
     static void wait(int descriptor);
+    /** Waits as poll does, or until the command is to end; at most two descriptors. */
+    static void wait(std::span<pollfd> ends, std::chrono::milliseconds longest);
     /** Ends by the signal itself, so that a shell's loop around the process ends too. */
     static void endProcess();
 };

@@ -1,6 +1,7 @@
 #include "search.h"
 
 #include "errors.h"
+#include "messages.h"
 #include "text.h"
 
 #include <fmt/format.h>
@@ -17,9 +18,6 @@ struct FreeBer {
 };
 struct FreeEncoder {
     void operator()(BerElement *ber) const { ber_free(ber, 1); }
-};
-struct FreeMessage {
-    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
 };
 struct FreeControls {
     void operator()(LDAPControl **controls) const { ldap_controls_free(controls); }
@@ -108,18 +106,6 @@ int send(LDAP *ld, const SearchRequest &request, int &id) {
                            request.sizeLimit.value_or(configured), &id);
 }
 
-// No control of the search belongs to the abandon.
-void abandon(LDAP *ld, int id) {
-    LDAPControl *none = nullptr;
-    ldap_abandon_ext(ld, id, &none, nullptr);
-}
-
-int sessionCode(LDAP *ld) {
-    int code = LDAP_SUCCESS;
-    ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &code);
-    return code == LDAP_SUCCESS ? LDAP_LOCAL_ERROR : code;
-}
-
 /** Receives until the result; whatever else ends the search, the server is told. */
 int receive(LDAP *ld, int id, SearchHandler &handler) {
     bool goOn = true;
@@ -127,11 +113,11 @@ int receive(LDAP *ld, int id, SearchHandler &handler) {
     while (goOn && code == LDAP_SUCCESS) {
         LDAPMessage *message = nullptr;
         const int kind = handler.next(ld, id, &message);
-        const std::unique_ptr<LDAPMessage, FreeMessage> owner(message);
+        const MessagePtr owner(message);
         if (kind == LDAP_RES_SEARCH_RESULT)
             return takeResult(ld, message, handler);
         if (kind <= 0)
-            code = kind == 0 ? LDAP_TIMEOUT : sessionCode(ld);
+            code = kind == 0 ? LDAP_TIMEOUT : failureCode(ld);
         else if (kind == LDAP_RES_SEARCH_ENTRY)
             code = takeEntry(ld, message, handler, goOn);
         else if (kind == LDAP_RES_SEARCH_REFERENCE)
@@ -159,7 +145,7 @@ void checkFilter(const std::string &filter) {
     const std::unique_ptr<BerElement, FreeEncoder> ber(ber_alloc_t(LBER_USE_DER));
     if (ber == nullptr)
         throw std::bad_alloc();
-    if (ldap_pvt_put_filter(ber.get(), filter.c_str()) == -1)
+    if (filter.empty() || ldap_pvt_put_filter(ber.get(), filter.c_str()) == -1)
         throw UsageError(fmt::format("\"{}\" is no filter", printable(filter)),
                          "one as in '(&(objectClass=person)(cn=Ada*))', in single quotes");
 }

@@ -33,6 +33,8 @@ void forgetDiagnostics(LDAP *ld) {
 }
 
 Secret givenPassword(ConnectionOptions &options, bool json) {
+    if (options.passwordIsKept)
+        return Secret(options.password.view());
     if (options.ask)
         return askPassword({"LDAP password: ", "-W", "-y FILE"});
     if (options.passwordFile)
@@ -54,6 +56,12 @@ void requirePassword(const ConnectionOptions &options, const Secret &password) {
 }
 
 } // namespace
+
+void keepPassword(ConnectionOptions &options, bool json) {
+    options.password = givenPassword(options, json);
+    requirePassword(options, options.password);
+    options.passwordIsKept = true;
+}
 
 Session::Session(ConnectionOptions &options, bool json) : timeout_(options.timeout) {
     Secret password = givenPassword(options, json);

@@ -15,14 +15,18 @@ namespace qldapx {
 struct ConnectionOptions {
     std::optional<std::string> uri; // without one, libldap's own configuration names it
     std::optional<std::string> bindDn;
-    Secret password; // of -w
+    Secret password; // of -w, or kept
     bool hasPassword = false;
+    bool passwordIsKept = false;
     bool ask = false;
     std::optional<std::string> passwordFile;
     int startTls = 0;                 // 2: refuse to go on without
     int timeout = 30;                 // seconds
     std::optional<std::string> actAs; // whose rights count for what follows the bind
 };
+
+/** Gets the password now, and keeps it for all sessions that are opened with these options. */
+void keepPassword(ConnectionOptions &options, bool json);
 
 /** A bound session. All of it throws Failure, or UsageError for options that cannot be used. */
 class Session {

@@ -2,6 +2,7 @@
 
 #include "errors.h"
 
+#include <algorithm>
 #include <array>
 #include <fmt/format.h>
 
@@ -91,6 +92,13 @@ std::size_t columns(std::string_view text) {
     for (const char byte : text)
         count += (static_cast<unsigned char>(byte) & 0xc0U) != 0x80U ? 1 : 0;
     return count;
+}
+
+std::string_view prefixOf(std::string_view text, std::size_t width) {
+    std::size_t bytes = 0;
+    for (; bytes < text.size() && width > 0; --width)
+        bytes += std::max<std::size_t>(firstCodePoint(text.substr(bytes)).length, 1);
+    return text.substr(0, bytes);
 }
 
 std::vector<unsigned short> utf16(std::string_view text) {

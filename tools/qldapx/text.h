@@ -25,6 +25,9 @@ std::string printable(std::string_view text);
 /** The columns that a printable text takes, one a character. */
 std::size_t columns(std::string_view text);
 
+/** As much of a printable text as fits into so many columns. */
+std::string_view prefixOf(std::string_view text, std::size_t width);
+
 /** UTF-16 in the machine's byte order with a zero unit at its end; throws UsageError. */
 std::vector<unsigned short> utf16(std::string_view text);
 

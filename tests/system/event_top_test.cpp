@@ -141,6 +141,14 @@ TEST(EventTop, EventsThatAreNotAcceptedAreMarked) {
     EXPECT_TRUE(screen.shows("\n  4711  [(]not reported[)] +0 ")) << screen.last();
 }
 
+// Two of three events at 300 a second: the average is that of the seconds that have passed.
+TEST(EventTop, AveragesOverWhatHasPassed) {
+    Screen screen({24, 80}, {}, {}, {"--replay-repeat", "0", "--replay-rate", "300"});
+    EXPECT_TRUE(screen.shows("\n +1000  ConnectionEventData +[0-9]{3} +[0-9.]+ +[1-9][0-9]{2}[.]"))
+        << screen.last();
+    EXPECT_EQ(screen.end("q").status, 0);
+}
+
 TEST(EventTop, PausesAndBeginsAnew) {
     Screen screen({24, 80}, {}, {}, {"--replay-repeat", "0", "--replay-rate", "300"});
     ASSERT_TRUE(screen.shows("[1-9][0-9]+ events"));

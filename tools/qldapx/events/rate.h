@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -16,9 +17,11 @@ class Rate {
         advance(now);
         ++bucket(second_);
     }
-    /** A second's number, on the average of so many whole seconds before this one. */
+    /** A second's number, on the average of so many seconds before this one, or since the
+     * beginning. */
     [[nodiscard]] double over(std::int64_t seconds, Clock::time_point now) {
         advance(now);
+        seconds = std::clamp(second_ - begin_, std::int64_t{1}, seconds);
         std::uint64_t sum = 0;
         for (std::int64_t i = 1; i <= seconds; ++i)
             sum += bucket(second_ - i);
@@ -26,9 +29,11 @@ class Rate {
     }
 
   private:
+    static std::int64_t secondOf(Clock::time_point time) {
+        return std::chrono::duration_cast<std::chrono::seconds>(time.time_since_epoch()).count();
+    }
     void advance(Clock::time_point now) {
-        using namespace std::chrono;
-        const std::int64_t second = duration_cast<seconds>(now.time_since_epoch()).count();
+        const std::int64_t second = secondOf(now);
         if (second - second_ > longest)
             second_ = second - longest - 1;
         while (second_ < second)
@@ -39,6 +44,7 @@ class Rate {
     }
 
     std::array<std::uint64_t, longest + 1> buckets_{}; // the present second's and those before
+    std::int64_t begin_ = secondOf(Clock::now());
     std::int64_t second_ = longest;
 };
 

@@ -16,20 +16,17 @@ namespace {
 
 constexpr char responseOid[] = "2.16.840.1.907341.1.27.100.80";
 constexpr ber_tag_t responseNameTag = 0x8a;
-constexpr ber_tag_t intermediateNameTag = 0x80;
 
-// libldap's own parsers of both operations end the process over a name without characters
-// (assert( resoid[ 0 ] != '\0' )). That is libldap's fault and would hide ours, so no operation
-// with such an element, wherever it stands, is sent. In an intermediate response libldap takes
-// either tag for the name's.
+// libldap's own parser of an answer ends the process over a name without characters
+// (assert( resoid[ 0 ] != '\0' )). That is libldap's fault and would hide ours, so no answer with
+// such an element, wherever it stands, is sent.
 bool hasEmptyName(const Bytes &operation) {
     BerPtr ber = decoderOf({operation.size(), const_cast<char *>(operation.data())});
     berval element;
     ber_len_t length = 0;
     ber_skip_tag(ber.get(), &length);
     for (ber_tag_t tag; (tag = ber_skip_element(ber.get(), &element)) != LBER_ERROR;)
-        if ((tag == responseNameTag || tag == intermediateNameTag) &&
-            (element.bv_len == 0 || element.bv_val[0] == '\0'))
+        if (tag == responseNameTag && (element.bv_len == 0 || element.bv_val[0] == '\0'))
             return true;
     return false;
 }
@@ -115,8 +112,7 @@ void runNotification(const Target & /*target*/, const Bytes &bytes) {
 }
 
 void runIntermediate(const Target & /*target*/, const Bytes &bytes) {
-    if (!hasEmptyName(bytes))
-        withMessage(bytes, parseEvent);
+    withMessage(bytes, parseEvent);
 }
 
 } // namespace qldapx_fuzz

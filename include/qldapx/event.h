@@ -95,7 +95,7 @@ QLDAPX_API int ldap_parse_monitor_events_response(LDAP *ld, LDAPMessage *result,
  * eventData:   receives the payload's record (event_record.h), released with ldap_event_free;
  *              NULL for a kind that has none and after a failure. NULL decodes only the two
  *              integers.
- * freeit:      non-zero releases msg (unless it could not be parsed at all).
+ * freeit:      non-zero releases msg, unless it is no intermediate response.
  * ipData:      receives the address as NetAddrEventData, released with ldap_event_free; NULL if
  *              it is not wanted. It is left as it was when the event has none, so set it to NULL
  *              first. What it holds is not released by a failure.
@@ -104,6 +104,7 @@ QLDAPX_API int ldap_parse_monitor_events_response(LDAP *ld, LDAPMessage *result,
  *   LDAP_PARAM_ERROR     eventType or eventResult is NULL, or msg is no intermediate response.
  *   LDAP_DECODING_ERROR  the message is no event notification or does not decode.
  *   LDAP_NO_MEMORY       memory ran out.
+ *   LDAP_NOT_SUPPORTED   the session speaks LDAP v2.
  * A string that comes under another tag than its own is a fault after which the process ends with
  * an assertion message on standard error.
  */

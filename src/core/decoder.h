@@ -20,7 +20,12 @@ class Decoder {
         if (ber_ != nullptr)
             ber_init2(ber_.get(), &bytes, 0);
     }
+    // Reads from where another element stands, and leaves that one there.
+    explicit Decoder(BerElement *other) : ber_(ber_dup(other)) {}
     explicit operator bool() const { return ber_ != nullptr; }
+
+    // Goes on with bytes that were read, as a value of their own.
+    void restart(berval value) { ber_init2(ber_.get(), &value, 0); }
 
     // For readers of their own; it stays the decoder's.
     [[nodiscard]] BerElement *element() const { return ber_.get(); }

@@ -32,6 +32,7 @@ using BerElementPtr = std::unique_ptr<BerElement, Releaser<releaseElement>>;
 using BorrowingElementPtr = std::unique_ptr<BerElement, Releaser<releaseElementOnly>>;
 using BervalPtr = std::unique_ptr<berval, Releaser<ber_bvfree>>;
 using LdapStringPtr = std::unique_ptr<char, Releaser<ldap_memfree>>;
+using MessagePtr = std::unique_ptr<LDAPMessage, Releaser<ldap_msgfree>>;
 using UrlDescriptionPtr = std::unique_ptr<LDAPURLDesc, Releaser<ldap_free_urldesc>>;
 using HeapPtr = std::unique_ptr<char, Releaser<std::free>>;
 

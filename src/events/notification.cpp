@@ -12,6 +12,9 @@
 #include "events/record.h"
 #include "qldapx/event.h"
 
+// Exported by libldap, but in none of its installed headers.
+extern "C" BerElement *ldap_get_message_ber(LDAPMessage *message);
+
 namespace {
 
 using namespace qldapx;
@@ -52,22 +55,58 @@ int readNotification(BerElement *ber, int *eventType, int *eventResult, void **e
     return result;
 }
 
+// IntermediateResponse (RFC 4511, 4.13), where its parts lie in the message.
+struct Intermediate {
+    berval name;
+    berval value;
+};
+
+// Takes what libldap takes: a part may be absent, or be tagged as in an extended response. (It
+// looked at the operation's own tag and length when it received it.)
+Intermediate readIntermediate(BerElement *ber) {
+    Intermediate parts{};
+    berval part{};
+    ber_len_t length = 0;
+    ber_skip_tag(ber, &length);
+    ber_tag_t tag = ber_skip_element(ber, &part);
+    if (tag == LDAP_TAG_IM_RES_OID || tag == LDAP_TAG_EXOP_RES_OID) {
+        parts.name = part;
+        tag = ber_skip_element(ber, &part);
+    }
+    if (tag == LDAP_TAG_IM_RES_VALUE || tag == LDAP_TAG_EXOP_RES_VALUE)
+        parts.value = part;
+    return parts;
+}
+
+// A NUL at its end is the string's terminator, as everywhere in liblber.
+bool isNotification(const berval &name) {
+    constexpr ber_len_t length = sizeof notificationOid - 1;
+    return (name.bv_len == length || name.bv_len == length + 1) &&
+           std::memcmp(name.bv_val, notificationOid, name.bv_len) == 0;
+}
+
+// ldap_parse_intermediate would copy name and value, which costs as much as all the rest: events
+// are read where libldap has received them.
 int parseNotification(LDAP *ld, LDAPMessage *msg, int *eventType, int *eventResult,
                       void **eventData, int freeit, void **ipData) {
     if (eventType == nullptr || eventResult == nullptr)
         return LDAP_PARAM_ERROR;
     if (eventData != nullptr)
         *eventData = nullptr;
-    LdapStringPtr name;
-    BervalPtr value;
-    int result = ldap_parse_intermediate(ld, msg, Out(name), Out(value), nullptr, freeit);
-    if (result != LDAP_SUCCESS)
-        return result;
-    if (name == nullptr || std::strcmp(name.get(), notificationOid) != 0 || value == nullptr)
-        return LDAP_DECODING_ERROR;
-    Decoder decoder(*value);
+    int version = 0;
+    ldap_get_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
+    if (version < LDAP_VERSION3)
+        return LDAP_NOT_SUPPORTED;
+    if (ldap_msgtype(msg) != static_cast<int>(LDAP_RES_INTERMEDIATE))
+        return LDAP_PARAM_ERROR;
+    Decoder decoder(ldap_get_message_ber(msg));
     if (!decoder)
         return LDAP_NO_MEMORY;
+    MessagePtr released(freeit != 0 ? msg : nullptr);
+    Intermediate parts = readIntermediate(decoder.element());
+    if (!isNotification(parts.name))
+        return LDAP_DECODING_ERROR;
+    decoder.restart(parts.value);
     return readNotification(decoder.element(), eventType, eventResult, eventData, ipData);
 }
 

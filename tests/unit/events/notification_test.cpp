@@ -60,6 +60,25 @@ const FrameCase frameCases[] = {
      unset, "none"},
     {"ShorterName", intermediate(Bytes(oid, 10), notification(7, 8, bindery)), malformed, unset,
      unset, "none"},
+    {"EmptyName", intermediate("", notification(7, 8, bindery)), malformed, unset, unset, "none"},
+    {"NulForName", intermediate(Bytes(1, '\0'), notification(7, 8, bindery)), malformed, unset,
+     unset, "none"},
+    {"NulInName", intermediate("2.16" + Bytes(1, '\0') + "8", notification(7, 8, bindery)),
+     malformed, unset, unset, "none"},
+    // It ends the string, as in all of liblber.
+    {"NulBehindName", intermediate(Bytes(oid) + Bytes(1, '\0'), notification(7, 8, bindery)), 0, 7,
+     8, binderyFields},
+    {"MoreBehindNul", intermediate(Bytes(oid) + Bytes("\0x", 2), notification(7, 8, bindery)),
+     malformed, unset, unset, "none"},
+    {"OtherByteBehindName", intermediate(Bytes(oid) + "1", notification(7, 8, bindery)), malformed,
+     unset, unset, "none"},
+    // As libldap takes it from servers that tag it so.
+    {"TagsOfAnExtendedResponse", tlv(0x79, tlv(0x8a, oid) + tlv(0x8b, notification(7, 8, bindery))),
+     0, 7, 8, binderyFields},
+    {"ValueBeforeName", tlv(0x79, tlv(0x81, notification(7, 8, bindery)) + tlv(0x80, oid)),
+     malformed, unset, unset, "none"},
+    {"EmptyOperation", tlv(0x79, ""), malformed, unset, unset, "none"},
+    {"NameTruncated", tlv(0x79, fromHex("80 7f 32")), malformed, unset, unset, "none"},
     {"NoName", intermediate(std::nullopt, notification(7, 8, bindery)), malformed, unset, unset,
      "none"},
     {"NoValue", intermediate(oid, std::nullopt), malformed, unset, unset, "none"},
@@ -179,6 +198,45 @@ TEST(Notification, OtherMessage) {
     EXPECT_EQ(event.result, LDAP_PARAM_ERROR);
     EXPECT_EQ(event.sessionResult, LDAP_PARAM_ERROR);
     EXPECT_EQ(event.data, nullptr);
+}
+
+TEST(Notification, VersionTwoHasNoEvents) {
+    EventStream stream({eventMessage(notification(7, 0, bindery))});
+    MessagePtr message = stream.next();
+    const int version = LDAP_VERSION2;
+    ldap_set_option(stream.session(), LDAP_OPT_PROTOCOL_VERSION, &version);
+    NotifiedEvent event = parseEvent(stream.session(), message.get());
+    EXPECT_EQ(event.result, LDAP_NOT_SUPPORTED);
+    EXPECT_EQ(event.sessionResult, LDAP_NOT_SUPPORTED);
+}
+
+// The message stays as it was: it may be parsed again.
+TEST(Notification, ParsedTwice) {
+    EventStream stream({eventMessage(notification(7, 0, bindery))});
+    MessagePtr message = stream.next();
+    for (int i = 0; i < 2; ++i) {
+        NotifiedEvent event = parseEvent(stream.session(), message.get());
+        EXPECT_EQ(event.result, LDAP_SUCCESS);
+        EXPECT_EQ(describeRecord(101, event.data.get()), binderyFields);
+    }
+}
+
+// Controls behind the operation are not its parts.
+TEST(Notification, WithControls) {
+    const Bytes control = sequence({octetString("1.2.3"), octetString("v")});
+    const Bytes message =
+        sequence({integer(1), eventMessage(notification(7, 0, bindery)), tlv(0xa0, control)});
+    ScriptedPeer peer({ScriptedPeer::raw(message)});
+    EventSpecification wanted{7, 0};
+    int id = 0;
+    ASSERT_EQ(ldap_monitor_events(peer.session(), 1, &wanted, &id), LDAP_SUCCESS);
+    timeval patience{10, 0};
+    LDAPMessage *raw = nullptr;
+    ASSERT_GT(ldap_result(peer.session(), id, LDAP_MSG_ONE, &patience, &raw), 0);
+    MessagePtr owner(raw);
+    NotifiedEvent event = parseEvent(peer.session(), raw);
+    EXPECT_EQ(event.result, LDAP_SUCCESS);
+    EXPECT_EQ(describeRecord(101, event.data.get()), binderyFields);
 }
 
 // AddressSanitizer sees a message that is released twice, and one that is not.

@@ -41,8 +41,8 @@ QLDAPX_API int ber_get_IP(LDAP *ld, BerElement *ber, void **ipData);
 /*
  * parseNetAddrEventData - decodes kind 104: INTEGER, OCTET STRING.
  *
- * out: receives a NetAddrEventData, released with ldap_event_free; NULL when the OCTET STRING does
- *      not decode, as it was when something before it fails. An empty OCTET STRING is left unread.
+ * out: receives a NetAddrEventData, released with ldap_event_free; left as it was when the address
+ *      does not decode, NULL when memory ran out. An empty OCTET STRING is left unread.
  *
  * The result is stored as the session's result code.
  */

@@ -27,9 +27,10 @@ int readUntestedString(BerElement *ber, char *record, const Field &field) {
 
 int readFinalString(BerElement *ber, char *record, const Field &field) {
     ber_len_t length = 0;
-    if (ber_peek_tag(ber, &length) == LBER_OCTETSTRING)
+    ber_tag_t tag = ber_peek_tag(ber, &length);
+    if (tag == LBER_OCTETSTRING)
         return readStringField(ber, record, field);
-    if (nextTag(ber) != LBER_DEFAULT)
+    if (tag != LBER_DEFAULT)
         ber_skip_tag(ber, &length);
     return LDAP_SUCCESS;
 }

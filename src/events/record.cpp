@@ -240,10 +240,13 @@ constexpr Field unknownOpData[] = {
 #undef ARRAY
 #undef FIELD
 
-#define RECORD(kind, type, fields)                                                                 \
-    Record {                                                                                       \
-#type, kind, sizeof(type), fields                                                          \
-    }
+template <std::size_t size>
+constexpr Record record(std::uint16_t kind, const char *name, std::size_t bytes,
+                        const Field (&fields)[size]) {
+    return {name, kind, static_cast<std::uint16_t>(bytes), fields};
+}
+
+#define RECORD(kind, type, fields) record(kind, #type, sizeof(type), fields)
 
 // By kind.
 constexpr Record records[] = {

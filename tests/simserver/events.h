@@ -1,6 +1,7 @@
 #pragma once
 
 #include "in_process.h"
+#include "progress.h"
 
 #include <memory>
 #include <string>
@@ -62,16 +63,7 @@ class Monitored {
     void end() { operation_.reset(); }
 
     /** What came since the last look. */
-    wire::Response look() {
-        using Progress = stratasim::OpenOperation::Progress;
-        std::string out;
-        Progress progress = Progress::More;
-        while (operation_ && progress == Progress::More)
-            progress = operation_->produce(out, 65536);
-        if (progress == Progress::Done)
-            operation_.reset();
-        return wire::parse(out);
-    }
+    wire::Response look() { return lookAt(operation_); }
     std::vector<std::string> events() { return look().events; }
 
   private:

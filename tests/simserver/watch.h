@@ -1,6 +1,7 @@
 #pragma once
 
 #include "in_process.h"
+#include "progress.h"
 
 #include <memory>
 #include <string>
@@ -41,16 +42,7 @@ class Watch {
     stratasim::OpenOperation &operation() { return *operation_; }
 
     /** What came since the last look. */
-    wire::Response changes() {
-        using Progress = stratasim::OpenOperation::Progress;
-        std::string out;
-        Progress progress = Progress::More;
-        while (operation_ && progress == Progress::More)
-            progress = operation_->produce(out, 65536);
-        if (progress == Progress::Done)
-            operation_.reset();
-        return wire::parse(out);
-    }
+    wire::Response changes() { return lookAt(operation_); }
 
   private:
     wire::Response first_;

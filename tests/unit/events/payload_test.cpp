@@ -178,6 +178,25 @@ TEST(EventRecord, AllFieldsOfStructuredTypes) {
     EXPECT_EQ(list[0].type, 5);
 }
 
+// What a program loops over: never more than is there.
+TEST(EventRecord, CountsBelowNothingAreNone) {
+    const Bytes strings = octetString("a") + integer(1) + octetString("b");
+    const Bytes numbers = integer(1) + integer(2) + octetString("a") + octetString("b");
+    const Bytes payloads[] = {
+        tlv(0x66, strings + sequence({integer(-5), sequence({})})),
+        tlv(0x70, numbers + integer(3) + integer(-4)),
+    };
+    for (const Bytes &payload : payloads) {
+        NotifiedEvent event = notified(notification(7, 0, payload));
+        ASSERT_EQ(event.result, LDAP_SUCCESS);
+        LDAPXEventField field{}, last{};
+        for (int i = 0; ldapx_event_field(event.data.get(), i, &field) != 0; ++i)
+            last = field;
+        EXPECT_TRUE(last.type == LDAPX_EVENT_REFERRALS || last.type == LDAPX_EVENT_ITEMS);
+        EXPECT_EQ(last.count, 0U) << last.name;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Events, PayloadTest, testing::ValuesIn(eventSamples()),
                          caseName<EventSample>);
 

@@ -133,8 +133,8 @@ Machine: {machine()}.
     print(f"\nBackup and restore together move {speed:.0f} MiB a second over a local socket.")
     monitor = medians(results / "monitor.txt")
     print(
-        f"\nA monitored event takes {monitor['library-cpu']:.2f} microseconds of the processor, one "
-        f"that is thrown away {monitor['hand-cpu']:.2f}."
+        f"\nA monitored event takes {monitor['library-cpu']:.2f} microseconds of the processor, "
+        f"one that is thrown away {monitor['hand-cpu']:.2f}."
     )
 
 

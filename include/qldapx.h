@@ -19,6 +19,7 @@
 #include <qldapx/event.h>
 #include <qldapx/event_decoder.h>
 #include <qldapx/identity.h>
+#include <qldapx/lburp.h>
 #include <qldapx/legacy.h>
 #include <qldapx/memory.h>
 #include <qldapx/partition.h>

@@ -4,9 +4,8 @@
 
 namespace qldapx {
 
-BerElement *Exchange::newEncoder() {
-    // Not LBER_USE_DER: the server knows these requests with the lengths that BER allows.
-    encoder_.reset(ber_alloc_t(0));
+BerElement *Exchange::newEncoder(int options) {
+    encoder_.reset(ber_alloc_t(options));
     return encoder_.get();
 }
 

@@ -41,7 +41,11 @@ class Exchange {
     }
 
     // For requests of more than one piece: the encoder to write to (NULL: no memory), then send().
-    [[nodiscard]] BerElement *newEncoder();
+    // Without LBER_USE_DER among the options constructed elements have the lengths of four bytes
+    // that the server knows nearly all requests with.
+    [[nodiscard]] BerElement *newEncoder(int options = 0);
+    // For writers that release the encoder when they fail.
+    void forgetEncoder() { static_cast<void>(encoder_.release()); }
     [[nodiscard]] int send(const Operation &operation);
 
     // Sends what was written to the encoder and does not wait: *msgid receives the message id

@@ -81,6 +81,26 @@ static int (*const backup)(LDAP *, char *, char *, char **, char **, char **,
 static int (*const restore)(LDAP *, char *, char *, char *, char *, int) = ldap_restore_object;
 static ber_tag_t (*const returned)(BerElement *, char **) = get_returnedBuffer;
 
+/* Bulk update. */
+static int (*const encode_add)(LDAP *, char *, LDAPMod **, LDAPControl **,
+                               BerElement *) = LBURPEncodeAdd;
+static int (*const encode_delete)(LDAP *, char *, LDAPControl **, BerElement *) = LBURPEncodeDelete;
+static int (*const encode_mod)(LDAP *, char *, LDAPMod **, LDAPControl **,
+                               BerElement *) = LBURPEncodeMod;
+static int (*const encode_modrdn)(LDAP *, char *, char *, char *, int, LDAPControl **,
+                                  BerElement *) = LBURPEncodeModRDN;
+static int (*const bulk_start)(LDAP *, int *) = ldap_lburp_start_request;
+static int (*const bulk_started)(LDAP *, LDAPMessage *, int *, char **, int *,
+                                 int) = ldap_parse_lburp_start_response;
+static int (*const bulk_operations)(LDAP *, int, LBURPOperation **,
+                                    int *) = ldap_lburp_operation_request;
+static int (*const bulk_failures)(LDAP *, LDAPMessage *, int *, char **, int *,
+                                  LBURPOperationFailure **,
+                                  int) = ldap_parse_lburp_operation_response;
+static int (*const bulk_end)(LDAP *, int, int *) = ldap_lburp_end_request;
+static int (*const bulk_ended)(LDAP *, LDAPMessage *, int *, char **,
+                               int) = ldap_parse_lburp_end_response;
+
 /* Event monitoring. */
 typedef int (*Payload)(LDAP *, BerElement *, void **, void **);
 static int (*const monitor)(LDAP *, int, EventSpecification *, int *) = ldap_monitor_events;
@@ -148,6 +168,8 @@ int main(void) {
           url_s && url_st;
     all = all && persistent && entry_change && proxy && rights && status && status_of &&
           reference && reference_of && backup && restore && returned;
+    all = all && encode_add && encode_delete && encode_mod && encode_modrdn && bulk_start &&
+          bulk_started && bulk_operations && bulk_failures && bulk_end && bulk_ended;
     all = all && monitor && monitor_filtered && monitor_answer && event_with_ip && event &&
           event_free && event_kind && event_name && event_field && alloc_event && get_ip &&
           net_addr && octets && string && sequence && sequence_free && referrals &&

@@ -44,8 +44,6 @@ class Exchange {
     // Without LBER_USE_DER among the options constructed elements have the lengths of four bytes
     // that the server knows nearly all requests with.
     [[nodiscard]] BerElement *newEncoder(int options = 0);
-    // For writers that release the encoder when they fail.
-    void forgetEncoder() { static_cast<void>(encoder_.release()); }
     [[nodiscard]] int send(const Operation &operation);
 
     // Sends what was written to the encoder and does not wait: *msgid receives the message id

@@ -7,66 +7,109 @@
 //         controlType  OCTET STRING,
 //         criticality  BOOLEAN,                       only when TRUE
 //         controlValue OCTET STRING OPTIONAL } OPTIONAL }
-#include "core/handle.h"
+#include "lburp/operation.h"
+
 #include "qldapx/lburp.h"
 
+namespace qldapx::lburp {
 namespace {
+
+using Element = Writer::Element;
 
 constexpr ber_tag_t controlsTag = LBER_CLASS_CONTEXT | LBER_CONSTRUCTED;
 
-// liblber ends the process at a string that is NULL.
-template <class... Strings>
-bool areThere(const Strings *...strings) {
-    return ((strings != nullptr) && ...);
+void put(Writer &out, const LDAPControl &control) {
+    Element element(out, LBER_SEQUENCE);
+    out.string(control.ldctl_oid);
+    if (control.ldctl_iscritical != 0)
+        out.boolean(true);
+    if (control.ldctl_value.bv_val != nullptr)
+        out.octets(control.ldctl_value);
 }
 
-bool putControl(BerElement *ber, LDAPControl &control) {
-    return areThere(control.ldctl_oid) && ber_printf(ber, "{s", control.ldctl_oid) != -1 &&
-           (control.ldctl_iscritical == 0 || ber_printf(ber, "b", 1) != -1) &&
-           (control.ldctl_value.bv_val == nullptr ||
-            ber_printf(ber, "O", &control.ldctl_value) != -1) &&
-           ber_printf(ber, "}") != -1;
-}
-
-bool putControls(BerElement *ber, LDAPControl **controls) {
+void putControls(Writer &out, LDAPControl **controls) {
     if (controls == nullptr)
-        return true;
-    if (ber_printf(ber, "t{", controlsTag) == -1)
-        return false;
+        return;
+    Element element(out, controlsTag);
     for (; *controls != nullptr; ++controls)
-        if (!putControl(ber, **controls))
-            return false;
-    return ber_printf(ber, "}") != -1;
+        put(out, **controls);
 }
 
-int finish(BerElement *ber, bool isWritten, LDAPControl **controls) {
-    if (isWritten && putControls(ber, controls) && ber_printf(ber, "}") != -1)
+// Values of a change come as strings or as bervals.
+void putAttribute(Writer &out, const LDAPMod &attribute) {
+    Element element(out, LBER_SEQUENCE);
+    out.string(attribute.mod_type);
+    Element values(out, LBER_SET);
+    if ((attribute.mod_op & LDAP_MOD_BVALUES) != 0)
+        for (berval **value = attribute.mod_bvalues; value != nullptr && *value != nullptr; ++value)
+            out.octets(**value);
+    else
+        for (char **value = attribute.mod_values; value != nullptr && *value != nullptr; ++value)
+            out.string(*value);
+}
+
+void putChange(Writer &out, const LDAPMod &change) {
+    Element element(out, LBER_SEQUENCE);
+    out.integer(change.mod_op & ~LDAP_MOD_BVALUES, LBER_ENUMERATED);
+    putAttribute(out, change);
+}
+
+void putList(Writer &out, ber_tag_t tag, const char *dn, LDAPMod **list,
+             void (*put)(Writer &out, const LDAPMod &)) {
+    Element request(out, tag);
+    out.string(dn);
+    Element elements(out, LBER_SEQUENCE);
+    for (; list != nullptr && *list != nullptr; ++list)
+        put(out, **list);
+}
+
+} // namespace
+
+void putAdd(Writer &out, const char *dn, LDAPMod **attributes, LDAPControl **controls) {
+    Element operation(out, LBER_SEQUENCE);
+    putList(out, LDAP_REQ_ADD, dn, attributes, putAttribute);
+    putControls(out, controls);
+}
+
+void putDelete(Writer &out, const char *dn, LDAPControl **controls) {
+    Element operation(out, LBER_SEQUENCE);
+    out.string(dn, LDAP_REQ_DELETE);
+    putControls(out, controls);
+}
+
+void putModify(Writer &out, const char *dn, LDAPMod **changes, LDAPControl **controls) {
+    Element operation(out, LBER_SEQUENCE);
+    putList(out, LDAP_REQ_MODIFY, dn, changes, putChange);
+    putControls(out, controls);
+}
+
+void putModifyDn(Writer &out, const char *dn, const char *newRdn, const char *newSuperior,
+                 bool deletesOldRdn, LDAPControl **controls) {
+    Element operation(out, LBER_SEQUENCE);
+    {
+        Element request(out, LDAP_REQ_MODDN);
+        out.string(dn);
+        out.string(newRdn);
+        out.boolean(deletesOldRdn);
+        // Without the tag [0] of RFC 4511: the server knows it so.
+        if (newSuperior != nullptr)
+            out.string(newSuperior);
+    }
+    putControls(out, controls);
+}
+
+} // namespace qldapx::lburp
+
+namespace {
+
+using namespace qldapx::lburp;
+
+// The caller's encoder goes with a failure: kept, callers do not release it then.
+int finish(qldapx::Writer &out, BerElement *ber) {
+    if (out.finish())
         return LDAP_SUCCESS;
     ber_free(ber, 1);
     return LDAP_ENCODING_ERROR;
-}
-
-bool putAttribute(BerElement *ber, const LDAPMod &attribute) {
-    if (!areThere(attribute.mod_type))
-        return false;
-    if ((attribute.mod_op & LDAP_MOD_BVALUES) != 0)
-        return ber_printf(ber, "{s[V]}", attribute.mod_type, attribute.mod_bvalues) != -1;
-    return ber_printf(ber, "{s[v]}", attribute.mod_type, attribute.mod_values) != -1;
-}
-
-bool putChange(BerElement *ber, const LDAPMod &change) {
-    return ber_printf(ber, "{e", change.mod_op & ~LDAP_MOD_BVALUES) != -1 &&
-           putAttribute(ber, change) && ber_printf(ber, "}") != -1;
-}
-
-template <class Put>
-bool putList(BerElement *ber, ber_tag_t tag, const char *dn, LDAPMod **list, Put put) {
-    if (!areThere(dn) || ber_printf(ber, "{t{s{", tag, dn) == -1)
-        return false;
-    for (; list != nullptr && *list != nullptr; ++list)
-        if (!put(ber, **list))
-            return false;
-    return ber_printf(ber, "}}") != -1;
 }
 
 } // namespace
@@ -74,24 +117,27 @@ bool putList(BerElement *ber, ber_tag_t tag, const char *dn, LDAPMod **list, Put
 extern "C" {
 
 int LBURPEncodeAdd(LDAP *, char *dn, LDAPMod **attrs, LDAPControl **controls, BerElement *ber) {
-    return finish(ber, putList(ber, LDAP_REQ_ADD, dn, attrs, putAttribute), controls);
+    qldapx::Writer out(ber);
+    putAdd(out, dn, attrs, controls);
+    return finish(out, ber);
 }
 
 int LBURPEncodeDelete(LDAP *, char *dn, LDAPControl **controls, BerElement *ber) {
-    return finish(ber, areThere(dn) && ber_printf(ber, "{ts", LDAP_REQ_DELETE, dn) != -1, controls);
+    qldapx::Writer out(ber);
+    putDelete(out, dn, controls);
+    return finish(out, ber);
 }
 
 int LBURPEncodeMod(LDAP *, char *dn, LDAPMod **mods, LDAPControl **controls, BerElement *ber) {
-    return finish(ber, putList(ber, LDAP_REQ_MODIFY, dn, mods, putChange), controls);
+    qldapx::Writer out(ber);
+    putModify(out, dn, mods, controls);
+    return finish(out, ber);
 }
 
 int LBURPEncodeModRDN(LDAP *, char *dn, char *newrdn, char *newSuperior, int deleteoldrdn,
                       LDAPControl **controls, BerElement *ber) {
-    bool isWritten = areThere(dn, newrdn) &&
-                     ber_printf(ber, "{t{ssb", LDAP_REQ_MODDN, dn, newrdn, deleteoldrdn) != -1 &&
-                     // Without the tag [0] of RFC 4511: the server knows it so.
-                     (newSuperior == nullptr || ber_printf(ber, "s", newSuperior) != -1) &&
-                     ber_printf(ber, "}") != -1;
-    return finish(ber, isWritten, controls);
+    qldapx::Writer out(ber);
+    putModifyDn(out, dn, newrdn, newSuperior, deleteoldrdn != 0, controls);
+    return finish(out, ber);
 }
 }

@@ -12,6 +12,7 @@
 // response   2.16.840.1.907341.1.142.100.5  no value
 #include "core/exchange.h"
 #include "core/session.h"
+#include "lburp/operation.h"
 #include "qldapx/lburp.h"
 
 #include <cstring>
@@ -42,42 +43,43 @@ int request(LDAP *ld, const char *oid, int encoderOptions, int *msgidp, const ch
 
 // A modify DN has no fields for these two, so the server knows it with the new RDN as new superior,
 // and with the pointer's low half as the flag.
-int encodeModifyDn(LDAP *ld, const LBURPOperation &operation, BerElement *ber) {
-    auto *newRdn = static_cast<char *>(operation.changes);
-    auto deleteOldRdn = static_cast<int>(reinterpret_cast<std::intptr_t>(operation.changes));
-    return LBURPEncodeModRDN(ld, operation.dn, newRdn, newRdn, deleteOldRdn, operation.controls,
-                             ber);
+void putModifyDn(Writer &out, const LBURPOperation &operation) {
+    const auto *newRdn = static_cast<char *>(operation.changes);
+    bool deletesOldRdn = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(newRdn)) != 0;
+    lburp::putModifyDn(out, operation.dn, newRdn, newRdn, deletesOldRdn, operation.controls);
 }
 
-// Gives LDAP_ENCODING_ERROR when the encoder has been released.
-int encode(LDAP *ld, const LBURPOperation &operation, BerElement *ber) {
+// False: there is no such operation.
+[[nodiscard]] bool put(Writer &out, const LBURPOperation &operation) {
     auto **list = static_cast<LDAPMod **>(operation.changes);
     switch (static_cast<ber_tag_t>(operation.type)) {
     case LDAP_REQ_ADD:
-        return LBURPEncodeAdd(ld, operation.dn, list, operation.controls, ber);
+        lburp::putAdd(out, operation.dn, list, operation.controls);
+        return true;
     case LDAP_REQ_DELETE:
-        return LBURPEncodeDelete(ld, operation.dn, operation.controls, ber);
+        lburp::putDelete(out, operation.dn, operation.controls);
+        return true;
     case LDAP_REQ_MODIFY:
-        return LBURPEncodeMod(ld, operation.dn, list, operation.controls, ber);
+        lburp::putModify(out, operation.dn, list, operation.controls);
+        return true;
     case LDAP_REQ_MODDN:
-        return encodeModifyDn(ld, operation, ber);
+        putModifyDn(out, operation);
+        return true;
     default:
-        return LDAP_NOT_SUPPORTED;
+        return false;
     }
 }
 
-int encodeBatch(LDAP *ld, Exchange &exchange, BerElement *ber, int sequenceNumber,
-                LBURPOperation **operations) {
-    if (ber_printf(ber, "{i", sequenceNumber) == -1)
-        return LDAP_ENCODING_ERROR;
-    for (; operations != nullptr && *operations != nullptr; ++operations) {
-        int result = encode(ld, **operations, ber);
-        if (result == LDAP_ENCODING_ERROR)
-            exchange.forgetEncoder();
-        if (result != LDAP_SUCCESS)
-            return result;
+int encodeBatch(BerElement *ber, int sequenceNumber, LBURPOperation **operations) {
+    Writer out(ber);
+    {
+        Writer::Element request(out, LBER_SEQUENCE);
+        out.integer(sequenceNumber);
+        for (; operations != nullptr && *operations != nullptr; ++operations)
+            if (out.hasFailed() || !put(out, **operations))
+                return out.hasFailed() ? LDAP_ENCODING_ERROR : LDAP_NOT_SUPPORTED;
     }
-    return ber_printf(ber, "}") == -1 ? LDAP_ENCODING_ERROR : LDAP_SUCCESS;
+    return out.finish() ? LDAP_SUCCESS : LDAP_ENCODING_ERROR;
 }
 
 // An answer's own part, behind the LDAP result that every answer has.
@@ -227,7 +229,7 @@ int ldap_lburp_operation_request(LDAP *ld, int sequenceNumber, LBURPOperation **
     BerElement *encoder = exchange.newEncoder();
     if (encoder == nullptr)
         return LDAP_NO_MEMORY;
-    int result = encodeBatch(ld, exchange, encoder, sequenceNumber, operations);
+    int result = encodeBatch(encoder, sequenceNumber, operations);
     if (result == LDAP_SUCCESS)
         result = exchange.start(operationOid, msgidp);
     return storeResult(ld, result);

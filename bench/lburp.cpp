@@ -1,0 +1,202 @@
+// lburp ADDS ROUNDS DELAY... - adds per second into a server that only acknowledges, each answer
+// DELAY microseconds after its request: by bulk update, by ldap_add_ext_s one after another, and by
+// ldap_add_ext with the answers collected in between; in turn.
+//
+// This process runs on processor 0, the server on processor 1. Prints one line per figure: name,
+// delay, adds per second.
+#include "acknowledging.h"
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <qldapx.h>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int batch = 100;
+constexpr int window = 4;
+
+[[noreturn]] void fail(const char *what) {
+    std::fprintf(stderr, "%s\n", what);
+    std::exit(1);
+}
+
+void expectSuccess(int result, const char *what) {
+    if (result != LDAP_SUCCESS)
+        fail(what);
+}
+
+// One entry of ten attributes; its DN is all that changes.
+class Entry {
+  public:
+    Entry() {
+        for (std::size_t i = 0; i < attributes_.size(); ++i) {
+            values_[i] = {const_cast<char *>(texts[i][1]), nullptr};
+            attributes_[i].mod_op = LDAP_MOD_ADD;
+            attributes_[i].mod_type = const_cast<char *>(texts[i][0]);
+            attributes_[i].mod_values = values_[i].data();
+            list_[i] = &attributes_[i];
+        }
+    }
+
+    LDAPMod **attributes() { return list_.data(); }
+
+  private:
+    static constexpr const char *texts[10][2] = {{"objectClass", "inetOrgPerson"},
+                                                 {"cn", "Anna Example"},
+                                                 {"sn", "Example"},
+                                                 {"givenName", "Anna"},
+                                                 {"uid", "anna"},
+                                                 {"mail", "anna@example.com"},
+                                                 {"telephoneNumber", "+354 555 0100"},
+                                                 {"title", "Engineer"},
+                                                 {"l", "Reykjavik"},
+                                                 {"description", "one of very many"}};
+    std::array<std::array<char *, 2>, 10> values_{};
+    std::array<LDAPMod, 10> attributes_{};
+    std::array<LDAPMod *, 11> list_{};
+};
+
+using Dn = std::array<char, 64>;
+
+void name(Dn &dn, int number) {
+    std::snprintf(dn.data(), dn.size(), "uid=u%07d,ou=people,dc=example,dc=com", number);
+}
+
+LDAPMessage *next(LDAP *ld) {
+    LDAPMessage *message = nullptr;
+    timeval patience{10, 0};
+    if (ldap_result(ld, LDAP_RES_ANY, LDAP_MSG_ONE, &patience, &message) <= 0)
+        fail("no answer came");
+    return message;
+}
+
+class BulkUpdate {
+  public:
+    explicit BulkUpdate(LDAP *ld) : ld_(ld) {
+        for (std::size_t i = 0; i < batch; ++i) {
+            operations_[i] = {LDAP_REQ_ADD, dns_[i].data(), entry_.attributes(), nullptr};
+            list_[i] = &operations_[i];
+        }
+    }
+
+    void add(int adds) {
+        int id = 0, code = -1, size = 0;
+        expectSuccess(ldap_lburp_start_request(ld_, &id), "the start was not sent");
+        expectSuccess(ldap_parse_lburp_start_response(ld_, next(ld_), &code, nullptr, &size, 1) +
+                          code,
+                      "the start was refused");
+        int sent = 0, answered = 0;
+        for (const int last = adds / batch; answered < last; ++answered) {
+            for (; sent < last && sent - answered < window; ++sent)
+                send(sent);
+            collect();
+        }
+        expectSuccess(ldap_lburp_end_request(ld_, sent, &id), "the end was not sent");
+        expectSuccess(ldap_parse_lburp_end_response(ld_, next(ld_), &code, nullptr, 1) + code,
+                      "the end was refused");
+    }
+
+  private:
+    void send(int request) {
+        int id = 0;
+        for (int i = 0; i < batch; ++i)
+            name(dns_[static_cast<std::size_t>(i)], request * batch + i);
+        expectSuccess(ldap_lburp_operation_request(ld_, request + 1, list_.data(), &id),
+                      "a batch was not sent");
+    }
+
+    void collect() {
+        int code = -1, count = 0;
+        LBURPOperationFailure *failures = nullptr;
+        expectSuccess(ldap_parse_lburp_operation_response(ld_, next(ld_), &code, nullptr, &count,
+                                                          &failures, 1) +
+                          code + count,
+                      "a batch failed");
+    }
+
+    LDAP *ld_;
+    Entry entry_;
+    std::array<Dn, batch> dns_{};
+    std::array<LBURPOperation, batch> operations_{};
+    std::array<LBURPOperation *, batch + 1> list_{};
+};
+
+void addInBulk(LDAP *ld, int adds) {
+    BulkUpdate(ld).add(adds);
+}
+
+void addOneByOne(LDAP *ld, int adds) {
+    Entry entry;
+    Dn dn;
+    for (int i = 0; i < adds; ++i) {
+        name(dn, i);
+        expectSuccess(ldap_add_ext_s(ld, dn.data(), entry.attributes(), nullptr, nullptr),
+                      "an add failed");
+    }
+}
+
+void collectAdd(LDAP *ld, LDAPMessage *message) {
+    int code = -1;
+    expectSuccess(ldap_parse_result(ld, message, &code, nullptr, nullptr, nullptr, nullptr, 1) +
+                      code,
+                  "an add failed");
+}
+
+void addPipelined(LDAP *ld, int adds) {
+    Entry entry;
+    Dn dn;
+    int answered = 0;
+    for (int i = 0; i < adds; ++i) {
+        int id = 0;
+        name(dn, i);
+        expectSuccess(ldap_add_ext(ld, dn.data(), entry.attributes(), nullptr, nullptr, &id),
+                      "an add was not sent");
+        timeval now{};
+        LDAPMessage *message = nullptr;
+        for (; ldap_result(ld, LDAP_RES_ANY, LDAP_MSG_ONE, &now, &message) > 0; ++answered)
+            collectAdd(ld, message);
+    }
+    for (; answered < adds; ++answered)
+        collectAdd(ld, next(ld));
+}
+
+struct Way {
+    const char *name;
+    void (*add)(LDAP *ld, int adds);
+};
+
+constexpr Way ways[] = {
+    {"bulk", addInBulk}, {"one-by-one", addOneByOne}, {"pipelined", addPipelined}};
+
+void measure(const Way &way, long delay, int adds) {
+    bench::Acknowledger server(delay);
+    LDAP *ld = bench::openSession(server.uri());
+    way.add(ld, batch); // opens the connection
+    auto start = Clock::now();
+    way.add(ld, adds);
+    double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    ldap_unbind_ext_s(ld, nullptr, nullptr);
+    std::printf("%s %ld %.0f\n", way.name, delay, adds / seconds);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    int adds = argc > 3 ? std::atoi(argv[1]) : 0;
+    if (adds < batch || adds % batch != 0) {
+        std::fprintf(stderr, "usage: %s ADDS ROUNDS DELAY...; ADDS in hundreds\n", argv[0]);
+        return 2;
+    }
+    bench::runOn(0);
+    for (int i = 3; i < argc; ++i)
+        for (int round = std::atoi(argv[2]); round > 0; --round)
+            for (const Way &way : ways)
+                measure(way, std::atol(argv[i]), adds);
+}

@@ -1,15 +1,11 @@
 #include "support/assertion_trap.h"
 
+#include "support/expected_leak.h"
+
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-// Of the leak check; NULL where there is none.
-extern "C" {
-__attribute__((weak)) void __lsan_disable();
-__attribute__((weak)) void __lsan_enable();
-}
 
 namespace {
 
@@ -44,15 +40,12 @@ namespace qldapx_test {
 
 bool endsInAssertion(const std::function<void()> &call) {
     jmp_buf here;
-    if (__lsan_disable != nullptr)
-        __lsan_disable();
+    ExpectedLeak leak;
     bool hasEnded = setjmp(here) != 0;
     if (!hasEnded) {
         trap = &here;
         call();
     }
-    if (__lsan_enable != nullptr)
-        __lsan_enable();
     trap = nullptr;
     return hasEnded;
 }

@@ -157,7 +157,11 @@ static int layout_is_right(void) {
            offsetof(ReplicaInfo, dn) == 20 && sizeof(((ReplicaInfo *)0)->dn) == 771 &&
            offsetof(ReplicaInfo, number6) == 792 && offsetof(ReplicaInfo, number7) == 796 &&
            sizeof(ReplicaInfo) == 800 && offsetof(GetEffectiveItem, second) == sizeof(char *) &&
-           sizeof(GetEffectiveItem) == 2 * sizeof(char *);
+           sizeof(GetEffectiveItem) == 2 * sizeof(char *) && offsetof(LBURPOperation, dn) == 8 &&
+           offsetof(LBURPOperation, changes) == 16 && offsetof(LBURPOperation, controls) == 24 &&
+           sizeof(LBURPOperation) == 32 && offsetof(LBURPOperationFailure, resultCode) == 4 &&
+           offsetof(LBURPOperationFailure, errorMessage) == 8 &&
+           sizeof(LBURPOperationFailure) == 16;
 }
 
 int main(void) {

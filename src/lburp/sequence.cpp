@@ -76,7 +76,7 @@ int encodeBatch(BerElement *ber, int sequenceNumber, LBURPOperation **operations
         Writer::Element request(out, LBER_SEQUENCE);
         out.integer(sequenceNumber);
         for (; operations != nullptr && *operations != nullptr; ++operations)
-            if (out.hasFailed() || !put(out, **operations))
+            if (!put(out, **operations))
                 return out.hasFailed() ? LDAP_ENCODING_ERROR : LDAP_NOT_SUPPORTED;
     }
     return out.finish() ? LDAP_SUCCESS : LDAP_ENCODING_ERROR;
@@ -243,7 +243,7 @@ int ldap_parse_lburp_operation_response(LDAP *ld, LDAPMessage *result, int *resu
     int code = take(ld, result, resultCode, errorMessage, freeit, answer);
     if (code == LDAP_SUCCESS)
         code = parseOperations(answer, failureCount, failures);
-    if (code != LDAP_SUCCESS && code != LDAP_SERVER_DOWN)
+    if (code != LDAP_SUCCESS)
         code = giveUp(code, failureCount, failures);
     return storeResult(ld, code);
 }

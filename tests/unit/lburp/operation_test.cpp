@@ -369,7 +369,7 @@ INSTANTIATE_TEST_SUITE_P(Lburp, ControlledTest,
 char tooLong[] = "no value is read of which the length is refused";
 
 LDAPMod *hugeValue() {
-    static berval value{static_cast<ber_len_t>(INT_MAX) + 1, tooLong};
+    static berval value{INT_MAX - 16, tooLong};
     static berval *values[] = {&value, nullptr};
     static LDAPMod mod{LDAP_MOD_BVALUES, const_cast<char *>("a"), {nullptr}};
     mod.mod_bvalues = values;

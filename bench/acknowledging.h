@@ -1,10 +1,13 @@
 // acknowledging.h - an acknowledger process, on a processor of its own.
 #pragma once
 
-#include "simulator.h"
-
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <sched.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace bench {
 

@@ -2,17 +2,16 @@
 // DELAY microseconds after its request: by bulk update, by ldap_add_ext_s one after another, and by
 // ldap_add_ext with the answers collected in between; in turn.
 //
-// This process runs on processor 0, the server on processor 1. Prints one line per figure: name,
-// delay, adds per second.
+// This process runs on processor 0, the server on processor 1. Prints one line per figure:
+// name-delay, adds per second.
 #include "acknowledging.h"
+#include "ten_attributes.h"
 
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <qldapx.h>
-#include <vector>
 
 namespace {
 
@@ -30,37 +29,6 @@ void expectSuccess(int result, const char *what) {
     if (result != LDAP_SUCCESS)
         fail(what);
 }
-
-// One entry of ten attributes; its DN is all that changes.
-class Entry {
-  public:
-    Entry() {
-        for (std::size_t i = 0; i < attributes_.size(); ++i) {
-            values_[i] = {const_cast<char *>(texts[i][1]), nullptr};
-            attributes_[i].mod_op = LDAP_MOD_ADD;
-            attributes_[i].mod_type = const_cast<char *>(texts[i][0]);
-            attributes_[i].mod_values = values_[i].data();
-            list_[i] = &attributes_[i];
-        }
-    }
-
-    LDAPMod **attributes() { return list_.data(); }
-
-  private:
-    static constexpr const char *texts[10][2] = {{"objectClass", "inetOrgPerson"},
-                                                 {"cn", "Anna Example"},
-                                                 {"sn", "Example"},
-                                                 {"givenName", "Anna"},
-                                                 {"uid", "anna"},
-                                                 {"mail", "anna@example.com"},
-                                                 {"telephoneNumber", "+354 555 0100"},
-                                                 {"title", "Engineer"},
-                                                 {"l", "Reykjavik"},
-                                                 {"description", "one of very many"}};
-    std::array<std::array<char *, 2>, 10> values_{};
-    std::array<LDAPMod, 10> attributes_{};
-    std::array<LDAPMod *, 11> list_{};
-};
 
 using Dn = std::array<char, 64>;
 
@@ -80,7 +48,7 @@ class BulkUpdate {
   public:
     explicit BulkUpdate(LDAP *ld) : ld_(ld) {
         for (std::size_t i = 0; i < batch; ++i) {
-            operations_[i] = {LDAP_REQ_ADD, dns_[i].data(), entry_.attributes(), nullptr};
+            operations_[i] = {LDAP_REQ_ADD, dns_[i].data(), attributes_.list(), nullptr};
             list_[i] = &operations_[i];
         }
     }
@@ -121,7 +89,7 @@ class BulkUpdate {
     }
 
     LDAP *ld_;
-    Entry entry_;
+    bench::TenAttributes attributes_;
     std::array<Dn, batch> dns_{};
     std::array<LBURPOperation, batch> operations_{};
     std::array<LBURPOperation *, batch + 1> list_{};
@@ -132,11 +100,11 @@ void addInBulk(LDAP *ld, int adds) {
 }
 
 void addOneByOne(LDAP *ld, int adds) {
-    Entry entry;
+    bench::TenAttributes attributes;
     Dn dn;
     for (int i = 0; i < adds; ++i) {
         name(dn, i);
-        expectSuccess(ldap_add_ext_s(ld, dn.data(), entry.attributes(), nullptr, nullptr),
+        expectSuccess(ldap_add_ext_s(ld, dn.data(), attributes.list(), nullptr, nullptr),
                       "an add failed");
     }
 }
@@ -149,13 +117,13 @@ void collectAdd(LDAP *ld, LDAPMessage *message) {
 }
 
 void addPipelined(LDAP *ld, int adds) {
-    Entry entry;
+    bench::TenAttributes attributes;
     Dn dn;
     int answered = 0;
     for (int i = 0; i < adds; ++i) {
         int id = 0;
         name(dn, i);
-        expectSuccess(ldap_add_ext(ld, dn.data(), entry.attributes(), nullptr, nullptr, &id),
+        expectSuccess(ldap_add_ext(ld, dn.data(), attributes.list(), nullptr, nullptr, &id),
                       "an add was not sent");
         timeval now{};
         LDAPMessage *message = nullptr;
@@ -174,15 +142,23 @@ struct Way {
 constexpr Way ways[] = {
     {"bulk", addInBulk}, {"one-by-one", addOneByOne}, {"pipelined", addPipelined}};
 
+LDAP *openSession(const std::string &uri) {
+    LDAP *ld = nullptr;
+    int version = LDAP_VERSION3;
+    expectSuccess(ldap_initialize(&ld, uri.c_str()), "no session");
+    ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
+    return ld;
+}
+
 void measure(const Way &way, long delay, int adds) {
     bench::Acknowledger server(delay);
-    LDAP *ld = bench::openSession(server.uri());
+    LDAP *ld = openSession(server.uri());
     way.add(ld, batch); // opens the connection
     auto start = Clock::now();
     way.add(ld, adds);
     double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     ldap_unbind_ext_s(ld, nullptr, nullptr);
-    std::printf("%s %ld %.0f\n", way.name, delay, adds / seconds);
+    std::printf("%s-%ld %.0f\n", way.name, delay, adds / seconds);
     std::fflush(stdout);
 }
 

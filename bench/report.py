@@ -47,6 +47,53 @@ def instructions(what, library, hand, limit):
     return row(f"instructions {what}", library, hand, library / hand, at_most(limit))
 
 
+# What a plain implementation reached, with answers at once and 1 ms later.
+BULK_GOALS = {
+    ("one-by-one", "0"): 31,
+    ("pipelined", "0"): 11.7,
+    ("one-by-one", "1000"): 366,
+    ("pipelined", "1000"): 2.7,
+}
+
+
+def bulk_rows(speed):
+    peers = {
+        "one-by-one": "`ldap_add_ext_s` one after another",
+        "pipelined": "`ldap_add_ext`, answers collected in between",
+    }
+    for (peer, delay), goal in BULK_GOALS.items():
+        bulk, other = speed[f"bulk-{delay}"], speed[f"{peer}-{delay}"]
+        answers = "at once" if delay == "0" else "after 1 ms"
+        yield row(
+            f"20,000 adds, 100 a request, 4 requests under way, answers {answers}: adds per "
+            f"second (client on processor 0, server on 1); peer: {peers[peer]}",
+            bulk,
+            other,
+            bulk / other,
+            at_least(goal),
+        )
+
+
+def load_rows(load):
+    yield row(
+        "`qldapx load` of 1,000,000 entries: resident MiB at most; peer: 64",
+        load["load-rss"] / 1024,
+        64,
+        load["load-rss"] / 1024 / 64,
+        at_most(1),
+        digits=1,
+    )
+    seconds = load["load-user"] + load["load-system"]
+    yield row(
+        "its seconds of the processor in the kernel, libldap and liblber, libc included; peer: all",
+        load["load-outside"] * seconds,
+        seconds,
+        load["load-outside"],
+        at_least(0.6),
+        digits=2,
+    )
+
+
 def rows(results):
     count = medians(results / "instructions.txt")
     yield instructions(
@@ -81,6 +128,11 @@ def rows(results):
             lambda ratio: ratio >= 0.9 or monitor["library"] >= 100000,
         ),
     )
+    for form, (library, hand) in pairs(results / "lburp-instructions.txt").items():
+        what = f"to encode an add of ten attributes ({form}); peer: libldap's add request"
+        yield instructions(what, library, hand, 1.0)
+    yield from bulk_rows(medians(results / "lburp.txt"))
+    yield from load_rows(medians(results / "load.txt"))
     backup = medians(results / "backup.txt")
     for direction in "backup", "restore":
         peak = backup[f"{direction}-peak"]

@@ -77,8 +77,6 @@ def instructions(path):
         if name := re.match(r"(c?)ob=\((\d+)\)(?: (.*))?", line):
             object_name = names.setdefault(name[2], name[3])
             here, called = (here, object_name) if name[1] else (object_name, object_name)
-        elif line.startswith(("fn=", "cfn=")):
-            called = called if line.startswith("c") else here
         elif line.startswith("calls="):
             is_call = True
         elif re.match(r"[+*\d-]", line):

@@ -39,9 +39,9 @@ class Writer {
     void octets(const char *bytes, std::size_t length, ber_tag_t tag = LBER_OCTETSTRING) {
         if (length > longest)
             return fail();
-        unsigned char *to = room(mostHeadBytes + length);
-        if (to == nullptr)
+        if (!makeRoom(mostHeadBytes + length))
             return;
+        unsigned char *to = bytes_ + used_;
         *to++ = static_cast<unsigned char>(tag);
         to = putLength(to, length);
         if (length > 0)
@@ -90,8 +90,8 @@ class Writer {
     static constexpr std::size_t mostHeadBytes = 2 + lengthBytes;
 
     std::size_t open(ber_tag_t tag) {
-        if (unsigned char *to = room(mostHeadBytes)) {
-            *to = static_cast<unsigned char>(tag);
+        if (makeRoom(mostHeadBytes)) {
+            bytes_[used_] = static_cast<unsigned char>(tag);
             used_ += mostHeadBytes;
         }
         return used_;
@@ -131,11 +131,10 @@ class Writer {
 
     void fail() { failed_ = true; }
 
-    // Where so many bytes more may be written; NULL: there is no memory.
-    unsigned char *room(std::size_t size) {
+    [[nodiscard]] bool makeRoom(std::size_t size) {
         if (size > capacity_ - used_ && !grow(used_ + size))
             failed_ = true;
-        return failed_ ? nullptr : bytes_ + used_;
+        return !failed_;
     }
 
     bool grow(std::size_t size) {

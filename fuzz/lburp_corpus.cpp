@@ -129,6 +129,10 @@ const Bytes list = join({hasList, number(3), strings(0, "cn", "a"),
 const Bytes controls =
     join({yes, number(2), control("1.2", yes, yes + t(Bytes("\0v", 2))), control("1.3", no, no)});
 
+// Where a length takes one byte more.
+const Bytes longList = join({hasList, number(3), bytes(0, "a", Bytes(127, 'a')),
+                             bytes(0, "b", Bytes(128, 'b')), bytes(0, "c", Bytes(255, 'c'))});
+
 struct NamedUpdate {
     const char *name;
     Bytes bytes;
@@ -137,6 +141,7 @@ const NamedUpdate updates[] = {
     {"Add", update(0, names, list, no)},
     {"AddWithControls", update(0, names, list, controls)},
     {"AddWithoutList", update(0, names, noList, no)},
+    {"AddLongValues", update(0, names, longList, no)},
     {"Delete", update(1, names, noList, no)},
     {"DeleteWithControls", update(1, names, noList, controls)},
     {"Modify", update(2, names, list, no)},

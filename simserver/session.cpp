@@ -58,6 +58,11 @@ bool Session::mayServe() const {
            running_.size() - connection_.watches < kMaxRunning;
 }
 
+/** Only changes, or requests that the client no longer sends, would bring further answers. */
+bool Session::nothingToCome() const {
+    return running_.size() == connection_.watches + connection_.lburp.stuck();
+}
+
 void Session::read() {
     if (reading_ || state_ != State::Serving || !mayServe())
         return;
@@ -139,7 +144,7 @@ void Session::apply(Outcome outcome) {
     if (outcome.delay.count() > 0)
         return delay(std::move(outcome));
     if (outcome.drop)
-        return close();
+        return end();
     unsent_ += outcome.bytes;
     if (outcome.open)
         run(outcome, nullptr);
@@ -165,12 +170,12 @@ void Session::delay(Outcome outcome) {
         const auto running = self->running_.find(id);
         if (running == self->running_.end() || running->second.timer.get() != own)
             return;
-        if (drop)
-            return self->close();
-        self->unsent_ += bytes;
+        self->unsent_ += drop ? std::string() : bytes;
         running->second.timer.reset();
         if (!running->second.operation)
             self->running_.erase(running);
+        if (drop)
+            self->end();
         self->proceed();
     });
     run(outcome, std::move(timer));
@@ -195,12 +200,22 @@ bool Session::produce() {
             return more || sending_.empty(); // goes on when the client has taken some
         lastProduced_ = current->first;
         const auto progress = current->second.operation->produce(unsent_, kSlice);
+        if (progress == OpenOperation::Progress::Serve) {
+            serveWaiting(current);
+            return true; // one at a time: other clients have their turn
+        }
         if (progress == OpenOperation::Progress::Done)
             running_.erase(current);
         else if (progress == OpenOperation::Progress::More)
             more = true;
     }
     return more;
+}
+
+void Session::serveWaiting(std::map<std::int32_t, Running>::iterator waiting) {
+    const std::string message = waiting->second.operation->takeRequest();
+    running_.erase(waiting);
+    apply(dispatcher_.resume(connection_, asBytes(message)));
 }
 
 void Session::flush() {
@@ -230,10 +245,11 @@ void Session::flush() {
 void Session::afterFlush() {
     if (state_ == State::Ending)
         drain();
-    else if (state_ == State::ClientFinished && !more_ && running_.size() == connection_.watches)
-        close(); // nobody is left to abandon what only waits for changes
+    else if (state_ == State::ClientFinished && !more_ && nothingToCome())
+        close(); // nobody is left to abandon what only waits
 }
 
+/** The client gets what has been said so far, and nothing more. */
 void Session::end() {
     if (state_ > State::ClientFinished)
         return;

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace stratasim {
 
@@ -61,6 +62,8 @@ class Reader {
     bool boolean(std::uint8_t tag, std::string_view what);
     Reader sequence(std::string_view what) { return Reader(take(kSequence, what)); }
     void expectEnd(std::string_view what) const;
+    /** Everything that is left, which is taken. */
+    Bytes rest() { return std::exchange(rest_, {}); }
 
   private:
     Bytes rest_;

@@ -3,6 +3,7 @@
 #include "access.h"
 #include "archives.h"
 #include "events/record.h"
+#include "lburp.h"
 #include "result.h"
 
 #include <cstddef>
@@ -17,6 +18,7 @@ struct Connection {
     Identity identity;
     Backups backups;
     Restores restores;
+    LburpSequence lburp;
     std::size_t watches = 0;        // persistent searches and registrations under way
     std::size_t waitingChanges = 0; // bytes of changes that they keep for the client
 
@@ -35,6 +37,7 @@ struct Connection {
         identity = {};
         backups.clear();
         restores = {};
+        lburp.drop();
     }
 };
 

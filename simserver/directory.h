@@ -5,6 +5,7 @@
 #include "changes.h"
 #include "events/feed.h"
 #include "events/origin.h"
+#include "lburp.h"
 #include "monitor.h"
 #include "topology.h"
 #include "tree.h"
@@ -60,6 +61,7 @@ class Directory {
     EventFeed events;
     const Origin *origin = nullptr; // of what is being done, if a request is its cause
     ArchiveLimits archive;
+    LburpSettings lburp;
     std::string uri = "ldap://"; // where the server listens, as far as it is known
 
   private:

@@ -1,70 +1,12 @@
 #include "dispatcher.h"
 
 #include "events/operation_events.h"
-#include "extended/registry.h"
-#include "operations/controls.h"
+#include "operations/plain.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
-
 namespace stratasim {
 namespace {
-
-/** The operations that are answered with one LDAPResult. */
-struct PlainOperation {
-    std::uint8_t request;
-    std::uint8_t response;
-    const char *name;
-    Result (*handler)(Context &, Bytes);
-};
-
-constexpr PlainOperation kPlain[] = {
-    {tag::kBindRequest, tag::kBindResponse, "bind", bind},
-    {tag::kModifyRequest, tag::kModifyResponse, "modify", modify},
-    {tag::kAddRequest, tag::kAddResponse, "add", add},
-    {tag::kDeleteRequest, tag::kDeleteResponse, "delete", remove},
-    {tag::kModifyDnRequest, tag::kModifyDnResponse, "modify-dn", modifyDn},
-    {tag::kCompareRequest, tag::kCompareResponse, "compare", compare},
-};
-
-/** Says what the server is about, as long as it lives. */
-class OriginScope {
-  public:
-    OriginScope(Directory &directory, const Origin &origin) : directory_(directory) {
-        directory_.origin = &origin;
-    }
-    ~OriginScope() { directory_.origin = nullptr; }
-    OriginScope(const OriginScope &) = delete;
-    OriginScope &operator=(const OriginScope &) = delete;
-
-  private:
-    Directory &directory_;
-};
-
-/** Calls `operation` with the context in which the controls of the request want it served. */
-template <typename Operation>
-auto inContext(Directory &directory, Connection &connection, const Request &request,
-               const Operation &operation) {
-    const auto proxied = proxiedIdentity(directory, connection.identity, request);
-    requireControls(request);
-    Context context{directory, connection, proxied ? *proxied : connection.identity};
-    const Origin origin{connection, request.id, context.identity};
-    const OriginScope scope(directory, origin);
-    return operation(context);
-}
-
-Result run(const PlainOperation &operation, Directory &directory, Connection &connection,
-           const Request &request) {
-    try {
-        return inContext(directory, connection, request, [&](Context &context) {
-            return operation.handler(context, request.body);
-        });
-    } catch (const OperationError &error) {
-        return error.result();
-    }
-}
 
 void raiseExtendedEvent(const Served &served, const ExtendedRequest &request,
                         const ExtendedReply &reply) {
@@ -94,8 +36,12 @@ Outcome Dispatcher::disconnect(const std::string &why) {
 }
 
 Outcome Dispatcher::handle(Connection &connection, Bytes message) {
+    ++directory_.monitor.operations;
+    return resume(connection, message);
+}
+
+Outcome Dispatcher::resume(Connection &connection, Bytes message) {
     try {
-        ++directory_.monitor.operations;
         return serve(connection, decodeRequest(message));
     } catch (const ber::Error &error) {
         return disconnect(error.what());
@@ -125,10 +71,8 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
     default:
         break;
     }
-    const auto plain =
-        std::find_if(std::begin(kPlain), std::end(kPlain),
-                     [&](const PlainOperation &row) { return row.request == request.tag; });
-    if (plain == std::end(kPlain)) {
+    const PlainOperation *plain = findPlain(request.tag);
+    if (plain == nullptr) {
         const Result result{ResultCode::ProtocolError,
                             {},
                             fmt::format("protocolOp: {:#04x} is no request", request.tag)};
@@ -140,10 +84,9 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
         outcome.abandonAll = true;
         connection.forgetIdentity();
     }
-    const Result result = run(*plain, directory_, connection, request);
+    const Result result = servePlain(*plain, directory_, connection, connection.identity, request);
     appendResult(outcome.bytes, request.id, plain->response, result);
     outcome.note = describe(plain->name, result);
-    raiseOperation({directory_, connection, request, result});
     raiseResponse(directory_, connection,
                   {request.id, plain->response, result, outcome.bytes.size()});
     return outcome;
@@ -152,9 +95,9 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
 void Dispatcher::serveSearch(Connection &connection, const Request &request, Outcome &outcome) {
     outcome.note = "search";
     try {
-        outcome.open = inContext(directory_, connection, request, [&](Context &context) {
-            return stratasim::search(context, request);
-        });
+        outcome.open =
+            inContext(directory_, connection, connection.identity, request,
+                      [&](Context &context) { return stratasim::search(context, request); });
         raiseOperation({directory_, connection, request, {}});
     } catch (const OperationError &error) {
         appendResult(outcome.bytes, request.id, tag::kSearchDone, error.result());
@@ -165,22 +108,43 @@ void Dispatcher::serveSearch(Connection &connection, const Request &request, Out
     }
 }
 
-void Dispatcher::serveExtended(Connection &connection, const Request &request, Outcome &outcome) {
-    const ExtendedRequest decoded = decodeExtended(request);
-    const Fault *fault = decoded.operation ? faults_.find(decoded.operation->oid) : nullptr;
-    ExtendedReply reply;
+ExtendedReply Dispatcher::replyTo(Connection &connection, const ExtendedRequest &request,
+                                  const Fault *fault, ExtendedAftermath &after) {
+    const auto answer = [&](Context &context) {
+        return stratasim::serveExtended(context, request, fault, after);
+    };
     try {
-        reply = inContext(directory_, connection, request, [&](Context &context) {
-            return stratasim::serveExtended(context, decoded, fault, outcome.open);
-        });
+        return inContext(directory_, connection, connection.identity, request.received, answer);
     } catch (const OperationError &error) {
-        reply.result = error.result();
-        if (decoded.operation != nullptr)
-            reply.oid = decoded.operation->responseOid;
+        return {error.result(),
+                request.operation != nullptr ? request.operation->responseOid : std::nullopt,
+                {}};
     }
-    outcome.note = describe(decoded.operation ? decoded.operation->name : "extended", reply.result);
+}
+
+std::optional<Fault> Dispatcher::faultOf(const ExtendedOperation *operation) const {
+    if (operation == nullptr)
+        return std::nullopt;
+    const auto answered = answered_.find(operation);
+    return faults_.find(operation->oid, answered == answered_.end() ? 1 : answered->second + 1);
+}
+
+void Dispatcher::serveExtended(Connection &connection, const Request &request, Outcome &outcome) {
+    const ExtendedRequest decoded = decodeExtended(directory_, request);
+    const std::string_view name = decoded.operation ? decoded.operation->name : "extended";
+    const auto fault = faultOf(decoded.operation);
+    ExtendedAftermath after;
+    ExtendedReply reply = replyTo(connection, decoded, fault ? &*fault : nullptr, after);
+    if (after.waiting) {
+        outcome.open = std::move(after.waiting);
+        outcome.note = fmt::format("{} waits for its turn", name);
+        return;
+    }
+    ++answered_[decoded.operation];
+    outcome.open = std::move(after.open);
+    outcome.note = describe(name, reply.result);
     raiseExtendedEvent({directory_, connection, request, reply.result}, decoded, reply);
-    if (fault != nullptr) {
+    if (fault) {
         fault->distort(reply);
         outcome.delay = fault->delay;
         outcome.drop = fault->drop;

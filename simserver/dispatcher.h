@@ -1,11 +1,13 @@
 #pragma once
 
 #include "directory.h"
+#include "extended/registry.h"
 #include "faults.h"
 #include "operations/operations.h"
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +35,8 @@ class Dispatcher {
 
     /** Serves one whole LDAPMessage of a connection. */
     Outcome handle(Connection &connection, Bytes message);
+    /** Serves a message that has waited for its turn. */
+    Outcome resume(Connection &connection, Bytes message);
     /** Ends a connection whose bytes cannot be taken for LDAP. */
     static Outcome disconnect(const std::string &why);
 
@@ -42,9 +46,13 @@ class Dispatcher {
     Outcome serve(Connection &connection, const Request &request);
     void serveSearch(Connection &connection, const Request &request, Outcome &outcome);
     void serveExtended(Connection &connection, const Request &request, Outcome &outcome);
+    std::optional<Fault> faultOf(const ExtendedOperation *operation) const;
+    ExtendedReply replyTo(Connection &connection, const ExtendedRequest &request,
+                          const Fault *fault, ExtendedAftermath &after);
 
     Directory &directory_;
     const Faults &faults_;
+    std::map<const ExtendedOperation *, std::uint64_t> answered_; // how often
 };
 
 } // namespace stratasim

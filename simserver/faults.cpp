@@ -11,7 +11,8 @@ namespace stratasim {
 namespace {
 
 constexpr const char *kKinds =
-    "no-oid, oid:OID, no-value, truncate:BYTES, value:HEX, code:NUMBER[:TEXT], delay:MS, drop";
+    "no-oid, oid:OID, no-value, truncate:BYTES, value:HEX, code:NUMBER[:TEXT], delay:MS, drop, and "
+    "for lburp-operation partway:OPERATIONS";
 
 std::optional<std::int64_t> numberUpTo(std::string_view text, std::int64_t most) {
     const auto number = parseInteger(text);
@@ -43,8 +44,16 @@ bool setDelay(Fault &fault, std::string_view text) {
     return milliseconds.has_value();
 }
 
+bool setPartway(Fault &fault, std::string_view text) {
+    const auto operations = numberUpTo(text, 0x7fffffff);
+    if (operations)
+        fault.partway = static_cast<std::size_t>(*operations);
+    fault.drop = true;
+    return operations.has_value();
+}
+
 /** Sets the member that `kind` names; false when kind and value are no fault. */
-bool apply(Fault &fault, std::string_view kind, const std::optional<std::string_view> &value) {
+bool apply(Fault &fault, std::string_view kind, const std::optional<std::string> &value) {
     if (!value) {
         fault.noOid = fault.noOid || kind == "no-oid";
         fault.noValue = fault.noValue || kind == "no-value";
@@ -57,6 +66,8 @@ bool apply(Fault &fault, std::string_view kind, const std::optional<std::string_
         return setCode(fault, *value);
     if (kind == "delay")
         return setDelay(fault, *value);
+    if (kind == "partway")
+        return setPartway(fault, *value);
     if (kind == "value")
         return (fault.value = decodeHex(*value)).has_value();
     if (kind == "oid")
@@ -79,28 +90,62 @@ void Fault::distort(ExtendedReply &reply) const {
         reply.value.reset();
 }
 
-const Fault *Faults::find(std::string_view oid) const {
-    const auto found = byOid.find(oid);
-    return found == byOid.end() ? nullptr : &found->second;
+std::optional<Fault> Faults::find(std::string_view oid, std::uint64_t number) const {
+    const auto rules = byOid_.find(oid);
+    std::optional<Fault> fault;
+    if (rules == byOid_.end())
+        return fault;
+    for (const Rule &rule : rules->second) {
+        if (number < rule.first || number > rule.last)
+            continue;
+        if (!fault)
+            fault.emplace();
+        apply(*fault, rule.kind, rule.value);
+    }
+    return fault;
+}
+
+/** Reads "N" or "N+". */
+bool Faults::readNumbers(Rule &rule, std::string_view text) {
+    const bool andLater = text.ends_with('+');
+    if (andLater)
+        text.remove_suffix(1);
+    const auto number = numberUpTo(text, std::numeric_limits<std::int64_t>::max());
+    if (!number || *number == 0)
+        return false;
+    rule.first = static_cast<std::uint64_t>(*number);
+    if (!andLater)
+        rule.last = rule.first;
+    return true;
 }
 
 std::string Faults::add(std::string_view text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos)
-        return fmt::format("\"{}\" is no fault: write OPERATION=KIND[:VALUE]", text);
-    const std::string_view name = text.substr(0, equals);
+        return fmt::format("\"{}\" is no fault: write OPERATION[@N]=KIND[:VALUE]", text);
+    Rule rule;
+    std::string_view name = text.substr(0, equals);
+    if (const std::size_t at = name.find('@'); at != std::string_view::npos) {
+        if (!readNumbers(rule, name.substr(at + 1)))
+            return fmt::format("\"{}\" is no number of an answer: write @3 for the third one, @3+ "
+                               "for all from the third one on",
+                               name.substr(at));
+        name = name.substr(0, at);
+    }
     const ExtendedOperation *operation = findExtendedOperation(name);
     if (operation == nullptr)
         return fmt::format("there is no operation \"{}\": see --list-operations", name);
-    std::string_view kind = text.substr(equals + 1);
-    std::optional<std::string_view> value;
-    if (const std::size_t colon = kind.find(':'); colon != std::string_view::npos) {
-        value = kind.substr(colon + 1);
-        kind = kind.substr(0, colon);
+    rule.kind = text.substr(equals + 1);
+    if (const std::size_t colon = rule.kind.find(':'); colon != std::string::npos) {
+        rule.value = rule.kind.substr(colon + 1);
+        rule.kind.resize(colon);
     }
-    if (!apply(byOid[operation->oid], kind, value))
+    Fault fault;
+    if (!apply(fault, rule.kind, rule.value) ||
+        (fault.partway && operation->name != "lburp-operation"))
         return fmt::format("\"{}\" is no kind of fault: there are {}", text.substr(equals + 1),
                            kKinds);
+    byOid_[operation->oid].push_back(std::move(rule));
     return {};
 }
 

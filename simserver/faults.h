@@ -4,10 +4,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace stratasim {
 
@@ -31,22 +34,38 @@ struct Fault {
     std::chrono::milliseconds delay{0};
     /** The connection ends instead of an answer. */
     bool drop = false;
+    /** The connection ends when that many operations of a bulk update's request are done. */
+    std::optional<std::size_t> partway;
 
     /** Changes the answer as the members from noOid to value say. */
     void distort(ExtendedReply &reply) const;
 };
 
-/** The faults of a server, by the request OID of the operation. */
-struct Faults {
-    std::map<std::string, Fault, std::less<>> byOid;
-
-    const Fault *find(std::string_view oid) const;
+/** The faults of a server, by the request OID of the operation and the number of the answer. */
+class Faults {
+  public:
+    /** What goes wrong with that answer to the operation, counted from 1; nothing if all is well.
+     */
+    std::optional<Fault> find(std::string_view oid, std::uint64_t number) const;
 
     /**
-     * Adds one written as OID=KIND[:VALUE], where OID may be an operation's name. Gives the
-     * problem in words, or nothing when all is well.
+     * Adds one written as OID[@N[+]]=KIND[:VALUE], where OID may be an operation's name: it is
+     * for the Nth answer alone, with a plus sign for those after it, too. Gives the problem in
+     * words, or nothing when all is well.
      */
     std::string add(std::string_view text);
+
+  private:
+    struct Rule {
+        std::uint64_t first = 1;
+        std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
+        std::string kind;
+        std::optional<std::string> value;
+    };
+
+    static bool readNumbers(Rule &rule, std::string_view text);
+
+    std::map<std::string, std::vector<Rule>, std::less<>> byOid_;
 };
 
 } // namespace stratasim

@@ -72,6 +72,7 @@ void serve(const Options &options) {
     directory->archive.pieceBytes = options.backupPiece;
     directory->archive.restoreBytes = options.maxMessage * restoreMessages;
     Dispatcher dispatcher(*directory, options.faults);
+    directory->lburp = options.lburp;
     directory->events.queueBytes = options.eventQueue;
     asio::io_context io(1);
     Replay replay(io, directory->events, options.replay, [](const std::string &problem) {

@@ -30,10 +30,17 @@ Request decodeRequest(Bytes message) {
     ber::Reader outer(message);
     ber::Reader fields = outer.sequence("LDAPMessage");
     outer.expectEnd("LDAPMessage");
-    Request request;
-    request.id = fields.integer32(ber::kInteger, "message id");
-    if (request.id <= 0)
+    const std::int32_t id = fields.integer32(ber::kInteger, "message id");
+    if (id <= 0)
         throw ber::Error("message id: not positive");
+    Request request = decodeOperation(fields);
+    request.message = message;
+    request.id = id;
+    return request;
+}
+
+Request decodeOperation(ber::Reader &fields) {
+    Request request;
     const ber::Element op = fields.next("protocolOp");
     request.tag = op.tag;
     request.body = op.value;

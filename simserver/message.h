@@ -44,6 +44,7 @@ struct Control {
 
 /** A received LDAPMessage; everything in it points into the received bytes. */
 struct Request {
+    Bytes message; // all of it
     std::int32_t id = 0;
     std::uint8_t tag = 0;
     Bytes body;
@@ -52,6 +53,9 @@ struct Request {
 
 /** Decodes one whole LDAPMessage; throws ber::Error when it is none. */
 Request decodeRequest(Bytes message);
+
+/** Reads protocolOp and controls, which a message has behind its id. */
+Request decodeOperation(ber::Reader &fields);
 
 /** LDAPMessage { id, [responseTag] LDAPResult, controls unless empty } */
 void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag, const Result &result,

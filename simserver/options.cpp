@@ -58,6 +58,15 @@ void addServing(CLI::App &app, Options &options, std::string &address) {
     app.add_flag("--verbose", options.verbose, "Say each operation on standard error");
 }
 
+void addLburp(CLI::App &app, Options &options) {
+    app.add_option("--lburp-transaction-size", options.lburp.transactionSize,
+                   "Operations that one request of a bulk update may have")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{1}, std::size_t{0x7fffffff}));
+    app.add_flag("--no-lburp{false}", options.lburp.served, "Serve no bulk updates");
+}
+
 void listEvents() {
     for (const EventRow &row : eventRows()) {
         const std::string_view record = findRecordType(row.kind)->name;
@@ -107,8 +116,10 @@ void addContent(CLI::App &app, Options &options, std::vector<std::string> &fault
         });
     app.add_option("--fault", faults,
                    "Spoil the answers to an operation: no-oid, oid:OID, no-value, truncate:BYTES, "
-                   "value:HEX, code:NUMBER[:TEXT], delay:MS or drop")
-        ->type_name("OPERATION=KIND[:VALUE]")
+                   "value:HEX, code:NUMBER[:TEXT], delay:MS or drop; lburp-operation also "
+                   "partway:OPERATIONS; "
+                   "@N is for the Nth answer alone, @N+ for those after it, too")
+        ->type_name("OPERATION[@N[+]]=KIND[:VALUE]")
         ->expected(1)
         ->take_all()
         ->check([&options](const std::string &text) { return options.faults.add(text); });
@@ -129,6 +140,7 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
     app.add_flag("--list-operations", listing, "Print the extended operations and end");
     app.add_flag("--list-events", listingEvents, "Print the events that are monitored and end");
     addServing(app, options, address);
+    addLburp(app, options);
     addEvents(app, options);
     addContent(app, options, faults);
     try {

@@ -21,6 +21,7 @@ struct Options {
     std::size_t maxMessage = 16U * 1024 * 1024;
     std::size_t backupPiece = 65536;
     std::size_t eventQueue = 4U * 1024 * 1024;
+    LburpSettings lburp;
     ReplaySettings replay;
     std::string readyFile;
     bool verbose = false;

@@ -33,6 +33,7 @@ enum class ResultCode {
     NotAllowedOnNonLeaf = 66,
     NotAllowedOnRdn = 67,
     EntryAlreadyExists = 68,
+    Other = 80,
     AuthorizationDenied = 123, // RFC 4370
 };
 

@@ -58,6 +58,11 @@ bool Session::mayServe() const {
            running_.size() - connection_.watches < kMaxRunning;
 }
 
+/** Only changes, or requests that the client no longer sends, would bring further answers. */
+bool Session::nothingToCome() const {
+    return running_.size() == connection_.watches + connection_.lburp.stuck();
+}
+
 void Session::read() {
     if (reading_ || state_ != State::Serving || !mayServe())
         return;
@@ -195,12 +200,22 @@ bool Session::produce() {
             return more || sending_.empty(); // goes on when the client has taken some
         lastProduced_ = current->first;
         const auto progress = current->second.operation->produce(unsent_, kSlice);
+        if (progress == OpenOperation::Progress::Serve) {
+            serveWaiting(current);
+            return true; // one at a time: other clients have their turn
+        }
         if (progress == OpenOperation::Progress::Done)
             running_.erase(current);
         else if (progress == OpenOperation::Progress::More)
             more = true;
     }
     return more;
+}
+
+void Session::serveWaiting(std::map<std::int32_t, Running>::iterator waiting) {
+    const std::string message = waiting->second.operation->takeRequest();
+    running_.erase(waiting);
+    apply(dispatcher_.resume(connection_, asBytes(message)));
 }
 
 void Session::flush() {
@@ -230,8 +245,8 @@ void Session::flush() {
 void Session::afterFlush() {
     if (state_ == State::Ending)
         drain();
-    else if (state_ == State::ClientFinished && !more_ && running_.size() == connection_.watches)
-        close(); // nobody is left to abandon what only waits for changes
+    else if (state_ == State::ClientFinished && !more_ && nothingToCome())
+        close(); // nobody is left to abandon what only waits
 }
 
 void Session::end() {

@@ -47,6 +47,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void delay(Outcome outcome);
     void run(Outcome &outcome, std::unique_ptr<asio::steady_timer> timer);
     bool produce();
+    void serveWaiting(std::map<std::int32_t, Running>::iterator waiting);
     void flush();
     void afterFlush();
     void proceed();
@@ -57,6 +58,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
     bool hasRoom() const;
     bool mayServe() const;
+    bool nothingToCome() const;
 
     asio::io_context &io_;
     std::unique_ptr<Stream> stream_;

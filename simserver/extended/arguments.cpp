@@ -82,6 +82,8 @@ Arguments::Arguments(std::string_view format, const std::optional<Bytes> &value)
             elements_.emplace_back(reader.integer32(ber::kInteger, what));
         else if (kind == 's')
             elements_.emplace_back(reader.text(what));
+        else if (kind == 'v')
+            elements_.emplace_back(asText(reader.rest()));
         else if (kind == 'l')
             elements_.emplace_back(readList(reader.sequence(what), what));
         else if (kind == 'c')

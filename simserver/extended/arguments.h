@@ -25,8 +25,9 @@ struct RequestedEvent {
  * OF OCTET STRING, 'f' SEQUENCE OF SEQUENCE { OCTET STRING, SEQUENCE OF OCTET STRING }, 'c'
  * SEQUENCE { count INTEGER, SET OF SEQUENCE { INTEGER } } with as many numbers, 'e'
  * SEQUENCE { count INTEGER, SET OF SEQUENCE { INTEGER, ENUMERATED } } of events, as many, and 'E'
- * the same with an OCTET STRING, a filter, at the end of each. The empty
- * format asks for no value at all; a '?' in front lets the value be absent.
+ * the same with an OCTET STRING, a filter, at the end of each; 'v' takes all the rest as a text
+ * that the operation reads itself. The empty format asks for no value at all; a '?' in front lets
+ * the value be absent.
  */
 class Arguments {
   public:

@@ -56,7 +56,8 @@ ResponseValue monitorEvents(const ExtendedCall &call) {
         throw OperationError(ResultCode::AdminLimitExceeded,
                              fmt::format("more than {} specifications of events", most));
     std::string value = acceptedValue(accepted);
-    call.open = std::make_unique<EventMonitor>(feed, call.connection, call.id, std::move(accepted));
+    call.after.open =
+        std::make_unique<EventMonitor>(feed, call.connection, call.request.id, std::move(accepted));
     return value;
 }
 

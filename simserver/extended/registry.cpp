@@ -14,20 +14,40 @@ std::vector<ExtendedOperation> collect() {
     std::vector<ExtendedOperation> all;
     for (const auto family :
          {partitionOperations, replicaOperations, replicationFilterOperations, identityOperations,
-          nameOperations, triggerOperations, archiveOperations, eventOperations})
+          nameOperations, triggerOperations, archiveOperations, eventOperations, lburpOperations})
         for (ExtendedOperation &operation : family())
             all.push_back(std::move(operation));
     return all;
 }
 
-ResponseValue run(const ExtendedRequest &request, Context &context,
-                  std::unique_ptr<OpenOperation> &open) {
+/** Throws the result code that a fault gives. */
+void requireNoCode(const Fault *fault) {
+    if (fault != nullptr && fault->code)
+        throw OperationError(static_cast<ResultCode>(*fault->code), fault->diagnostic);
+}
+
+ResponseValue run(const ExtendedRequest &request, Context &context, const Fault *fault,
+                  ExtendedAftermath &after) {
     const ExtendedOperation &operation = *request.operation;
+    if (operation.await == nullptr)
+        requireNoCode(fault);
     const Arguments arguments(operation.format, request.value);
     if (operation.access == ExtendedOperation::Access::Administrator)
         requireRight(context.directory, context.identity, "", "*", right::kAdminister);
-    return operation.handler(
-        {context.directory, context.connection, context.identity, arguments, request.id, open});
+    const ExtendedCall call{context.directory,
+                            context.connection,
+                            context.identity,
+                            arguments,
+                            request.received,
+                            fault,
+                            after};
+    if (operation.await != nullptr) {
+        after.waiting = operation.await(call);
+        if (after.waiting)
+            return {};
+        requireNoCode(fault); // faults go by the order of the answers
+    }
+    return operation.handler(call);
 }
 
 } // namespace
@@ -55,6 +75,10 @@ const std::vector<ExtendedOperation> &extendedOperations() {
     return operations;
 }
 
+bool isServed(const Directory &directory, const ExtendedOperation &operation) {
+    return !operation.lburp || directory.lburp.served;
+}
+
 const ExtendedOperation *findExtendedOperation(std::string_view oidOrName) {
     const auto &all = extendedOperations();
     const auto found =
@@ -66,26 +90,26 @@ const ExtendedOperation *findExtendedOperation(std::string_view oidOrName) {
 
 // ExtendedRequest ::= [APPLICATION 23] SEQUENCE { requestName [0] LDAPOID,
 //     requestValue [1] OCTET STRING OPTIONAL }
-ExtendedRequest decodeExtended(const Request &request) {
+ExtendedRequest decodeExtended(const Directory &directory, const Request &request) {
     ber::Reader fields(request.body);
     const std::string_view oid = asText(fields.take(kRequestName, "request OID"));
     const auto value = fields.takeIf(kRequestValue, "request value");
     const ExtendedOperation *operation = findExtendedOperation(oid);
-    return {request.id, oid, value,
-            operation != nullptr && operation->oid == oid ? operation : nullptr};
+    const bool known =
+        operation != nullptr && operation->oid == oid && isServed(directory, *operation);
+    return {request, oid, value, known ? operation : nullptr};
 }
 
 ExtendedReply serveExtended(Context &context, const ExtendedRequest &request, const Fault *fault,
-                            std::unique_ptr<OpenOperation> &open) {
+                            ExtendedAftermath &after) {
     if (request.operation == nullptr)
         return {{ResultCode::ProtocolError, {}, fmt::format("{} is not served here", request.oid)},
                 {},
                 {}};
     ExtendedReply reply{{}, request.operation->responseOid, {}};
     try {
-        if (fault != nullptr && fault->code)
-            throw OperationError(static_cast<ResultCode>(*fault->code), fault->diagnostic);
-        reply.value = run(request, context, open);
+        reply.value = run(request, context, fault, after);
+        reply.result = after.result;
     } catch (const ber::Error &error) {
         // The value is the operation's own matter: the connection goes on.
         reply.result = {ResultCode::ProtocolError, {}, error.what()};

@@ -4,20 +4,23 @@
 
 namespace stratasim {
 
-// AddRequest ::= [APPLICATION 8] SEQUENCE { entry LDAPDN, attributes SEQUENCE OF Attribute }
+AddRequest readAdd(ber::Reader &fields) {
+    AddRequest request;
+    request.name = fields.text("entry to add");
+    ber::Reader list = fields.sequence("attributes");
+    while (!list.atEnd())
+        request.attributes.push_back(readAttribute(list));
+    return request;
+}
+
 Result add(Context &context, Bytes body) {
     ber::Reader fields(body);
-    const std::string_view name = fields.text("entry to add");
-    ber::Reader list = fields.sequence("attributes");
-    std::vector<RequestedAttribute> attributes;
-    while (!list.atEnd())
-        attributes.push_back(readAttribute(list));
-
-    const Dn dn = requireDn(name);
+    const AddRequest request = readAdd(fields);
+    const Dn dn = requireDn(request.name);
     requireUserEntry(dn);
     requireRight(context.directory, context.identity, dn.key, "*", right::kWrite);
     Entry entry;
-    for (const RequestedAttribute &attribute : attributes) {
+    for (const RequestedAttribute &attribute : request.attributes) {
         requireWritable(attribute);
         if (attribute.values.empty())
             throw OperationError(ResultCode::ConstraintViolation,

@@ -13,19 +13,17 @@ namespace {
 
 enum class ChangeKind { Add = 0, Delete = 1, Replace = 2, Increment = 3 };
 
-struct RequestedChange {
-    ChangeKind kind;
-    RequestedAttribute attribute;
-};
-
 RequestedChange readChange(ber::Reader &reader) {
     ber::Reader fields = reader.sequence("change");
     const std::int64_t kind = fields.integer(ber::kEnumerated, "kind of change");
-    RequestedAttribute attribute = readAttribute(fields);
-    if (kind < 0 || kind > static_cast<int>(ChangeKind::Increment))
-        throw OperationError(ResultCode::ProtocolError,
-                             fmt::format("{} is no kind of change", kind));
-    return {static_cast<ChangeKind>(kind), std::move(attribute)};
+    return {kind, readAttribute(fields)};
+}
+
+void requireKinds(const ModifyRequest &request) {
+    for (const RequestedChange &change : request.changes)
+        if (change.kind < 0 || change.kind > static_cast<int>(ChangeKind::Increment))
+            throw OperationError(ResultCode::ProtocolError,
+                                 fmt::format("{} is no kind of change", change.kind));
 }
 
 [[noreturn]] void failMissing(const RequestedAttribute &wanted) {
@@ -85,7 +83,7 @@ void applyIncrement(Entry &entry, const RequestedAttribute &wanted) {
 
 void apply(Entry &entry, const RequestedChange &change) {
     requireWritable(change.attribute);
-    switch (change.kind) {
+    switch (static_cast<ChangeKind>(change.kind)) {
     case ChangeKind::Add:
         return applyAdd(entry, change.attribute);
     case ChangeKind::Delete:
@@ -109,24 +107,28 @@ void requireRdnKept(const Node &node, const Entry &entry) {
 
 } // namespace
 
-// ModifyRequest ::= [APPLICATION 6] SEQUENCE { object LDAPDN, changes SEQUENCE OF change }
+ModifyRequest readModify(ber::Reader &fields) {
+    ModifyRequest request;
+    request.name = fields.text("entry to modify");
+    ber::Reader list = fields.sequence("changes");
+    while (!list.atEnd())
+        request.changes.push_back(readChange(list));
+    return request;
+}
+
 Result modify(Context &context, Bytes body) {
     ber::Reader fields(body);
-    const std::string_view name = fields.text("entry to modify");
-    ber::Reader list = fields.sequence("changes");
-    std::vector<RequestedChange> changes;
-    while (!list.atEnd())
-        changes.push_back(readChange(list));
-
-    const Dn dn = requireDn(name);
+    const ModifyRequest request = readModify(fields);
+    requireKinds(request);
+    const Dn dn = requireDn(request.name);
     requireUserEntry(dn);
-    for (const RequestedChange &change : changes)
+    for (const RequestedChange &change : request.changes)
         requireRight(context.directory, context.identity, dn.key, change.attribute.key,
                      right::kWrite);
     const auto node = context.directory.tree.require(dn);
     // All or nothing: the entry stays as it is until every change has succeeded.
     Entry entry = node->entry;
-    for (const RequestedChange &change : changes)
+    for (const RequestedChange &change : request.changes)
         apply(entry, change);
     requireConsistent(entry);
     requireRdnKept(*node, entry);

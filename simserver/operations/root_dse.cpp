@@ -12,7 +12,8 @@ std::shared_ptr<Node> makeRootDse(const Directory &directory) {
     entry.set("supportedLDAPVersion", {"3"});
     std::vector<std::string> extensions;
     for (const ExtendedOperation &operation : extendedOperations())
-        extensions.push_back(operation.oid);
+        if (isServed(directory, operation))
+            extensions.push_back(operation.oid);
     entry.set("supportedExtension", std::move(extensions));
     entry.set("supportedControl", supportedControls());
     // Increment (RFC 4525), "+" (RFC 3673), filters that are always true or false (RFC 4526).

@@ -2,6 +2,7 @@
 
 #include "operations/operations.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,27 @@ struct RequestedAttribute {
 
 /** PartialAttribute ::= SEQUENCE { type, vals SET OF value } */
 RequestedAttribute readAttribute(ber::Reader &reader);
+
+struct AddRequest {
+    std::string_view name;
+    std::vector<RequestedAttribute> attributes;
+};
+
+/** AddRequest ::= [APPLICATION 8] SEQUENCE { entry LDAPDN, attributes SEQUENCE OF Attribute } */
+AddRequest readAdd(ber::Reader &fields);
+
+struct RequestedChange {
+    std::int64_t kind;
+    RequestedAttribute attribute;
+};
+
+struct ModifyRequest {
+    std::string_view name;
+    std::vector<RequestedChange> changes;
+};
+
+/** ModifyRequest ::= [APPLICATION 6] SEQUENCE { object LDAPDN, changes SEQUENCE OF change } */
+ModifyRequest readModify(ber::Reader &fields);
 
 /** Throws constraintViolation for an attribute that only the server writes. */
 void requireWritable(const RequestedAttribute &attribute);

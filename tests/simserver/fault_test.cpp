@@ -73,7 +73,7 @@ TEST(FaultTest, AnswersWithoutAValueStayWithoutOne) {
 
 TEST(FaultTest, BadOnesAreExplained) {
     const std::pair<const char *, const char *> cases[] = {
-        {"refresh-server", "write OPERATION=KIND[:VALUE]"},
+        {"refresh-server", "write OPERATION[@N]=KIND[:VALUE]"},
         {"no-such=drop", "there is no operation \"no-such\": see --list-operations"},
         {"refresh-server=", "\"\" is no kind of fault"},
         {"refresh-server=explode", "\"explode\" is no kind of fault"},

@@ -1,0 +1,1 @@
+#include "lburp_fixture.h"

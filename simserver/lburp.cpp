@@ -96,8 +96,8 @@ std::unique_ptr<OpenOperation> LburpSequence::awaitEnd(std::int32_t number, Byte
         fail("the end was there already: it waits for the operation requests before it");
     const std::int64_t missing = firstMissing();
     if (!waiting_.empty() && waiting_.rbegin()->first > missing)
-        fail(fmt::format("operation request {} is missing: it is expected before the end",
-                         missing));
+        fail(
+            fmt::format("operation request {} is missing: it is expected before the end", missing));
     if (number != missing - 1)
         fail(fmt::format("the end names operation request {} as the last one: {} is expected",
                          number, missing - 1));

@@ -73,8 +73,8 @@ ResponseValue carryOut(const ExtendedCall &call) {
     std::size_t failed = 0;
     for (std::size_t i = 0; i < countOf(call, request); ++i) {
         const Request &operation = request.operations[i];
-        const Result result = servePlain(*findPlain(operation.tag), call.directory,
-                                         call.connection, call.identity, operation);
+        const Result result = servePlain(*findPlain(operation.tag), call.directory, call.connection,
+                                         call.identity, operation);
         if (result.code == ResultCode::Success)
             continue;
         ++failed;

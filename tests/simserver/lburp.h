@@ -57,9 +57,9 @@ inline std::string failure(std::uint8_t number, std::uint8_t code, const std::st
             content.size() < 0x80 ? std::string{size} : std::string{'\x81', size};
         return static_cast<char>(tag) + length + content;
     };
-    return element(0x30, wire::number(number) +
-                             element(0x30, wire::number(code) + element(4, matched) +
-                                               element(4, text)));
+    return element(0x30,
+                   wire::number(number) +
+                       element(0x30, wire::number(code) + element(4, matched) + element(4, text)));
 }
 
 /** The ids of the answers. */

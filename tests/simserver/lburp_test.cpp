@@ -39,8 +39,8 @@ TEST_F(LburpTest, AWholeUpdate) {
 TEST_F(LburpTest, MayBeginAgain) {
     for (int round = 0; round < 2; ++round) {
         start();
-        EXPECT_EQ(ask(lburp::operations(1, {round == 0 ? lburp::add("a")
-                                                       : wire::remove(lburp::dn("a"))})),
+        EXPECT_EQ(ask(lburp::operations(
+                      1, {round == 0 ? lburp::add("a") : wire::remove(lburp::dn("a"))})),
                   0);
         EXPECT_EQ(ask(lburp::end(1)), 0);
         EXPECT_EQ(isThere("a"), round == 0);
@@ -80,7 +80,8 @@ TEST_F(LburpTest, OperationsFailLikeTheOrdinaryOnes) {
         wire::add(kTop, {{"objectClass", {"top"}}, {"dc", {"example"}}}),
         wire::add(lburp::dn("x"), {{"cn", {"x"}}}),
         wire::add(lburp::dn("x"), {{"objectClass", {"person"}}}),
-        wire::add(lburp::dn("x"), {{"objectClass", {"person"}}, {"cn", {"x"}}, {"entryUUID", {"x"}}}),
+        wire::add(lburp::dn("x"),
+                  {{"objectClass", {"person"}}, {"cn", {"x"}}, {"entryUUID", {"x"}}}),
         wire::remove(kTop),
         wire::remove("cn=schema"),
         wire::modify(kAda, {{1, {"cn", {}}}}),
@@ -138,8 +139,7 @@ TEST_F(LburpTest, ControlsAreThoseOfTheOperation) {
             lburp::withControls(lburp::add("c"), wire::control("1.2.3", false)),
             lburp::withControls(lburp::add("d"), wire::control("1.2.3", true))}));
     EXPECT_EQ(response.code, 80);
-    EXPECT_EQ(response.value,
-              lburp::failure(4, 12, "", "the control 1.2.3 is not served here"));
+    EXPECT_EQ(response.value, lburp::failure(4, 12, "", "the control 1.2.3 is not served here"));
     EXPECT_TRUE(isThere("a") && isThere("b") && isThere("c"));
     EXPECT_FALSE(isThere("d"));
 }
@@ -187,8 +187,8 @@ TEST_F(LburpTest, ProxiedAuthorisationIsChecked) {
 TEST_F(LburpTest, TransactionSize) {
     server_.directory.lburp.transactionSize = 2;
     EXPECT_EQ(client_.ask(lburp::start()).value, hex("3003 020102"));
-    const auto refused = client_.ask(
-        lburp::operations(1, {lburp::add("a"), lburp::add("b"), lburp::add("c")}));
+    const auto refused =
+        client_.ask(lburp::operations(1, {lburp::add("a"), lburp::add("b"), lburp::add("c")}));
     EXPECT_EQ(refused.code, 11);
     EXPECT_EQ(refused.diagnostic, "3 operations in one request: at most 2 may be");
     EXPECT_FALSE(isThere("a"));

@@ -246,8 +246,9 @@ PeopleCounts Writer::write() {
     }
     if (plan_.changes)
         addAndRemoveBranch();
-    for (int i = 0; i < plan_.renames; ++i)
-        rename(plan_.first + 10 * i + 1); // which no change was made to
+    // Of people to whom no change was made.
+    for (int i = 0; i < plan_.renames && 10 * i + 1 < plan_.people; ++i)
+        rename(plan_.first + 10 * i + 1);
     return counts_;
 }
 

@@ -16,6 +16,8 @@ struct Sample {
     const char *name;
     const char *root;
     std::vector<std::pair<const char *, const char *>> attributes; // of the root
+    // Entries whose RDN is in quotes, which RFC 4514 knows no longer.
+    std::size_t quoted = 0;
 };
 
 void PrintTo(const Sample &sample, std::ostream *out) {
@@ -64,16 +66,18 @@ TEST_P(LoadPeerSample, Loads) {
                                      "--rejects", folder.path("rejects")}));
     const Json summary = result.json();
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(summary["updates"]["add"]["done"], entries() - 1) << readFile(folder.path("rejects"));
-    EXPECT_EQ(summary["updates"]["add"]["failed"], 1);
+    const std::size_t failed = 1 + GetParam().quoted;
+    EXPECT_EQ(summary["updates"]["add"]["done"], entries() - failed)
+        << readFile(folder.path("rejects"));
+    EXPECT_EQ(summary["updates"]["add"]["failed"], failed);
     const PeerSession session(simulator.uri(), adminDn, adminPassword);
-    EXPECT_EQ(session.subtree(GetParam().root).size(), entries());
+    EXPECT_EQ(session.subtree(GetParam().root).size(), entries() - GetParam().quoted);
 }
 
 const Sample samples[] = {
     {"Example", "dc=example,dc=com", {{"objectClass", "domain"}, {"dc", "example"}}},
-    {"Example-roles", "dc=example,dc=com", {{"objectClass", "domain"}, {"dc", "example"}}},
-    {"Example-views", "dc=example,dc=com", {{"objectClass", "domain"}, {"dc", "example"}}},
+    {"Example-roles", "dc=example,dc=com", {{"objectClass", "domain"}, {"dc", "example"}}, 1},
+    {"Example-views", "dc=example,dc=com", {{"objectClass", "domain"}, {"dc", "example"}}, 1},
     {"Ace", "o=Ace Industry,c=US", {{"objectClass", "organization"}, {"o", "Ace Industry"}}},
     {"European",
      "o=\xc3\x87\xc3\xa9lin\xc3\xa9 \xc3\x84ndr\xc3\xa8",

@@ -127,8 +127,13 @@ void BulkSender::openSequence() {
                                                        &text, &transactionSize, 0);
     const std::string words = takeLdapText(text);
     if (code != LDAP_SUCCESS)
-        throw NoBulkUpdate({"load", context_.run.uri(), code, ldap_err2string(code),
-                            "the server does not begin a bulk update", words, {},
+        throw NoBulkUpdate({"load",
+                            context_.run.uri(),
+                            code,
+                            ldap_err2string(code),
+                            "the server does not begin a bulk update",
+                            words,
+                            {},
                             "--fallback loads with ordinary operations"});
     if (parsed != LDAP_SUCCESS)
         serverFault(fmt::format("the answer to the start of the bulk update could not be "
@@ -220,9 +225,8 @@ void BulkSender::send() {
 }
 
 void BulkSender::take(const Answer &answer) {
-    const auto batch = std::find_if(underWay_.begin(), underWay_.end(), [&](const Batch &each) {
-        return each.id == answer.id();
-    });
+    const auto batch = std::find_if(underWay_.begin(), underWay_.end(),
+                                    [&](const Batch &each) { return each.id == answer.id(); });
     if (!answer || batch == underWay_.end())
         return;
     int code = LDAP_SUCCESS;
@@ -337,10 +341,15 @@ std::unique_ptr<Sender> bulkSender(LoadContext &context) {
     if (code < 0)
         context.channel.fail(code);
     if (!listed)
-        throw NoBulkUpdate({"load", context.run.uri(), {}, {},
+        throw NoBulkUpdate({"load",
+                            context.run.uri(),
+                            {},
+                            {},
                             "the server does not know bulk updates (LBURP): its root DSE does not "
                             "list 2.16.840.1.907341.1.142.100.1",
-                            {}, {}, "--fallback loads with ordinary operations"});
+                            {},
+                            {},
+                            "--fallback loads with ordinary operations"});
     return std::make_unique<BulkSender>(context);
 }
 

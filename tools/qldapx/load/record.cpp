@@ -15,8 +15,8 @@ namespace {
 std::string reasonIn(const std::string &complaint) {
     if (complaint.find("invalid format") != std::string::npos)
         return "the value cannot be read: is its base64 whole, and its file there?";
-    std::string text = complaint.substr(std::min(complaint.find_first_not_of(": "),
-                                                 complaint.size()));
+    std::string text =
+        complaint.substr(std::min(complaint.find_first_not_of(": "), complaint.size()));
     constexpr std::array ends = {" (line ", " at line ", ", line ", "\n"};
     for (const char *end : ends)
         text.erase(std::min(text.find(end), text.size()));
@@ -88,8 +88,8 @@ void Record::forget() {
 bool Record::parseControls(const RecordLayout &layout, char *record) {
     for (const std::size_t offset : layout.controls) {
         char *control = record + offset - layout.body;
-        std::string single = "dn: cn=any\n" + std::string(wholeLine(control)) +
-                             "\nchangetype: delete\n";
+        std::string single =
+            "dn: cn=any\n" + std::string(wholeLine(control)) + "\nchangetype: delete\n";
         LDIFRecord parsed{};
         std::string complaint;
         if (parseQuietly({single.size(), single.data()}, parsed, complaint) != LDAP_SUCCESS)

@@ -92,8 +92,8 @@ std::string unfolded(std::string_view text) {
 
 /** Why the file of a value cannot be read, empty when it can; its size counts. */
 std::string fileFault(const Line &line, const Field &field, std::uint64_t &bytes) {
-    std::string path = unfolded(line.whole.substr(
-        static_cast<std::size_t>(field.value.data() - line.whole.data())));
+    std::string path = unfolded(
+        line.whole.substr(static_cast<std::size_t>(field.value.data() - line.whole.data())));
     const std::string url = quoted(path);
     constexpr std::string_view scheme = "file:";
     if (!same(std::string_view(path).substr(0, scheme.size()), scheme))
@@ -141,7 +141,7 @@ class Check {
     Expect expect_ = Expect::Dn;
     bool isAdd_ = true;
     bool needsValue_ = false;
-    std::uint64_t values_ = 0;   // of the entry, or of the change
+    std::uint64_t values_ = 0;     // of the entry, or of the change
     std::uint64_t attributes_ = 0; // how often one follows another one
     std::string_view previous_;
 };
@@ -191,7 +191,7 @@ std::string Check::changeType(const Line &line, const Field &field) {
         Expect next;
     };
     constexpr std::array rows = {
-        Row{"add", Expect::Attribute}, Row{"modify", Expect::ModOp},  Row{"delete", Expect::End},
+        Row{"add", Expect::Attribute}, Row{"modify", Expect::ModOp}, Row{"delete", Expect::End},
         Row{"modrdn", Expect::NewRdn}, Row{"moddn", Expect::NewRdn}, Row{"rename", Expect::NewRdn},
     };
     const auto row = std::find_if(rows.begin(), rows.end(),

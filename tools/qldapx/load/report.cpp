@@ -87,8 +87,8 @@ Output::Rows outcomeRows(const LoadOutcome &outcome) {
     for (const auto &[code, count] : outcome.counts.results)
         rows.push_back(
             {fmt::format("result {}", code), fmt::format("{} ({})", count, ldap_err2string(code))});
-    rows.push_back({"time", fmt::format("{:.1f} s, {:.0f} updates/s", outcome.seconds,
-                                        rateOf(outcome))});
+    rows.push_back(
+        {"time", fmt::format("{:.1f} s, {:.0f} updates/s", outcome.seconds, rateOf(outcome))});
     if (outcome.rejects)
         rows.push_back({"rejects", printable(*outcome.rejects)});
     if (outcome.checkpoint)

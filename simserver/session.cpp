@@ -144,7 +144,7 @@ void Session::apply(Outcome outcome) {
     if (outcome.delay.count() > 0)
         return delay(std::move(outcome));
     if (outcome.drop)
-        return close();
+        return end();
     unsent_ += outcome.bytes;
     if (outcome.open)
         run(outcome, nullptr);
@@ -170,12 +170,12 @@ void Session::delay(Outcome outcome) {
         const auto running = self->running_.find(id);
         if (running == self->running_.end() || running->second.timer.get() != own)
             return;
-        if (drop)
-            return self->close();
-        self->unsent_ += bytes;
+        self->unsent_ += drop ? std::string() : bytes;
         running->second.timer.reset();
         if (!running->second.operation)
             self->running_.erase(running);
+        if (drop)
+            self->end();
         self->proceed();
     });
     run(outcome, std::move(timer));
@@ -249,6 +249,7 @@ void Session::afterFlush() {
         close(); // nobody is left to abandon what only waits
 }
 
+/** The client gets what has been said so far, and nothing more. */
 void Session::end() {
     if (state_ > State::ClientFinished)
         return;

@@ -46,23 +46,25 @@ LocalClient::LocalClient(InProcess &server, std::uint64_t number)
 
 LocalClient::~LocalClient() {
     session_->close();
-    io_.poll();
+    work();
 }
 
 void LocalClient::deliver() {
-    while (!pipe_->toServer.empty() && pipe_->reader) {
-        const std::size_t size = std::min(pipe_->buffer.size(), pipe_->toServer.size());
-        std::copy_n(pipe_->toServer.begin(), size, pipe_->buffer.begin());
-        pipe_->toServer.erase(0, size);
+    std::size_t sent = 0;
+    while (sent < pipe_->toServer.size() && pipe_->reader) {
+        const std::size_t size = std::min(pipe_->buffer.size(), pipe_->toServer.size() - sent);
+        std::copy_n(pipe_->toServer.data() + sent, size, pipe_->buffer.data());
+        sent += size;
         std::exchange(pipe_->reader, nullptr)({}, size);
     }
+    pipe_->toServer.erase(0, sent);
 }
 
 std::vector<wire::Response> LocalClient::send(const std::string &messages) {
     pipe_->toServer += messages;
     do
         deliver();
-    while (io_.poll() > 0);
+    while (work());
     return received();
 }
 
@@ -83,5 +85,28 @@ wire::Response LocalClient::ask(const std::string &op, const std::string &contro
 void LocalClient::finishSending() {
     if (pipe_->reader)
         std::exchange(pipe_->reader, nullptr)(asio::error::eof, 0);
-    io_.poll();
+    work();
+}
+
+bool LocalClient::work() {
+    io_.restart(); // it has stopped when there was nothing to do
+    return io_.poll() > 0;
+}
+
+bool LocalClient::step() {
+    io_.restart();
+    return io_.poll_one() > 0;
+}
+
+std::vector<wire::Response> LocalClient::await() {
+    io_.restart();
+    while (pipe_->toClient.empty() && !pipe_->closed && io_.run_one_for(std::chrono::seconds(20)))
+        continue;
+    return received();
+}
+
+std::vector<wire::Response> LocalClient::sendOnly(const std::string &messages) {
+    pipe_->toServer += messages;
+    deliver();
+    return received();
 }

@@ -33,14 +33,19 @@ class LocalClient {
     wire::Response ask(const std::string &op, const std::string &controls = {});
     void bindAdmin() { ask(wire::bind(kAdmin, "secret")); }
     void finishSending();
+    /** The same, but what is to be done later is left to step(). */
+    std::vector<wire::Response> sendOnly(const std::string &messages);
     /** Does one thing that waits to be done; false when there is none. */
-    bool step() { return io_.poll_one() > 0; }
+    bool step();
+    /** Waits for an answer or the end of the connection. */
+    std::vector<wire::Response> await();
     /** The messages that have come since the last look. */
     std::vector<wire::Response> received();
     bool closed() const { return pipe_->closed; }
 
   private:
     void deliver();
+    bool work();
 
     asio::io_context io_;
     std::shared_ptr<LocalPipe> pipe_ = std::make_shared<LocalPipe>();

@@ -1,3 +1,4 @@
+#include "lburp.h"
 #include "program.h"
 
 #include <gtest/gtest.h>
@@ -33,6 +34,8 @@ TEST(Options, MistakesAreExplained) {
         {{"--event-queue", "0"}, "--event-queue"},
         {{"--replay-rate", "-1"}, "--replay-rate"},
         {{"--replay-repeat", "x"}, "--replay-repeat"},
+        {{"--lburp-transaction-size", "0"}, "--lburp-transaction-size"},
+        {{"--fault", "lburp-end@0=drop"}, "write @3 for the third one"},
     };
     for (const auto &[arguments, part] : cases) {
         const auto result = run(arguments);
@@ -48,7 +51,8 @@ TEST(Options, HelpVersionAndList) {
     for (const char *part :
          {"--listen", "--ldif", "--admin-dn", "--admin-password", "--fault", "--max-message",
           "--backup-piece", "--event-queue", "--replay", "--replay-rate", "--replay-repeat",
-          "--list-events", "--ready-file", "--verbose", "Example:"})
+          "--list-events", "--lburp-transaction-size", "--no-lburp", "--ready-file", "--verbose",
+          "Example:"})
         EXPECT_TRUE(contains(help.output, part)) << part;
     EXPECT_EQ(run({"--version"}).output, "strata-sim 1.0.0\n");
     const auto list = run({"--list-operations"});
@@ -61,6 +65,23 @@ TEST(Options, HelpVersionAndList) {
         contains(list.output, "monitor-events                 2.16.840.1.907341.1.27.100.79\n"));
     EXPECT_TRUE(
         contains(list.output, "monitor-events-filtered        2.16.840.1.907341.1.27.100.84\n"));
+}
+
+TEST(Options, BulkUpdates) {
+    const auto list = run({"--list-operations"});
+    for (const char *row : {"lburp-start                    2.16.840.1.907341.1.142.100.1\n",
+                            "lburp-operation                2.16.840.1.907341.1.142.100.6\n",
+                            "lburp-end                      2.16.840.1.907341.1.142.100.4\n"})
+        EXPECT_TRUE(contains(list.output, row)) << row;
+    const auto started = [](const std::vector<std::string> &options) {
+        const SimProgram server(options);
+        RawClient client(server.port());
+        client.send(wire::message(1, lburp::start()));
+        return wire::parse(client.readMessages(1));
+    };
+    EXPECT_EQ(started({}).value, wire::hex("3003020164"));
+    EXPECT_EQ(started({"--lburp-transaction-size", "7"}).value, wire::hex("3003020107"));
+    EXPECT_EQ(started({"--no-lburp"}).code, 2);
 }
 
 TEST(Options, EventsAreListed) {

@@ -52,13 +52,6 @@ class Failures {
     LBURPOperationFailure *list = nullptr;
 };
 
-// Such a request was not carried out, and its number still stands for the next one.
-bool keepsNumber(int code) {
-    constexpr std::array codes = {LDAP_PROTOCOL_ERROR, LDAP_ADMINLIMIT_EXCEEDED, LDAP_BUSY,
-                                  LDAP_UNWILLING_TO_PERFORM};
-    return std::find(codes.begin(), codes.end(), code) != codes.end();
-}
-
 class BulkSender : public Sender {
   public:
     explicit BulkSender(LoadContext &context) : context_(context) { openSequence(); }
@@ -277,11 +270,12 @@ void BulkSender::refuse(Batch &batch, const Refusal &refusal) {
     for (std::size_t i = 0; i < batch.count; ++i)
         context_.journal.failed(batch.item, batch.records[i], refusal);
     context_.journal.settle(batch.item);
-    if (batch.number > 0 && keepsNumber(refusal.code))
+    if (batch.number > 0)
         closeGap(batch.number);
 }
 
-// Requests behind a refused one wait at the server for its number: an empty one takes its place.
+// A request that is refused as a whole has not used up its number, and those behind it wait at the
+// server for it: an empty one takes its place. Where the number counts, this is refused in turn.
 void BulkSender::closeGap(int number) {
     Channel &channel = context_.channel;
     int unused = 0;

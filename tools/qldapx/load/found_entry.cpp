@@ -50,9 +50,14 @@ FoundEntry::FoundEntry(Channel &channel, std::string dn, const std::vector<std::
         const Refusal result = channel.result(answer);
         if (result.code == LDAP_SUCCESS || result.code == LDAP_NO_SUCH_OBJECT)
             return;
-        throw Failure({"load", dn_, result.code, ldap_err2string(result.code),
-                       "the entry must be looked at, since its update is in doubt", result.text,
-                       {}, {}});
+        throw Failure({"load",
+                       dn_,
+                       result.code,
+                       ldap_err2string(result.code),
+                       "the entry must be looked at, since its update is in doubt",
+                       result.text,
+                       {},
+                       {}});
     }
 }
 

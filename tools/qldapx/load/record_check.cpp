@@ -141,6 +141,7 @@ class Check {
     Expect expect_ = Expect::Dn;
     bool isAdd_ = true;
     bool needsValue_ = false;
+    std::uint64_t changes_ = 0;
     std::uint64_t values_ = 0;     // of the entry, or of the change
     std::uint64_t attributes_ = 0; // how often one follows another one
     std::string_view previous_;
@@ -256,6 +257,7 @@ std::string Check::modOp(const Line &line, const Field &field) {
         return fmt::format("{}: names no attribute", *name);
     needsValue_ = same(*name, "add") || same(*name, "increment");
     values_ = 0;
+    ++changes_;
     expect_ = Expect::Value;
     return {};
 }
@@ -324,6 +326,8 @@ std::string Check::end() const {
     case Expect::Head:
     case Expect::Attribute:
         return values_ == 0 ? "an entry without attributes" : std::string();
+    case Expect::ModOp:
+        return changes_ == 0 ? "a modification has no change" : std::string();
     case Expect::Value:
         return needsValue_ && values_ == 0 ? "the last change has no value" : std::string();
     case Expect::NewRdn:

@@ -98,6 +98,19 @@ Output::Rows outcomeRows(const LoadOutcome &outcome) {
     return rows;
 }
 
+Output::Json checkJson(const LoadOutcome &outcome) {
+    Output::Json updates;
+    for (std::size_t i = 0; i < updateKinds; ++i)
+        updates[updateNames[i]] = outcome.counts.updates[i].done;
+    return {{"operation", "load"},
+            {"result", outcome.end == LoadOutcome::End::Done ? "success" : "malformed"},
+            {"file", outcome.file},
+            {"mode", outcome.mode},
+            {"records", outcome.records},
+            {"malformed", outcome.counts.malformed},
+            {"updates", std::move(updates)}};
+}
+
 Output::Rows checkRows(const LoadOutcome &outcome) {
     Output::Rows rows = {{"records", std::to_string(outcome.records)},
                          {"malformed", std::to_string(outcome.counts.malformed)}};
@@ -109,11 +122,12 @@ Output::Rows checkRows(const LoadOutcome &outcome) {
 } // namespace
 
 void printOutcome(Output &out, const LoadOutcome &outcome) {
+    const bool isCheck = outcome.mode == "dry run";
     if (out.isJson()) {
-        out.json(outcomeJson(outcome));
+        out.json(isCheck ? checkJson(outcome) : outcomeJson(outcome));
         return;
     }
-    if (outcome.mode == "dry run") {
+    if (isCheck) {
         out.table(checkRows(outcome));
         return;
     }

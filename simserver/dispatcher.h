@@ -20,7 +20,7 @@ struct Outcome {
     std::string bytes;                   // to be sent
     std::unique_ptr<OpenOperation> open; // has more to say
     std::chrono::milliseconds delay{0};  // before the bytes are sent, or the connection dropped
-    bool drop = false;                   // end the connection without a word
+    bool drop = false;                   // end the connection in place of the bytes
     bool close = false;                  // end the connection when the bytes are sent
     std::optional<std::int32_t> abandon; // stop this operation
     bool abandonAll = false;             // stop all operations

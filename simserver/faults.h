@@ -44,8 +44,7 @@ struct Fault {
 /** The faults of a server, by the request OID of the operation and the number of the answer. */
 class Faults {
   public:
-    /** What goes wrong with that answer to the operation, counted from 1; nothing if all is well.
-     */
+    /** What goes wrong with that answer to the operation, counted from 1, if anything does. */
     std::optional<Fault> find(std::string_view oid, std::uint64_t number) const;
 
     /**

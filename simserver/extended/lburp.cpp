@@ -31,17 +31,17 @@ ResponseValue start(const ExtendedCall &call) {
 }
 
 LburpRequest readOperations(const ExtendedCall &call) {
-    return readLburpRequest(asBytes(call.arguments.text(0)), call.request.id);
+    return readLburpRequest(asBytes(call.arguments.text(0)), call.request.id,
+                            call.directory.lburp.transactionSize);
 }
 
 std::unique_ptr<OpenOperation> awaitOperations(const ExtendedCall &call) {
     const LburpRequest request = readOperations(call);
     auto waiting = call.connection.lburp.awaitOperation(request.number, call.request.message);
-    const std::size_t most = call.directory.lburp.transactionSize;
-    if (request.operations.size() > most)
+    if (request.count > request.operations.size())
         throw OperationError(ResultCode::AdminLimitExceeded,
                              fmt::format("{} operations in one request: at most {} may be",
-                                         request.operations.size(), most));
+                                         request.count, request.operations.size()));
     return waiting;
 }
 
@@ -84,9 +84,7 @@ ResponseValue carryOut(const ExtendedCall &call) {
     if (failed == 0)
         return {};
     call.after.result = {
-        ResultCode::Other,
-        {},
-        fmt::format("{} of {} operations failed", failed, request.operations.size())};
+        ResultCode::Other, {}, fmt::format("{} of {} operations failed", failed, request.count)};
     return failures;
 }
 

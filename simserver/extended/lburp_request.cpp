@@ -61,18 +61,20 @@ ber::Reader openValue(Bytes value) {
 }
 
 // SEQUENCE { sequenceNumber INTEGER, operation, operation, ... }
-LburpRequest readLburpRequest(Bytes value, std::int32_t id) {
+LburpRequest readLburpRequest(Bytes value, std::int32_t id, std::size_t most) {
     ber::Reader fields = openValue(value);
     LburpRequest request;
     request.number = fields.integer32(ber::kInteger, "request value, sequence number");
     while (!fields.atEnd()) {
+        ++request.count;
         try {
             Request operation = readOperation(fields.sequence("operation"), request);
             operation.id = id;
-            request.operations.push_back(std::move(operation));
+            if (request.operations.size() < most)
+                request.operations.push_back(std::move(operation));
         } catch (const ber::Error &error) {
-            throw ber::Error(fmt::format("request value, operation {}: {}",
-                                         request.operations.size() + 1, error.what()));
+            throw ber::Error(
+                fmt::format("request value, operation {}: {}", request.count, error.what()));
         }
     }
     return request;

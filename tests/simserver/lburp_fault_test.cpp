@@ -1,4 +1,7 @@
 #include "lburp_fixture.h"
+#include "program.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -126,6 +129,18 @@ TEST_F(LburpFaultTest, TheConnectionEndsWhereItIsToldTo) {
                       std::find(c.there.begin(), c.there.end(), name) != c.there.end())
                 << c.faults[0] << " " << name;
     }
+}
+
+TEST_F(LburpFaultTest, WhatWasAnsweredBeforeTheEndArrives) {
+    const SimProgram server({"--fault", "lburp-operation@3=drop"});
+    RawClient client(server.port());
+    std::string all = message(1, lburp::start());
+    for (std::uint8_t request = 1; request <= 100; ++request)
+        all += message(static_cast<std::uint8_t>(request + 1),
+                       lburp::operations(request, {wire::remove(std::string(5000, 'x'))}));
+    client.send(all);
+    EXPECT_EQ(wire::elements(client.readAll()).size(), 3U);
+    EXPECT_TRUE(client.closed());
 }
 
 TEST_F(LburpFaultTest, AnswersAreCountedForAllConnections) {

@@ -14,7 +14,8 @@ struct Arguments : LoadOptions {
 
 void addSending(CLI::App &command, Arguments &args) {
     constexpr int mostOperations = 10000, mostRequests = 64, highestRate = 10'000'000;
-    command.add_option("--batch", args.batch, "Updates in a request; without it, as the server says")
+    command
+        .add_option("--batch", args.batch, "Updates in a request; without it, as the server says")
         ->type_name("N")
         ->check(CLI::Range(1, mostOperations).description(""));
     command.add_option("--window", args.window, "Requests under way at once")
@@ -38,7 +39,8 @@ void addSending(CLI::App &command, Arguments &args) {
 void addFailures(CLI::App &command, Arguments &args) {
     command.add_flag("--continue", args.goOn, "Go on after a failure");
     command
-        .add_option("--rejects", args.rejects, "Write what could not be loaded to this file, as LDIF")
+        .add_option("--rejects", args.rejects,
+                    "Write what could not be loaded to this file, as LDIF")
         ->type_name("FILE");
     command
         .add_option("--checkpoint", args.checkpoint,

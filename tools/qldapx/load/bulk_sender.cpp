@@ -52,13 +52,6 @@ class Failures {
     LBURPOperationFailure *list = nullptr;
 };
 
-// Such a request was not carried out, and its number still stands for the next one.
-bool keepsNumber(int code) {
-    constexpr std::array codes = {LDAP_PROTOCOL_ERROR, LDAP_ADMINLIMIT_EXCEEDED, LDAP_BUSY,
-                                  LDAP_UNWILLING_TO_PERFORM};
-    return std::find(codes.begin(), codes.end(), code) != codes.end();
-}
-
 class BulkSender : public Sender {
   public:
     explicit BulkSender(LoadContext &context) : context_(context) { openSequence(); }
@@ -127,8 +120,13 @@ void BulkSender::openSequence() {
                                                        &text, &transactionSize, 0);
     const std::string words = takeLdapText(text);
     if (code != LDAP_SUCCESS)
-        throw NoBulkUpdate({"load", context_.run.uri(), code, ldap_err2string(code),
-                            "the server does not begin a bulk update", words, {},
+        throw NoBulkUpdate({"load",
+                            context_.run.uri(),
+                            code,
+                            ldap_err2string(code),
+                            "the server does not begin a bulk update",
+                            words,
+                            {},
                             "--fallback loads with ordinary operations"});
     if (parsed != LDAP_SUCCESS)
         serverFault(fmt::format("the answer to the start of the bulk update could not be "
@@ -220,9 +218,8 @@ void BulkSender::send() {
 }
 
 void BulkSender::take(const Answer &answer) {
-    const auto batch = std::find_if(underWay_.begin(), underWay_.end(), [&](const Batch &each) {
-        return each.id == answer.id();
-    });
+    const auto batch = std::find_if(underWay_.begin(), underWay_.end(),
+                                    [&](const Batch &each) { return each.id == answer.id(); });
     if (!answer || batch == underWay_.end())
         return;
     int code = LDAP_SUCCESS;
@@ -273,11 +270,12 @@ void BulkSender::refuse(Batch &batch, const Refusal &refusal) {
     for (std::size_t i = 0; i < batch.count; ++i)
         context_.journal.failed(batch.item, batch.records[i], refusal);
     context_.journal.settle(batch.item);
-    if (batch.number > 0 && keepsNumber(refusal.code))
+    if (batch.number > 0)
         closeGap(batch.number);
 }
 
-// Requests behind a refused one wait at the server for its number: an empty one takes its place.
+// A request that is refused as a whole has not used up its number, and those behind it wait at the
+// server for it: an empty one takes its place. Where the number counts, this is refused in turn.
 void BulkSender::closeGap(int number) {
     Channel &channel = context_.channel;
     int unused = 0;
@@ -337,10 +335,15 @@ std::unique_ptr<Sender> bulkSender(LoadContext &context) {
     if (code < 0)
         context.channel.fail(code);
     if (!listed)
-        throw NoBulkUpdate({"load", context.run.uri(), {}, {},
+        throw NoBulkUpdate({"load",
+                            context.run.uri(),
+                            {},
+                            {},
                             "the server does not know bulk updates (LBURP): its root DSE does not "
                             "list 2.16.840.1.907341.1.142.100.1",
-                            {}, {}, "--fallback loads with ordinary operations"});
+                            {},
+                            {},
+                            "--fallback loads with ordinary operations"});
     return std::make_unique<BulkSender>(context);
 }
 

@@ -100,8 +100,8 @@ Counts countsIn(const Json &json) {
 Checkpoint::Saved savedIn(const Json &json) {
     return {{json.at("file").get<std::string>(), json.at("server").get<std::string>(),
              json.at("bindDN").get<std::string>()},
-            {positionIn(json.at("settled")), positionIn(json.at("sent")),
-             json.at("mode") == "bulk", countsIn(json.at("counts"))}};
+            {positionIn(json.at("settled")), positionIn(json.at("sent")), json.at("mode") == "bulk",
+             countsIn(json.at("counts"))}};
 }
 
 } // namespace
@@ -126,9 +126,8 @@ Checkpoint::~Checkpoint() {
 std::string Checkpoint::block(const LoadState &state) {
     std::string text =
         fmt::format("{},\"serial\":{},\"mode\":\"{}\",\"settled\":{},\"sent\":{},\"counts\":{}",
-                    head_, ++serial_, state.bulk ? "bulk" : "ordinary",
-                    positionText(state.settled), positionText(state.sent),
-                    countsText(state.counts));
+                    head_, ++serial_, state.bulk ? "bulk" : "ordinary", positionText(state.settled),
+                    positionText(state.sent), countsText(state.counts));
     text += fmt::format("{}{:08x}\"}}", checkMark, checksumOf(text));
     text.resize(blockSize_, ' ');
     return text;
@@ -152,8 +151,8 @@ void Checkpoint::create(const LoadState &state) {
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor_ < 0)
         fail();
-    const bool whole = ::write(descriptor_, text.data(), text.size()) ==
-                       static_cast<ssize_t>(text.size());
+    const bool whole =
+        ::write(descriptor_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     if (!whole || fsync(descriptor_) != 0 || rename(temporary.c_str(), path_.c_str()) != 0) {
         const int error = errno;
         unlink(temporary.c_str());
@@ -194,18 +193,18 @@ Checkpoint::Saved Checkpoint::read(const std::string &path) {
         "to start over remove it; what it stood for is lost, and what is loaded already will fail";
     std::ifstream file(path, std::ios::binary);
     if (!file)
-        throw UsageError(fmt::format("there is no checkpoint {}: {}", printable(path),
-                                     std::strerror(errno)),
-                         "leave out --resume, or name the checkpoint with --checkpoint");
+        throw UsageError(
+            fmt::format("there is no checkpoint {}: {}", printable(path), std::strerror(errno)),
+            "leave out --resume, or name the checkpoint with --checkpoint");
     std::string text(mostBytes, '\0');
     file.read(text.data(), mostBytes);
     text.resize(static_cast<std::size_t>(file.gcount()));
     try {
         const Json newest = newestIn(text);
         if (newest.is_object() && newest.at("version") != formatVersion)
-            throw UsageError(fmt::format("{} is a checkpoint of another version of qldapx",
-                                         printable(path)),
-                             startOver);
+            throw UsageError(
+                fmt::format("{} is a checkpoint of another version of qldapx", printable(path)),
+                startOver);
         if (newest.is_object())
             return savedIn(newest);
     } catch (const Json::exception &) {

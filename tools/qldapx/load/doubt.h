@@ -1,7 +1,6 @@
 #pragma once
 
 #include "load/channel.h"
-#include "load/options.h"
 
 #include <optional>
 #include <vector>
@@ -13,16 +12,20 @@ struct DoubtfulRecord {
     /** What the server has to say about it. */
     enum class Verdict {
         Done,    // what it asks for is there
-        NotDone, // it is not
-        Unknown, // it was tried, since a later one was carried out
+        NotDone, // it is not, and the update may not have been tried
+        Failed,  // it is not, although a later update was carried out
+        Unknown, // it was tried, and what became of it has been changed again since
         Unclear, // nobody can tell
     };
     Record record;
-    std::optional<RecordFault> fault; // it had been put into the rejects, or not
+    std::optional<RecordFault> fault; // malformed: it was never sent
     Verdict verdict = Verdict::Unclear;
 };
 
-/** Looks on the server, record by record, what was carried out. */
-void judge(Channel &channel, std::vector<DoubtfulRecord> &records, bool bulk);
+/**
+ * Looks on the server, record by record, what was carried out. The updates of a bulk update were
+ * carried out in their order: one that was certainly done tells that those before it were tried.
+ */
+void judge(Channel &channel, std::vector<DoubtfulRecord> &records, bool bulk, bool bulkRenames);
 
 } // namespace qldapx

@@ -32,9 +32,8 @@ void checkFile(Run &run, const LoadOptions &options) {
         if (kind == RecordReader::Kind::End)
             break;
         if (kind != RecordReader::Kind::Unreadable) {
-            const auto fault = kind == RecordReader::Kind::Malformed
-                                   ? std::optional(reader.fault())
-                                   : renameFault(record, options);
+            const auto fault = kind == RecordReader::Kind::Malformed ? std::optional(reader.fault())
+                                                                     : renameFault(record, options);
             ++(fault ? outcome.counts.malformed : outcome.counts.of(record.kind).done);
             if (fault)
                 run.failed(malformed(stream.name(), *fault));

@@ -59,7 +59,7 @@ void Journal::reject(const Record &record, const std::vector<std::string> &comme
                      const Problem &problem) {
     if (rejects_ != nullptr) {
         rejects_->add(comments, record);
-    } else if (!goesOn_ || reported_ < mostReported) {
+    } else if (reported_ < mostReported) {
         ++reported_;
         report(problem, json_);
     } else {
@@ -93,8 +93,8 @@ void Journal::malformed(const Record &record, const RecordFault &fault) {
     problem.operation = "load";
     problem.object = fmt::format("{}:{}", file_, fault.line);
     problem.reason = fault.reason;
-    reject(record,
-           {"malformed: " + fault.reason, fmt::format("{}:{}", file_, fault.line)}, problem);
+    reject(record, {"malformed: " + fault.reason, fmt::format("{}:{}", file_, fault.line)},
+           problem);
     settle(item);
 }
 
@@ -105,8 +105,8 @@ void Journal::skipped(const Record &record) {
     problem.operation = "load";
     problem.object = record.dnInText();
     problem.reason = place(record) + ": skipped: it may have been carried out, or not";
-    reject(record, {"skipped: it may have been carried out before the load broke, or not",
-                    place(record)},
+    reject(record,
+           {"skipped: it may have been carried out before the load broke, or not", place(record)},
            problem);
     settle(item);
 }

@@ -22,7 +22,7 @@ struct Refusal {
  */
 class Journal {
   public:
-    Journal(std::string file, bool json, bool goesOn) : file_(file), json_(json), goesOn_(goesOn) {}
+    Journal(std::string file, bool json) : file_(std::move(file)), json_(json) {}
 
     /** From what a checkpoint says. */
     void resume(const LoadState &state);
@@ -73,7 +73,6 @@ class Journal {
 
     std::string file_;
     bool json_;
-    bool goesOn_;
     LoadState state_;
     std::deque<Item> items_; // those that are not settled, and settled ones behind them
     std::uint64_t firstItem_ = 0;

@@ -38,8 +38,8 @@ std::size_t LineGuard::check(std::string_view text) {
     while (position < end) {
         const std::size_t newline = std::min(text.find('\n', position), end);
         if (head_.size() < directive.size())
-            head_.append(text.substr(position, std::min(newline - position,
-                                                        directive.size() - head_.size())));
+            head_.append(text.substr(
+                position, std::min(newline - position, directive.size() - head_.size())));
         if (includes()) {
             fault_ = "include: is not followed; load that file by itself";
             return position;
@@ -58,11 +58,11 @@ LdifStream::LdifStream(const std::string &path)
       streamBuffer_(bufferSize) {
     openFile(path);
     detectCompression();
-    const cookie_io_functions_t functions = {
-        [](void *self, char *buffer, std::size_t size) {
-            return static_cast<LdifStream *>(self)->read(buffer, size);
-        },
-        nullptr, nullptr, nullptr};
+    const cookie_io_functions_t functions = {[](void *self, char *buffer, std::size_t size) {
+                                                 return static_cast<LdifStream *>(self)->read(
+                                                     buffer, size);
+                                             },
+                                             nullptr, nullptr, nullptr};
     file_.reset(fopencookie(this, "r", functions));
     if (file_ == nullptr)
         throw std::bad_alloc();

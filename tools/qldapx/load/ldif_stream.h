@@ -76,8 +76,8 @@ class LdifStream {
     std::size_t sinceRecord_ = 0;
     LineGuard guard_;
     bool compressed_ = false;
-    bool atEnd_ = false;     // of the descriptor
-    bool inMember_ = false;  // of a compressed file
+    bool atEnd_ = false;    // of the descriptor
+    bool inMember_ = false; // of a compressed file
     z_stream zlib_{};
     std::vector<char> input_;
     std::size_t begin_ = 0, end_ = 0; // what of the input has not been used

@@ -43,7 +43,7 @@ class Loader {
   public:
     Loader(Run &run, const LoadOptions &options)
         : run_(run), options_(options), path_(checkpointPath(options)), stream_(options.file),
-          reader_(stream_), journal_(stream_.name(), run.out.isJson(), options.goOn),
+          reader_(stream_), journal_(stream_.name(), run.out.isJson()),
           progress_(run.out.isJson()) {}
 
     void load();
@@ -94,8 +94,7 @@ void Loader::checkFiles() const {
         throw UsageError("standard input has no checkpoint of its own",
                          "name it with --checkpoint FILE");
     if (!options_.resume && path_ && Checkpoint::exists(*path_))
-        throw UsageError(fmt::format("{} says that this file is loaded in part",
-                                     printable(*path_)),
+        throw UsageError(fmt::format("{} says that this file is loaded in part", printable(*path_)),
                          "--resume goes on with it; to start over remove it first, but what is "
                          "loaded already will then fail");
     if (!options_.resume && options_.rejects && access(options_.rejects->c_str(), F_OK) == 0)
@@ -172,7 +171,9 @@ void Loader::begin() {
     context_ = std::make_unique<LoadContext>(
         LoadContext{run_, options_, journal_, *channel_, Pace(options_.rate)});
     if (!doubtful_.empty())
-        judge(*channel_, doubtful_, resumed_->bulk);
+        judge(*channel_, doubtful_, resumed_->bulk, options_.bulkRenames);
+    if (Interruption::requested())
+        return;
     refuseUnclear();
     sender_ = makeSender();
     if (options_.rejects)
@@ -191,19 +192,21 @@ void Loader::refuseUnclear() const {
     Problem problem;
     problem.operation = "load";
     problem.object = unclear->record.dnInText();
-    problem.reason = fmt::format("{}:{}: nobody can tell whether this update was carried out before "
-                                 "the load broke",
-                                 stream_.name(), unclear->record.line);
-    problem.hint = "look at the entry; then --doubtful skip puts such updates into the rejects, and "
-                   "--doubtful send sends them again";
+    problem.reason =
+        fmt::format("{}:{}: nobody can tell whether this update was carried out before "
+                    "the load broke",
+                    stream_.name(), unclear->record.line);
+    problem.hint =
+        "look at the entry; then --doubtful skip puts such updates into the rejects, and "
+        "--doubtful send sends them again";
     throw Failure(std::move(problem));
 }
 
 void Loader::settle(DoubtfulRecord &doubtful) {
     Record &record = doubtful.record;
-    const bool sends = doubtful.verdict == Verdict::NotDone ||
-                       (doubtful.verdict == Verdict::Unclear &&
-                        options_.doubtful == LoadOptions::Doubtful::Send);
+    const bool sends =
+        doubtful.verdict == Verdict::NotDone ||
+        (doubtful.verdict == Verdict::Unclear && options_.doubtful == LoadOptions::Doubtful::Send);
     if (doubtful.fault) {
         reportMalformed(record, *doubtful.fault);
         return;
@@ -287,16 +290,16 @@ void Loader::sendAll() {
 std::string Loader::progressLine(double seconds) const {
     const Tally total = journal_.counts().total();
     const std::uint64_t updates = total.done + total.failed - doneBefore_;
-    std::string line = fmt::format("{} updates, {:.0f}/s, {}", updates,
-                                   static_cast<double>(updates) / (seconds + 1e-3),
-                                   byteCount(stream_.consumed()));
+    std::string line =
+        fmt::format("{} updates, {:.0f}/s, {}", updates,
+                    static_cast<double>(updates) / (seconds + 1e-3), byteCount(stream_.consumed()));
     if (!stream_.size() || stream_.consumed() == 0)
         return line;
-    const double left = static_cast<double>(*stream_.size()) /
-                            static_cast<double>(stream_.consumed()) * seconds -
-                        seconds;
-    return line + fmt::format(" of {}, {:.0f} s left", byteCount(*stream_.size()),
-                              std::max(left, 0.0));
+    const double left =
+        static_cast<double>(*stream_.size()) / static_cast<double>(stream_.consumed()) * seconds -
+        seconds;
+    return line +
+           fmt::format(" of {}, {:.0f} s left", byteCount(*stream_.size()), std::max(left, 0.0));
 }
 
 void Loader::breakOff(const Failure &failure) {
@@ -374,9 +377,10 @@ void Loader::load() {
 void load(Run &run, const LoadOptions &options) {
     const Interruption interruption;
     if (options.bulkRenames)
-        warn("--rename bulk: a renaming goes with the new RDN as its new superior, too, and removes "
-             "the old RDN's values",
-             run.out.isJson());
+        warn(
+            "--rename bulk: a renaming goes with the new RDN as its new superior, too, and removes "
+            "the old RDN's values",
+            run.out.isJson());
     Loader(run, options).load();
     run.out.flush();
     if (!Interruption::requested())

@@ -1,3 +1,5 @@
+#include "load/dn_order.h"
+#include "load/request_controls.h"
 #include "load/sender.h"
 
 #include <algorithm>
@@ -6,26 +8,6 @@
 
 namespace qldapx {
 namespace {
-
-/** A DN in libldap's own writing and small letters, so that equal ones look alike. */
-std::string comparable(const char *dn) {
-    LDAPDN parts = nullptr;
-    char *text = nullptr;
-    std::string result = dn;
-    if (ldap_str2dn(dn, &parts, LDAP_DN_FORMAT_LDAPV3) == LDAP_SUCCESS &&
-        ldap_dn2str(parts, &text, LDAP_DN_FORMAT_LDAPV3) == LDAP_SUCCESS && text != nullptr)
-        result = text;
-    ldap_memfree(text);
-    ldap_dnfree(parts);
-    for (char &byte : result)
-        byte = byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-    return result;
-}
-
-bool isBelow(std::string_view dn, std::string_view above) {
-    return dn.size() > above.size() && dn.ends_with(above) &&
-           (above.empty() || dn[dn.size() - above.size() - 1] == ',');
-}
 
 /** Updates of one connection are carried out in any order: these two must not be. */
 bool mustFollow(const std::string &next, const std::string &earlier) {
@@ -75,7 +57,7 @@ void OrdinarySender::awaitOthers(const std::string &dn) {
 
 void OrdinarySender::add(Record &record) {
     const bool alone = record.kind == Update::Rename;
-    const std::string dn = comparable(record.dn());
+    const std::string dn = comparableDn(record.dn());
     awaitRoom(alone ? 1 : static_cast<std::size_t>(context_.options.window));
     awaitOthers(dn);
     while (!underWay_.empty() && bytesUnderWay_ + record.size() > mostBytesUnderWay)
@@ -127,34 +109,10 @@ void OrdinarySender::giveUp() {
     underWay_.clear();
 }
 
-/** The session's controls and the record's: libldap would send only the latter. */
-class Controls {
-  public:
-    Controls(LDAP *ld, LDAPControl **own) {
-        if (own == nullptr)
-            return;
-        ldap_get_option(ld, LDAP_OPT_SERVER_CONTROLS, &session_);
-        for (LDAPControl **each = session_; each != nullptr && *each != nullptr; ++each)
-            all_.push_back(*each);
-        for (; *own != nullptr; ++own)
-            all_.push_back(*own);
-        all_.push_back(nullptr);
-    }
-    ~Controls() { ldap_controls_free(session_); }
-    Controls(const Controls &) = delete;
-    Controls &operator=(const Controls &) = delete;
-
-    LDAPControl **list() { return all_.empty() ? nullptr : all_.data(); }
-
-  private:
-    LDAPControl **session_ = nullptr;
-    std::vector<LDAPControl *> all_;
-};
-
 } // namespace
 
 int sendOrdinary(LDAP *ld, Record &record, int &id) {
-    Controls controls(ld, record.controls());
+    RequestControls controls(ld, record.controls());
     switch (record.kind) {
     case Update::Add:
         return ldap_add_ext(ld, record.dn(), record.changes(), controls.list(), nullptr, &id);

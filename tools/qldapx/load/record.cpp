@@ -15,8 +15,8 @@ namespace {
 std::string reasonIn(const std::string &complaint) {
     if (complaint.find("invalid format") != std::string::npos)
         return "the value cannot be read: is its base64 whole, and its file there?";
-    std::string text = complaint.substr(std::min(complaint.find_first_not_of(": "),
-                                                 complaint.size()));
+    std::string text =
+        complaint.substr(std::min(complaint.find_first_not_of(": "), complaint.size()));
     constexpr std::array ends = {" (line ", " at line ", ", line ", "\n"};
     for (const char *end : ends)
         text.erase(std::min(text.find(end), text.size()));
@@ -88,8 +88,8 @@ void Record::forget() {
 bool Record::parseControls(const RecordLayout &layout, char *record) {
     for (const std::size_t offset : layout.controls) {
         char *control = record + offset - layout.body;
-        std::string single = "dn: cn=any\n" + std::string(wholeLine(control)) +
-                             "\nchangetype: delete\n";
+        std::string single =
+            "dn: cn=any\n" + std::string(wholeLine(control)) + "\nchangetype: delete\n";
         LDIFRecord parsed{};
         std::string complaint;
         if (parseQuietly({single.size(), single.data()}, parsed, complaint) != LDAP_SUCCESS)
@@ -201,6 +201,9 @@ RecordReader::Kind RecordReader::take(Record &record, Buffer &buffer) {
     const auto lines = static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n'));
     const unsigned long first = lines_ - lines + (std::feof(file_.fp) != 0 ? 1 : 0);
     std::optional<RecordFault> fault = checkRecord(text, layout_);
+    if (text.empty()) // the reader has dropped a line that begins with a digit, and there was no
+                      // more
+        fault = RecordFault{first - 1, "a record begins with dn:, and this one with a number"};
     if (!fault && layout_.empty)
         return Kind::End;
     checksum_ = static_cast<std::uint32_t>(
@@ -210,7 +213,7 @@ RecordReader::Kind RecordReader::take(Record &record, Buffer &buffer) {
     record.line = first + layout_.line;
     record.text.assign(text.substr(layout_.body));
     if (fault) {
-        fault_ = {first + fault->line, std::move(fault->reason)};
+        fault_ = {text.empty() ? fault->line : first + fault->line, std::move(fault->reason)};
         return Kind::Malformed;
     }
     fault = record.parse(layout_, buffer.release());

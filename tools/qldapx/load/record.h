@@ -47,7 +47,9 @@ class Record {
     [[nodiscard]] const char *newRdn() const { return parsed_.lrop_newrdn.bv_val; }
     [[nodiscard]] const char *newSuperior() const { return parsed_.lrop_newsup.bv_val; }
     [[nodiscard]] bool deletesOldRdn() const { return parsed_.lrop_delold != 0; }
-    [[nodiscard]] LDAPControl **controls() { return controls_.empty() ? nullptr : controls_.data(); }
+    [[nodiscard]] LDAPControl **controls() {
+        return controls_.empty() ? nullptr : controls_.data();
+    }
     /** For the library, as long as the record stays where it is. */
     LBURPOperation *operation();
 

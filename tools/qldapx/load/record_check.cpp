@@ -92,8 +92,8 @@ std::string unfolded(std::string_view text) {
 
 /** Why the file of a value cannot be read, empty when it can; its size counts. */
 std::string fileFault(const Line &line, const Field &field, std::uint64_t &bytes) {
-    std::string path = unfolded(line.whole.substr(
-        static_cast<std::size_t>(field.value.data() - line.whole.data())));
+    std::string path = unfolded(
+        line.whole.substr(static_cast<std::size_t>(field.value.data() - line.whole.data())));
     const std::string url = quoted(path);
     constexpr std::string_view scheme = "file:";
     if (!same(std::string_view(path).substr(0, scheme.size()), scheme))
@@ -141,7 +141,8 @@ class Check {
     Expect expect_ = Expect::Dn;
     bool isAdd_ = true;
     bool needsValue_ = false;
-    std::uint64_t values_ = 0;   // of the entry, or of the change
+    std::uint64_t changes_ = 0;
+    std::uint64_t values_ = 0;     // of the entry, or of the change
     std::uint64_t attributes_ = 0; // how often one follows another one
     std::string_view previous_;
 };
@@ -191,7 +192,7 @@ std::string Check::changeType(const Line &line, const Field &field) {
         Expect next;
     };
     constexpr std::array rows = {
-        Row{"add", Expect::Attribute}, Row{"modify", Expect::ModOp},  Row{"delete", Expect::End},
+        Row{"add", Expect::Attribute}, Row{"modify", Expect::ModOp}, Row{"delete", Expect::End},
         Row{"modrdn", Expect::NewRdn}, Row{"moddn", Expect::NewRdn}, Row{"rename", Expect::NewRdn},
     };
     const auto row = std::find_if(rows.begin(), rows.end(),
@@ -256,6 +257,7 @@ std::string Check::modOp(const Line &line, const Field &field) {
         return fmt::format("{}: names no attribute", *name);
     needsValue_ = same(*name, "add") || same(*name, "increment");
     values_ = 0;
+    ++changes_;
     expect_ = Expect::Value;
     return {};
 }
@@ -324,6 +326,8 @@ std::string Check::end() const {
     case Expect::Head:
     case Expect::Attribute:
         return values_ == 0 ? "an entry without attributes" : std::string();
+    case Expect::ModOp:
+        return changes_ == 0 ? "a modification has no change" : std::string();
     case Expect::Value:
         return needsValue_ && values_ == 0 ? "the last change has no value" : std::string();
     case Expect::NewRdn:

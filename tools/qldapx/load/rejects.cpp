@@ -53,8 +53,7 @@ void Rejects::fail() const {
 void Rejects::flush() {
     std::size_t done = 0;
     while (done < waiting_.size()) {
-        const ssize_t written =
-            write(descriptor_, waiting_.data() + done, waiting_.size() - done);
+        const ssize_t written = write(descriptor_, waiting_.data() + done, waiting_.size() - done);
         if (written < 0 && errno == EINTR)
             continue;
         if (written < 0)
@@ -69,8 +68,8 @@ bool Rejects::finish() {
     if (fdatasync(descriptor_) != 0 && errno != EINVAL)
         fail();
     struct stat status = {};
-    const bool isEmpty = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode) &&
-                         status.st_size == 0;
+    const bool isEmpty =
+        fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
     return isEmpty && unlink(path_.c_str()) == 0;
 }
 

@@ -87,8 +87,8 @@ Output::Rows outcomeRows(const LoadOutcome &outcome) {
     for (const auto &[code, count] : outcome.counts.results)
         rows.push_back(
             {fmt::format("result {}", code), fmt::format("{} ({})", count, ldap_err2string(code))});
-    rows.push_back({"time", fmt::format("{:.1f} s, {:.0f} updates/s", outcome.seconds,
-                                        rateOf(outcome))});
+    rows.push_back(
+        {"time", fmt::format("{:.1f} s, {:.0f} updates/s", outcome.seconds, rateOf(outcome))});
     if (outcome.rejects)
         rows.push_back({"rejects", printable(*outcome.rejects)});
     if (outcome.checkpoint)
@@ -96,6 +96,19 @@ Output::Rows outcomeRows(const LoadOutcome &outcome) {
     else if (outcome.cannotResume)
         rows.push_back({"checkpoint", "none: this load cannot be resumed"});
     return rows;
+}
+
+Output::Json checkJson(const LoadOutcome &outcome) {
+    Output::Json updates;
+    for (std::size_t i = 0; i < updateKinds; ++i)
+        updates[updateNames[i]] = outcome.counts.updates[i].done;
+    return {{"operation", "load"},
+            {"result", outcome.end == LoadOutcome::End::Done ? "success" : "malformed"},
+            {"file", outcome.file},
+            {"mode", outcome.mode},
+            {"records", outcome.records},
+            {"malformed", outcome.counts.malformed},
+            {"updates", std::move(updates)}};
 }
 
 Output::Rows checkRows(const LoadOutcome &outcome) {
@@ -109,11 +122,12 @@ Output::Rows checkRows(const LoadOutcome &outcome) {
 } // namespace
 
 void printOutcome(Output &out, const LoadOutcome &outcome) {
+    const bool isCheck = outcome.mode == "dry run";
     if (out.isJson()) {
-        out.json(outcomeJson(outcome));
+        out.json(isCheck ? checkJson(outcome) : outcomeJson(outcome));
         return;
     }
-    if (outcome.mode == "dry run") {
+    if (isCheck) {
         out.table(checkRows(outcome));
         return;
     }

@@ -23,12 +23,16 @@ sockaddr_in loopback(std::uint16_t port) {
     return address;
 }
 
+void sendAtOnce(int connection) {
+    const int on = 1;
+    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
 int connectByTcp(const std::string &uri) {
     const int port = std::stoi(uri.substr(uri.rfind(':') + 1));
     sockaddr_in address = loopback(static_cast<std::uint16_t>(port));
     const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    sendAtOnce(connection);
     if (connect(connection, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0)
         return connection;
     close(connection);
@@ -161,6 +165,7 @@ bool Relay::pass(Stream &stream, const Cut *cut) {
 }
 
 void Relay::relay(int client) {
+    sendAtOnce(client);
     const int server = connectTo(server_);
     const Cut *cut = connections_ < cuts_.size() ? &cuts_[connections_] : nullptr;
     requests_ = answers_ = 0;

@@ -59,7 +59,7 @@ void addFailures(CLI::App &command, Arguments &args) {
 
 std::string examples() {
     const std::string file = "printf '%s\\n' 'dn: ou=new,dc=example,dc=com' "
-                             "'objectClass: organizationalUnit' > new.ldif";
+                             "'objectClass: organizationalUnit' 'ou: new' > new.ldif";
     return file + "\nqldapx load --dry-run new.ldif\n" +
            exampleLine("qldapx", "load new.ldif --rejects rejects.ldif");
 }

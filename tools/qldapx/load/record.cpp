@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace qldapx {
 namespace {
@@ -73,6 +74,7 @@ void Record::swap(Record &other) noexcept {
     std::swap(parsed_, other.parsed_);
     controls_.swap(other.controls_);
     std::swap(buffer_, other.buffer_);
+    std::swap(pool_, other.pool_);
 }
 
 void Record::forget() {
@@ -80,8 +82,10 @@ void Record::forget() {
     for (LDAPControl *control : controls_)
         ldap_control_free(control);
     controls_.clear();
-    ber_memfree(buffer_);
-    buffer_ = nullptr;
+    if (pool_ != nullptr)
+        pool_->give(buffer_);
+    buffer_ = {};
+    pool_ = nullptr;
 }
 
 // libldap reads only one control of a record: each is read for itself, and then is a comment.
@@ -116,9 +120,11 @@ std::string Record::zeroFault() const {
     return parsed_.lr_dn.bv_len == 0 && !mayBeRoot ? "dn: has no value" : std::string();
 }
 
-std::optional<RecordFault> Record::parse(const RecordLayout &layout, char *buffer) {
+std::optional<RecordFault> Record::parse(const RecordLayout &layout, BufferPool &pool,
+                                         const LdifBuffer &buffer) {
     buffer_ = buffer;
-    char *begin = buffer + layout.body;
+    pool_ = &pool;
+    char *begin = buffer.bytes + layout.body;
     fileBytes = layout.fileBytes;
     if (!parseControls(layout, begin))
         return RecordFault{0, "a control cannot be read: it is OID [true|false] [: VALUE]"};
@@ -167,11 +173,13 @@ std::string Record::dnInText() const {
     return dn;
 }
 
-/** Reads a record into memory of its own; false at the end. */
-bool RecordReader::readText(char *&buffer) {
-    int capacity = 0;
+/** False at the end, of the file or of what can be read of it. */
+bool RecordReader::readText(LdifBuffer &buffer) {
+    buffer = pool_.take();
+    if (buffer.bytes != nullptr)
+        *buffer.bytes = '\0'; // nothing may have come when the record ends
     stream_.recordRead();
-    const int found = ldif_read_record(&file_, &lines_, &buffer, &capacity);
+    const int found = ldif_read_record(&file_, &lines_, &buffer.bytes, &buffer.size);
     if (stream_.fault().empty() && found == 0 && std::feof(file_.fp) == 0)
         throw std::bad_alloc();
     return found != 0 && stream_.fault().empty();
@@ -180,48 +188,45 @@ bool RecordReader::readText(char *&buffer) {
 RecordReader::Kind RecordReader::next(Record &record) {
     record.forget();
     while (true) {
-        char *buffer = nullptr;
-        const bool found = readText(buffer);
-        Buffer owner(buffer, ber_memfree);
+        LdifBuffer buffer;
+        const Kind kind = readText(buffer) ? take(record, buffer) : Kind::End;
+        pool_.give(buffer);
         if (!stream_.fault().empty()) {
             fault_ = {lines_ + 1, stream_.fault()};
             return Kind::Unreadable;
         }
-        if (!found)
-            return Kind::End;
-        const Kind kind = take(record, owner);
-        if (kind != Kind::End)
+        if (kind != Kind::Empty)
             return kind;
     }
 }
 
-/** What a record turned out to be; End if it is none. */
-RecordReader::Kind RecordReader::take(Record &record, Buffer &buffer) {
-    const std::string_view text = buffer == nullptr ? "" : buffer.get();
-    const auto lines = static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n'));
-    const unsigned long first = lines_ - lines + (std::feof(file_.fp) != 0 ? 1 : 0);
+RecordReader::Kind RecordReader::malformed(RecordFault fault) {
+    fault_ = std::move(fault);
+    return Kind::Malformed;
+}
+
+/** What a record turned out to be. A well-formed one keeps the buffer. */
+RecordReader::Kind RecordReader::take(Record &record, LdifBuffer &buffer) {
+    const std::string_view text = buffer.bytes == nullptr ? "" : buffer.bytes;
     std::optional<RecordFault> fault = checkRecord(text, layout_);
-    if (text.empty()) // the reader has dropped a line that begins with a digit, and there was no
-                      // more
-        fault = RecordFault{first - 1, "a record begins with dn:, and this one with a number"};
-    if (!fault && layout_.empty)
-        return Kind::End;
+    if (!fault && layout_.empty && !text.empty())
+        return Kind::Empty;
+    const unsigned long first = lines_ - layout_.lines + (std::feof(file_.fp) != 0 ? 1 : 0);
     checksum_ = static_cast<std::uint32_t>(
         crc32_z(checksum_, reinterpret_cast<const Bytef *>(text.data()), text.size()));
     record.number = ++count_;
     record.checksum = checksum_;
     record.line = first + layout_.line;
     record.text.assign(text.substr(layout_.body));
-    if (fault) {
-        fault_ = {text.empty() ? fault->line : first + fault->line, std::move(fault->reason)};
-        return Kind::Malformed;
-    }
-    fault = record.parse(layout_, buffer.release());
+    if (text.empty()) // libldap has dropped the line, and there was no more
+        return malformed({first - 1, "a record begins with dn:, and this one with a number"});
+    if (fault)
+        return malformed({first + fault->line, std::move(fault->reason)});
+    fault = record.parse(layout_, pool_, std::exchange(buffer, {}));
     if (!fault)
         return Kind::Record;
     record.forget();
-    fault_ = {record.line + fault->line, std::move(fault->reason)};
-    return Kind::Malformed;
+    return malformed({record.line + fault->line, std::move(fault->reason)});
 }
 
 } // namespace qldapx

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "load/buffer_pool.h"
 #include "load/ldif_stream.h"
 #include "load/record_check.h"
 
@@ -35,8 +36,9 @@ class Record {
     std::string text; // as it was read, from its dn on; when malformed, from its beginning on
 
     [[nodiscard]] std::size_t size() const { return text.size() + fileBytes; }
-    /** Lets libldap read the record in the buffer, which is this one's then. */
-    std::optional<RecordFault> parse(const RecordLayout &layout, char *buffer);
+    /** Lets libldap read the record in the buffer, which is this one's until `forget`. */
+    std::optional<RecordFault> parse(const RecordLayout &layout, BufferPool &pool,
+                                     const LdifBuffer &buffer);
     /** Releases what was read, when nobody needs more than the text. */
     void forget();
     /** Reads the DN in the text anew. */
@@ -61,17 +63,19 @@ class Record {
     LDIFRecord parsed_{};
     std::vector<LDAPControl *> controls_; // ended by nullptr, if there are any
     LBURPOperation operation_{};
-    char *buffer_ = nullptr;
+    LdifBuffer buffer_;
+    BufferPool *pool_ = nullptr; // that the buffer goes back to
 };
 
-/** The records of a file, one after the other. */
+/** The records of a file, one after the other; it outlives them. */
 class RecordReader {
   public:
-    enum class Kind { Record, Malformed, Unreadable, End };
+    enum class Kind { Record, Malformed, Empty, Unreadable, End };
 
     explicit RecordReader(LdifStream &stream) : stream_(stream), file_{stream.file(), nullptr} {}
 
-    /** Of whatever kind it is, the record's number, line, checksum and text are there. */
+    /** Never an empty one. Of whatever kind it is, the record's number, line, checksum and text are
+     * there. */
     Kind next(Record &record);
     /** Why the record, or the file behind the last one, cannot be used; the line is the file's. */
     [[nodiscard]] const RecordFault &fault() const { return fault_; }
@@ -81,12 +85,12 @@ class RecordReader {
     [[nodiscard]] std::uint32_t checksum() const { return checksum_; }
 
   private:
-    using Buffer = std::unique_ptr<char, void (*)(void *)>;
-
-    bool readText(char *&buffer);
-    Kind take(Record &record, Buffer &buffer);
+    bool readText(LdifBuffer &buffer);
+    Kind take(Record &record, LdifBuffer &buffer);
+    Kind malformed(RecordFault fault);
 
     LdifStream &stream_;
+    BufferPool pool_;
     LDIFFP file_;
     unsigned long lines_ = 0;
     std::uint64_t count_ = 0;

@@ -55,6 +55,11 @@ class Lines {
             line.whole.remove_suffix(1);
         return true;
     }
+    /** Those that were passed, and all that are left. */
+    unsigned long count() {
+        const auto rest = text_.substr(position_);
+        return number_ + static_cast<unsigned long>(std::count(rest.begin(), rest.end(), '\n'));
+    }
     [[nodiscard]] std::size_t offsetOf(const Line &line) const {
         return static_cast<std::size_t>(line.whole.data() - text_.data());
     }
@@ -343,16 +348,17 @@ std::string Check::end() const {
 
 std::optional<RecordFault> checkRecord(std::string_view text, RecordLayout &layout) {
     layout.controls.clear();
-    layout = {0, 0, true, std::move(layout.controls), 0};
+    layout = {0, 0, 0, true, std::move(layout.controls), 0};
     Lines lines(text);
     Check check(layout);
     Line line{};
-    while (lines.next(line)) {
-        std::string reason = check.line(line, lines.offsetOf(line));
-        if (!reason.empty())
-            return RecordFault{line.number, std::move(reason)};
-    }
-    std::string reason = check.end();
+    std::string reason;
+    while (reason.empty() && lines.next(line))
+        reason = check.line(line, lines.offsetOf(line));
+    layout.lines = lines.count();
+    if (!reason.empty())
+        return RecordFault{line.number, std::move(reason)};
+    reason = check.end();
     if (!reason.empty())
         return RecordFault{layout.line, std::move(reason)};
     return {};

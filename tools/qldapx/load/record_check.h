@@ -16,9 +16,10 @@ struct RecordFault {
 
 /** Where things stand in a record's text. */
 struct RecordLayout {
-    std::size_t body = 0;   // behind what comes before the dn: comments, version
-    unsigned long line = 0; // that the body begins at, from 0
-    bool empty = true;      // there is nothing but comments and a version
+    std::size_t body = 0;    // behind what comes before the dn: comments, version
+    unsigned long line = 0;  // that the body begins at, from 0
+    unsigned long lines = 0; // of the whole text
+    bool empty = true;       // there is nothing but comments and a version
     std::vector<std::size_t> controls;
     std::uint64_t fileBytes = 0; // of the files that values are read from
 };

@@ -9,7 +9,10 @@
 
 namespace stratasim {
 
-/** A request of a bulk update that has arrived before its turn. */
+/**
+ * A request of a bulk update that has arrived before its turn. Nothing wakes it: its turn comes
+ * when the session has served another request, after which it asks all that is open.
+ */
 class WaitingRequest : public OpenOperation {
   public:
     WaitingRequest(LburpSequence &sequence, std::int64_t place, LburpSequence::Kind kind,
@@ -27,12 +30,7 @@ class WaitingRequest : public OpenOperation {
     Progress produce(std::string & /*out*/, std::size_t /*budget*/) override {
         return sequence_.isTurnOf(*this) ? Progress::Serve : Progress::Waiting;
     }
-    void onReady(const std::function<void()> &wake) override { wake_ = wake; }
     std::string takeRequest() override { return std::exchange(message_, {}); }
-    void wake() const {
-        if (wake_)
-            wake_();
-    }
 
   private:
     LburpSequence &sequence_;
@@ -40,7 +38,6 @@ class WaitingRequest : public OpenOperation {
     LburpSequence::Kind kind_;
     std::size_t bytes_;
     std::string message_;
-    std::function<void()> wake_;
 };
 
 namespace {
@@ -128,12 +125,6 @@ void LburpSequence::forget(const WaitingRequest &request) {
 bool LburpSequence::isTurnOf(const WaitingRequest &request) const {
     const auto found = waiting_.find(next_);
     return found != waiting_.end() && found->second == &request;
-}
-
-void LburpSequence::advance() {
-    ++next_;
-    if (const auto found = waiting_.find(next_); found != waiting_.end())
-        found->second->wake();
 }
 
 void LburpSequence::drop() {

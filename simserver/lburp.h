@@ -39,7 +39,7 @@ class LburpSequence {
     std::unique_ptr<OpenOperation> awaitEnd(std::int32_t number, Bytes message);
 
     /** The request whose turn it was is done. */
-    void advance();
+    void advance() { ++next_; }
     /** Closes it; whatever still waits is forgotten. */
     void drop();
 

@@ -65,6 +65,8 @@ const std::vector<Malformed> malformed = {
     {"EmptyName", "dn: cn=b\n: b\n", "f.ldif:2", "names no attribute"},
     {"TwoEmptyNames", "dn: cn=b\n: b\n: c\n", "f.ldif:2", "names no attribute"},
     {"BlankInName", "dn: cn=b\nc n: b\n", "f.ldif:2", "names no attribute"},
+    {"BlankBehindAName", "dn: cn=b\ncontrol : 1.2\nchangetype: delete\n", "f.ldif:2",
+     "names no attribute"},
     {"FoldedName", "dn: cn=b\nc\n n: b\n", "f.ldif:2", "folded before its colon"},
     {"LeadingSpace", good + " dn: cn=b\ncn: b\n", "f.ldif:4", "names no attribute"},
     {"SecondDn", "dn: cn=b\ncn: b\ndn: cn=c\ncn: c\n", "f.ldif:3", "a second dn:"},

@@ -19,8 +19,13 @@ std::string byteCount(std::uint64_t bytes) {
 Progress::Progress(bool json) : shown_(!json && isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
+    hide();
+}
+
+void Progress::hide() {
     if (width_ > 0)
         fmt::print(stderr, "\r{:{}}\r", "", width_);
+    width_ = 0;
 }
 
 void Progress::write(const std::string &line) {

@@ -1,4 +1,6 @@
 #include "identity.h"
+#include "load/bulk_batch.h"
+#include "load/bulk_discovery.h"
 #include "load/sender.h"
 #include "text.h"
 
@@ -13,44 +15,6 @@ namespace {
 
 constexpr std::size_t mostBatchBytes = std::size_t{1} << 20U;
 constexpr int smallestBatch = 1, largestBatch = 1000, usualBatch = 100;
-
-/** Records that go in one request. Its memory is used for one request after the other. */
-struct Batch {
-    std::vector<Record> records;
-    std::size_t count = 0;
-    std::size_t bytes = 0;
-    int id = 0;
-    int number = 0;
-    std::uint64_t item = 0;
-
-    void add(Record &record) {
-        if (count == records.size())
-            records.emplace_back();
-        bytes += record.size();
-        records[count++].swap(record);
-    }
-    void clear() {
-        for (std::size_t i = 0; i < count; ++i)
-            records[i].forget();
-        count = bytes = 0;
-    }
-};
-
-/** What the server says did not work. */
-class Failures {
-  public:
-    Failures() = default;
-    ~Failures() {
-        for (int i = 0; i < count; ++i)
-            ldap_memfree(list[i].errorMessage);
-        ldapx_memfree(list);
-    }
-    Failures(const Failures &) = delete;
-    Failures &operator=(const Failures &) = delete;
-
-    int count = 0;
-    LBURPOperationFailure *list = nullptr;
-};
 
 class BulkSender : public Sender {
   public:
@@ -69,8 +33,8 @@ class BulkSender : public Sender {
     void awaitRoom();
     void send();
     void take(const Answer &answer);
-    void account(Batch &batch, const Refusal &refusal, const Failures &failures);
-    void refuse(Batch &batch, const Refusal &refusal);
+    void account(BulkBatch &batch, const Refusal &refusal, const BulkFailures &failures);
+    void refuse(BulkBatch &batch, const Refusal &refusal);
     void closeGap(int number);
     [[noreturn]] void serverFault(const std::string &reason) const;
 
@@ -79,9 +43,9 @@ class BulkSender : public Sender {
     bool warned_ = false;
     int number_ = 0;
     std::size_t batchSize_ = usualBatch;
-    Batch batch_; // that is being filled
-    std::deque<Batch> underWay_;
-    std::vector<Batch> spare_;
+    BulkBatch batch_; // that is being filled
+    std::deque<BulkBatch> underWay_;
+    std::vector<BulkBatch> spare_;
     std::size_t bytesUnderWay_ = 0;
     std::vector<LBURPOperation *> operations_;
 };
@@ -165,8 +129,8 @@ void BulkSender::rename(Record &record) {
     batch_.item = context_.journal.sending(mine);
     context_.pace.sent(1);
     underWay_.push_back(std::move(batch_));
-    batch_ = Batch();
-    Batch &only = underWay_.back();
+    batch_ = BulkBatch();
+    BulkBatch &only = underWay_.back();
     channel.require(sendOrdinary(channel.ld(), only.records.front(), only.id));
     const Refusal refusal = channel.result(channel.receive(only.id));
     account(only, refusal, {});
@@ -204,12 +168,12 @@ void BulkSender::send() {
     context_.pace.sent(batch_.count);
     bytesUnderWay_ += batch_.bytes;
     underWay_.push_back(std::move(batch_));
-    batch_ = Batch();
+    batch_ = BulkBatch();
     if (!spare_.empty()) {
         std::swap(batch_, spare_.back());
         spare_.pop_back();
     }
-    Batch &sent = underWay_.back();
+    BulkBatch &sent = underWay_.back();
     channel.require(
         ldap_lburp_operation_request(channel.ld(), sent.number, operations_.data(), &sent.id));
     channel.sent();
@@ -219,12 +183,12 @@ void BulkSender::send() {
 
 void BulkSender::take(const Answer &answer) {
     const auto batch = std::find_if(underWay_.begin(), underWay_.end(),
-                                    [&](const Batch &each) { return each.id == answer.id(); });
+                                    [&](const BulkBatch &each) { return each.id == answer.id(); });
     if (!answer || batch == underWay_.end())
         return;
     int code = LDAP_SUCCESS;
     char *text = nullptr;
-    Failures failures;
+    BulkFailures failures;
     const int parsed =
         ldap_parse_lburp_operation_response(context_.channel.ld(), answer.message.get(), &code,
                                             &text, &failures.count, &failures.list, 0);
@@ -242,7 +206,7 @@ void BulkSender::take(const Answer &answer) {
     underWay_.erase(batch);
 }
 
-void BulkSender::account(Batch &batch, const Refusal &refusal, const Failures &failures) {
+void BulkSender::account(BulkBatch &batch, const Refusal &refusal, const BulkFailures &failures) {
     if (refusal.code != LDAP_SUCCESS && failures.count == 0)
         return refuse(batch, refusal);
     std::vector<const LBURPOperationFailure *> byPlace(batch.count);
@@ -266,7 +230,7 @@ void BulkSender::account(Batch &batch, const Refusal &refusal, const Failures &f
     context_.journal.settle(batch.item);
 }
 
-void BulkSender::refuse(Batch &batch, const Refusal &refusal) {
+void BulkSender::refuse(BulkBatch &batch, const Refusal &refusal) {
     for (std::size_t i = 0; i < batch.count; ++i)
         context_.journal.failed(batch.item, batch.records[i], refusal);
     context_.journal.settle(batch.item);
@@ -302,29 +266,10 @@ void BulkSender::end() {
 }
 
 void BulkSender::giveUp() {
-    for (const Batch &batch : underWay_)
+    for (const BulkBatch &batch : underWay_)
         for (std::size_t i = 0; i < batch.count; ++i)
             context_.journal.inDoubt(batch.records[i].kind);
     underWay_.clear();
-}
-
-bool listsBulkUpdate(LDAP *ld, int &code) {
-    char attribute[] = "supportedExtension";
-    std::array<char *, 2> attributes = {attribute, nullptr};
-    LDAPMessage *found = nullptr;
-    code = ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", attributes.data(), 0,
-                             nullptr, nullptr, nullptr, 0, &found);
-    const MessagePtr owner(found);
-    LDAPMessage *entry = code == LDAP_SUCCESS ? ldap_first_entry(ld, found) : nullptr;
-    if (entry == nullptr)
-        return code != LDAP_SUCCESS; // a server may hide it: the start request will tell
-    berval **values = ldap_get_values_len(ld, entry, attribute);
-    const std::unique_ptr<berval *, void (*)(berval **)> valuesOwner(values, ldap_value_free_len);
-    constexpr std::string_view start = "2.16.840.1.907341.1.142.100.1";
-    for (berval **each = values; each != nullptr && *each != nullptr; ++each)
-        if (std::string_view((*each)->bv_val, (*each)->bv_len) == start)
-            return true;
-    return false;
 }
 
 } // namespace

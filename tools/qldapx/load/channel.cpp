@@ -54,8 +54,10 @@ Answer Channel::receive(Clock::time_point until) {
             return answer;
         const bool wasRequested = Interruption::requested();
         wait(until);
-        if (!wasRequested && Interruption::requested())
-            return {};
+        if (wasRequested || !Interruption::requested())
+            continue;
+        lastSign_ = Clock::now(); // the time for the last answers begins
+        return {};
     }
 }
 

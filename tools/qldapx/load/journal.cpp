@@ -61,6 +61,7 @@ void Journal::reject(const Record &record, const std::vector<std::string> &comme
         rejects_->add(comments, record);
     } else if (reported_ < mostReported) {
         ++reported_;
+        progress_.hide();
         report(problem, json_);
     } else {
         ++unreported_;

@@ -3,6 +3,7 @@
 #include "errors.h"
 #include "load/checkpoint.h"
 #include "load/rejects.h"
+#include "progress.h"
 
 #include <deque>
 #include <memory>
@@ -22,7 +23,8 @@ struct Refusal {
  */
 class Journal {
   public:
-    Journal(std::string file, bool json) : file_(std::move(file)), json_(json) {}
+    Journal(std::string file, bool json, Progress &progress)
+        : file_(std::move(file)), json_(json), progress_(progress) {}
 
     /** From what a checkpoint says. */
     void resume(const LoadState &state);
@@ -73,6 +75,7 @@ class Journal {
 
     std::string file_;
     bool json_;
+    Progress &progress_; // which gives way to what is reported
     LoadState state_;
     std::deque<Item> items_; // those that are not settled, and settled ones behind them
     std::uint64_t firstItem_ = 0;

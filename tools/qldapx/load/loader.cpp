@@ -1,9 +1,8 @@
 #include "load/loader.h"
 
-#include "identity.h"
-#include "load/doubt.h"
 #include "load/rename_rule.h"
 #include "load/report.h"
+#include "load/resumption.h"
 #include "load/sender.h"
 #include "progress.h"
 #include "text.h"
@@ -18,49 +17,26 @@ namespace {
 // The clock is looked at once in so many records.
 constexpr std::uint64_t recordsPerLook = 64;
 
-std::optional<std::string> checkpointPath(const LoadOptions &options) {
-    if (options.checkpoint || options.readsStandardInput())
-        return options.checkpoint;
-    return options.file + ".checkpoint";
-}
-
-/** What a load of this file into this server is called. */
-LoadIdentity identityOf(const Run &run, const LoadOptions &options) {
-    const ConnectionOptions &connection = run.connection();
-    char *configured = nullptr;
-    ldap_get_option(nullptr, LDAP_OPT_URI, &configured);
-    const std::string uri = takeLdapText(configured);
-    return {options.file, connection.uri.value_or(uri), connection.bindDn.value_or("")};
-}
-
-[[noreturn]] void refuseCheckpoint(const std::string &what, const std::string &path) {
-    throw UsageError(what, fmt::format("to start over remove {}, but what is loaded already will "
-                                       "then fail",
-                                       printable(path)));
-}
-
 class Loader {
   public:
     Loader(Run &run, const LoadOptions &options)
         : run_(run), options_(options), path_(checkpointPath(options)), stream_(options.file),
-          reader_(stream_), journal_(stream_.name(), run.out.isJson()),
-          progress_(run.out.isJson()) {}
+          reader_(stream_), progress_(run.out.isJson()),
+          journal_(stream_.name(), run.out.isJson(), progress_) {}
 
+    /** What would keep it from beginning, before anybody is asked for a password. */
+    void checkFiles() const;
     void load();
 
   private:
     using Kind = RecordReader::Kind;
     using Verdict = DoubtfulRecord::Verdict;
 
-    void checkFiles() const;
-    void readCheckpoint();
-    void skipSettled();
-    void readDoubtful();
-    [[nodiscard]] bool readsAsBefore(const Position &position) const;
+    void resume();
     void begin();
     std::unique_ptr<Sender> makeSender();
-    void refuseUnclear() const;
-    void settle(DoubtfulRecord &doubtful);
+    bool settle(DoubtfulRecord &doubtful);
+    void account(const Record &record, Verdict verdict);
     void sendAll();
     bool send(Kind kind, Record &record);
     bool reportMalformed(const Record &record, const RecordFault &fault);
@@ -75,10 +51,9 @@ class Loader {
     const std::optional<std::string> path_;
     LdifStream stream_;
     RecordReader reader_;
-    Journal journal_;
     Progress progress_;
-    std::optional<LoadState> resumed_;
-    std::vector<DoubtfulRecord> doubtful_;
+    Journal journal_;
+    std::optional<Resumption> resumption_;
     std::uint64_t doneBefore_ = 0;
     std::unique_ptr<Channel> channel_;
     std::unique_ptr<LoadContext> context_;
@@ -102,53 +77,13 @@ void Loader::checkFiles() const {
                          "choose another name for --rejects, or move that file away");
 }
 
-void Loader::readCheckpoint() {
-    const Checkpoint::Saved saved = Checkpoint::read(*path_);
-    const LoadIdentity identity = identityOf(run_, options_);
-    if (saved.identity.server != identity.server)
-        refuseCheckpoint(fmt::format("{} is of a load into {}, and this one goes to {}",
-                                     printable(*path_), printable(saved.identity.server),
-                                     printable(identity.server)),
-                         *path_);
-    if (saved.identity.bindDn != identity.bindDn)
-        refuseCheckpoint(fmt::format("{} is of a load as \"{}\", and this one is as \"{}\"",
-                                     printable(*path_), printable(saved.identity.bindDn),
-                                     printable(identity.bindDn)),
-                         *path_);
-    resumed_ = saved.state;
-    journal_.resume(saved.state);
-    doneBefore_ = saved.state.counts.total().done + saved.state.counts.total().failed;
-}
-
-bool Loader::readsAsBefore(const Position &position) const {
-    return reader_.count() == position.record && reader_.checksum() == position.checksum;
-}
-
-void Loader::skipSettled() {
-    Record record;
-    while (reader_.count() < resumed_->settled.record && !Interruption::requested())
-        if (reader_.next(record) >= Kind::Unreadable)
-            break;
-}
-
-// They come before the first record of this run, so that they fit into memory as they did when
-// they were sent.
-void Loader::readDoubtful() {
-    const bool settledIsSame = readsAsBefore(resumed_->settled);
-    while (settledIsSame && reader_.count() < resumed_->sent.record) {
-        DoubtfulRecord next;
-        const Kind kind = reader_.next(next.record);
-        if (kind >= Kind::Unreadable)
-            break;
-        if (kind == Kind::Malformed)
-            next.fault = reader_.fault();
-        doubtful_.push_back(std::move(next));
-    }
-    if (!Interruption::requested() && (!settledIsSame || !readsAsBefore(resumed_->sent)))
-        refuseCheckpoint(fmt::format("{} is not what it was: its first {} records have been sent, "
-                                     "and now read differently",
-                                     stream_.name(), resumed_->sent.record),
-                         *path_);
+void Loader::resume() {
+    resumption_.emplace(*path_, identityOf(run_, options_));
+    const LoadState &state = resumption_->state();
+    journal_.resume(state);
+    const Tally total = state.counts.total();
+    doneBefore_ = total.done + total.failed;
+    resumption_->read(reader_, stream_.name());
 }
 
 std::unique_ptr<Sender> Loader::makeSender() {
@@ -170,11 +105,10 @@ void Loader::begin() {
     channel_ = std::make_unique<Channel>(run_, run_.connection().timeout);
     context_ = std::make_unique<LoadContext>(
         LoadContext{run_, options_, journal_, *channel_, Pace(options_.rate)});
-    if (!doubtful_.empty())
-        judge(*channel_, doubtful_, resumed_->bulk, options_.bulkRenames);
+    if (resumption_)
+        resumption_->judge(*channel_, options_);
     if (Interruption::requested())
         return;
-    refuseUnclear();
     sender_ = makeSender();
     if (options_.rejects)
         journal_.keepRejects(*options_.rejects, options_.resume);
@@ -182,46 +116,30 @@ void Loader::begin() {
         journal_.keepCheckpoint(*path_, identityOf(run_, options_));
 }
 
-void Loader::refuseUnclear() const {
-    const auto unclear =
-        std::find_if(doubtful_.begin(), doubtful_.end(), [](const DoubtfulRecord &each) {
-            return each.verdict == Verdict::Unclear && !each.fault;
-        });
-    if (unclear == doubtful_.end() || options_.doubtful != LoadOptions::Doubtful::Stop)
-        return;
-    Problem problem;
-    problem.operation = "load";
-    problem.object = unclear->record.dnInText();
-    problem.reason =
-        fmt::format("{}:{}: nobody can tell whether this update was carried out before "
-                    "the load broke",
-                    stream_.name(), unclear->record.line);
-    problem.hint =
-        "look at the entry; then --doubtful skip puts such updates into the rejects, and "
-        "--doubtful send sends them again";
-    throw Failure(std::move(problem));
-}
-
-void Loader::settle(DoubtfulRecord &doubtful) {
+/** False ends the load. */
+bool Loader::settle(DoubtfulRecord &doubtful) {
     Record &record = doubtful.record;
-    const bool sends =
-        doubtful.verdict == Verdict::NotDone ||
-        (doubtful.verdict == Verdict::Unclear && options_.doubtful == LoadOptions::Doubtful::Send);
-    if (doubtful.fault) {
-        reportMalformed(record, *doubtful.fault);
-        return;
-    }
-    if (sends)
-        return sender_->add(record);
+    if (doubtful.fault)
+        return reportMalformed(record, *doubtful.fault);
+    const bool isUnclear = doubtful.verdict == Verdict::Unclear;
+    const bool isSentAgain = options_.doubtful == LoadOptions::Doubtful::Send;
+    if (doubtful.verdict == Verdict::NotDone || (isUnclear && isSentAgain))
+        return send(Kind::Record, record);
     sender_->flush();
     if (context_->stopping())
-        return;
-    if (doubtful.verdict == Verdict::Unclear)
-        return journal_.skipped(record);
+        return false;
+    if (isUnclear)
+        journal_.skipped(record);
+    else
+        account(record, doubtful.verdict);
+    return true;
+}
+
+void Loader::account(const Record &record, Verdict verdict) {
     const std::uint64_t item = journal_.sending(record);
-    if (doubtful.verdict == Verdict::Done)
+    if (verdict == Verdict::Done)
         journal_.done(item, record.kind);
-    else if (doubtful.verdict == Verdict::Unknown)
+    else if (verdict == Verdict::Unknown)
         journal_.unknown(item, record.kind);
     else
         journal_.failed(item, record,
@@ -245,6 +163,7 @@ bool Loader::reportMalformed(const Record &record, const RecordFault &fault) {
     problem.object = fmt::format("{}:{}", stream_.name(), fault.line);
     problem.reason = fault.reason;
     problem.hint = path_ ? "mend the record, and go on with --resume" : "mend the record";
+    progress_.hide();
     run_.failed(Failure(std::move(problem)));
     return false;
 }
@@ -265,16 +184,17 @@ bool Loader::send(Kind kind, Record &record) {
     problem.operation = "load";
     problem.object = fmt::format("{}:{}", stream_.name(), reader_.fault().line);
     problem.reason = reader_.fault().reason;
+    progress_.hide();
     run_.failed(Failure(std::move(problem)));
     return false;
 }
 
 void Loader::sendAll() {
-    for (DoubtfulRecord &doubtful : doubtful_)
-        if (!context_->stopping())
-            settle(doubtful);
-    Record record;
     bool goesOn = true;
+    if (resumption_)
+        for (DoubtfulRecord &doubtful : resumption_->doubtful())
+            goesOn = goesOn && !context_->stopping() && settle(doubtful);
+    Record record;
     while (goesOn && !context_->stopping()) {
         const Kind kind = reader_.next(record);
         atEnd_ = kind == Kind::End;
@@ -309,6 +229,7 @@ void Loader::breakOff(const Failure &failure) {
     if (path_)
         problem.hint += (problem.hint.empty() ? "" : "; ") +
                         std::string("--resume looks what was carried out, and goes on");
+    progress_.hide();
     run_.failed(Failure(std::move(problem)));
 }
 
@@ -323,7 +244,7 @@ LoadOutcome Loader::outcome() const {
     result.mode = mode_;
     result.counts = journal_.counts();
     result.records = reader_.count();
-    result.skipped = resumed_ ? resumed_->settled.record : 0;
+    result.skipped = resumption_ ? resumption_->state().settled.record : 0;
     result.seconds = std::chrono::duration<double>(Pace::Clock::now() - start_).count();
     const Tally total = result.counts.total();
     result.updates = total.done + total.failed - doneBefore_;
@@ -342,6 +263,7 @@ LoadOutcome Loader::outcome() const {
 }
 
 void Loader::finish() {
+    progress_.hide();
     journal_.reportRest();
     try {
         journal_.finish(isWhole());
@@ -354,12 +276,8 @@ void Loader::finish() {
 }
 
 void Loader::load() {
-    checkFiles();
-    if (options_.resume) {
-        readCheckpoint();
-        skipSettled();
-        readDoubtful();
-    }
+    if (options_.resume)
+        resume();
     if (!Interruption::requested())
         begin();
     if (sender_ == nullptr)
@@ -375,13 +293,21 @@ void Loader::load() {
 } // namespace
 
 void load(Run &run, const LoadOptions &options) {
+    Loader loader(run, options);
+    loader.checkFiles();
+    run.keepPassword();
     const Interruption interruption;
     if (options.bulkRenames)
         warn(
             "--rename bulk: a renaming goes with the new RDN as its new superior, too, and removes "
             "the old RDN's values",
             run.out.isJson());
-    Loader(run, options).load();
+    try {
+        loader.load();
+    } catch (const Failure &) {
+        if (!Interruption::requested()) // which makes calls of libldap fail
+            throw;
+    }
     run.out.flush();
     if (!Interruption::requested())
         return;

@@ -92,18 +92,16 @@ void Record::forget() {
 bool Record::parseControls(const RecordLayout &layout, char *record) {
     for (const std::size_t offset : layout.controls) {
         char *control = record + offset - layout.body;
-        std::string single =
+        Record single;
+        std::string lines =
             "dn: cn=any\n" + std::string(wholeLine(control)) + "\nchangetype: delete\n";
-        LDIFRecord parsed{};
         std::string complaint;
-        if (parseQuietly({single.size(), single.data()}, parsed, complaint) != LDAP_SUCCESS)
+        if (parseQuietly({lines.size(), lines.data()}, single.parsed_, complaint) != LDAP_SUCCESS ||
+            single.parsed_.lr_ctrls == nullptr)
             return false;
         if (controls_.empty())
             controls_.push_back(nullptr);
-        controls_.insert(controls_.end() - 1, parsed.lr_ctrls[0]);
-        ldap_memfree(parsed.lr_ctrls);
-        parsed.lr_ctrls = nullptr;
-        ldap_ldif_record_done(&parsed);
+        controls_.insert(controls_.end() - 1, std::exchange(single.parsed_.lr_ctrls[0], nullptr));
         *control = '#';
     }
     return true;

@@ -43,17 +43,33 @@ long sumOf(const Json &summary, const std::string &name) {
     return sum;
 }
 
+namespace {
+
+std::vector<std::pair<const char *, std::size_t>> byKind(const PeopleCounts &counts) {
+    return {{"add", counts.adds},
+            {"modify", counts.modifies},
+            {"delete", counts.deletes},
+            {"rename", counts.renames}};
+}
+
+} // namespace
+
 void expectAllDone(const Result &result, const PeopleCounts &counts) {
     ASSERT_EQ(result.status, 0) << result.err;
     const Json summary = result.json();
-    const std::pair<const char *, std::size_t> expected[] = {{"add", counts.adds},
-                                                             {"modify", counts.modifies},
-                                                             {"delete", counts.deletes},
-                                                             {"rename", counts.renames}};
-    for (const auto &[kind, count] : expected)
+    for (const auto &[kind, count] : byKind(counts))
         EXPECT_EQ(summary["updates"][kind]["done"], count) << kind;
     for (const char *other : {"failed", "inDoubt", "unknown"})
         EXPECT_EQ(sumOf(summary, other), 0) << other;
+}
+
+void expectAllRead(const Result &result, const PeopleCounts &counts) {
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Json summary = result.json();
+    for (const auto &[kind, count] : byKind(counts))
+        EXPECT_EQ(summary["updates"][kind], count) << kind;
+    EXPECT_EQ(summary["records"], counts.all());
+    EXPECT_EQ(summary["malformed"], 0);
 }
 
 } // namespace test

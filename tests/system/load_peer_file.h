@@ -44,6 +44,8 @@ struct LoadTarget {
 
 /** Expects that the summary counts all of the file's updates as done and none as anything else. */
 void expectAllDone(const Result &result, const PeopleCounts &counts);
+/** Expects that a dry run counts the file's records. */
+void expectAllRead(const Result &result, const PeopleCounts &counts);
 /** The sum of what the summary says under this name: "done", "failed", "inDoubt". */
 long sumOf(const Json &summary, const std::string &name);
 

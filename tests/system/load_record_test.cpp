@@ -127,7 +127,7 @@ const std::vector<Malformed> malformed = {
 };
 
 INSTANTIATE_TEST_SUITE_P(All, MalformedRecord, testing::ValuesIn(malformed),
-                         [](const auto &info) { return info.param.name; });
+                         qldapx_test::caseName<Malformed>);
 
 TEST(LoadRecords, AllMalformedOnesAreReported) {
     const TemporaryFolder folder;
@@ -200,7 +200,7 @@ const std::vector<Counted> counted = {
 };
 
 INSTANTIATE_TEST_SUITE_P(All, GoodRecords, testing::ValuesIn(counted),
-                         [](const auto &info) { return info.param.name; });
+                         qldapx_test::caseName<Counted>);
 
 TEST(LoadFile, GzipIsKnownByItsContent) {
     const TemporaryFolder folder;

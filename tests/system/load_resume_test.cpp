@@ -166,6 +166,7 @@ TEST_F(LoadResume, AFailureBeforeADoneOneGoesToTheRejects) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.json()["updates"]["add"]["done"], 29);
     EXPECT_EQ(result.json()["updates"]["add"]["failed"], 1);
+    EXPECT_EQ(result.json()["results"][0]["code"], 80); // it is not sent again
     EXPECT_THAT(readFile(folder_.path("r.ldif")), HasSubstr(nowhere));
 }
 

@@ -18,6 +18,9 @@ constexpr bool isSanitized = false;
 class PeopleFile {
   public:
     explicit PeopleFile(const PeoplePlan &plan, const std::string &name = "people.ldif");
+    ~PeopleFile();
+    PeopleFile(const PeopleFile &) = delete;
+    PeopleFile &operator=(const PeopleFile &) = delete;
 
     /** The same, compressed. */
     [[nodiscard]] std::string compressed() const;

@@ -11,7 +11,7 @@ namespace qldapx {
 /** What became of the updates of one kind. */
 struct Tally {
     std::uint64_t done = 0, failed = 0;
-    std::uint64_t unknown = 0; // carried out or failed: a later one was carried out, no answer came
+    std::uint64_t unknown = 0; // no answer came, and a later one has made it of no matter
     std::uint64_t inDoubt = 0;
     Tally &operator+=(const Tally &other);
 };
@@ -24,6 +24,7 @@ struct Counts {
 
     Tally &of(Update kind) { return updates[static_cast<std::size_t>(kind)]; }
     [[nodiscard]] Tally total() const;
+    [[nodiscard]] bool hasFailures() const { return total().failed + malformed > 0; }
     Counts &operator+=(const Counts &other);
 };
 

@@ -113,28 +113,36 @@ class Hindsight {
     explicit Hindsight(bool bulk) : bulk_(bulk) {}
 
     [[nodiscard]] Verdict correct(const DoubtfulRecord &each) const {
-        const auto later = later_.find(comparableDn(each.record.dn()));
-        const bool changedAgain = later != later_.end();
         if (each.verdict == Verdict::Done)
             return Verdict::Done;
-        if (tried_ && (changedAgain || each.verdict == Verdict::Unclear))
+        const auto found = later_.find(comparableDn(each.record.dn()));
+        const Later later = found == later_.end() ? Later::Nothing : found->second;
+        // Whatever it did, what is there now has come after it.
+        if (later == Later::Anew || (later == Later::Modified && each.record.kind == Update::Add))
             return Verdict::Unknown;
-        if (tried_)
-            return Verdict::Failed;
-        // To send it now would undo what came after it.
-        return changedAgain && later->second ? Verdict::Unclear : each.verdict;
+        const bool unclear = each.verdict == Verdict::Unclear || later == Later::Modified;
+        if (unclear)
+            return tried_ ? Verdict::Unknown : Verdict::Unclear;
+        return each.verdict;
     }
     void add(const DoubtfulRecord &each) {
-        const bool done = each.verdict == Verdict::Done;
-        later_[comparableDn(each.record.dn())] |= done;
-        // What a modification asks for may have been so before it.
-        tried_ |= bulk_ && done && each.record.kind != Update::Modify;
+        if (each.verdict != Verdict::Done)
+            return;
+        const bool modified = each.record.kind == Update::Modify;
+        Later &later = later_[comparableDn(each.record.dn())];
+        later = std::max(later, modified ? Later::Modified : Later::Anew);
+        // What is not there may never have been there, and what a modification asks for may have
+        // been so before it.
+        tried_ |= bulk_ && each.record.kind == Update::Add;
     }
 
   private:
+    /** What a later update of the same entry has done. */
+    enum class Later { Nothing, Modified, Anew };
+
     bool bulk_;
-    bool tried_ = false;
-    std::unordered_map<std::string, bool> later_; // DNs of later updates, and whether one was done
+    bool tried_ = false; // a later update was carried out, so this one was tried
+    std::unordered_map<std::string, Later> later_;
 };
 
 } // namespace

@@ -12,9 +12,8 @@ struct DoubtfulRecord {
     /** What the server has to say about it. */
     enum class Verdict {
         Done,    // what it asks for is there
-        NotDone, // it is not, and the update may not have been tried
-        Failed,  // it is not, although a later update was carried out
-        Unknown, // it was tried, and what became of it has been changed again since
+        NotDone, // it is not
+        Unknown, // it was tried, or would make no difference any more
         Unclear, // nobody can tell
     };
     Record record;
@@ -23,8 +22,9 @@ struct DoubtfulRecord {
 };
 
 /**
- * Looks on the server, record by record, what was carried out. The updates of a bulk update were
- * carried out in their order: one that was certainly done tells that those before it were tried.
+ * Looks on the server, record by record, what was carried out. What is not to be seen is sent: a
+ * second time only if it failed the first time. The updates of a bulk update are carried out in
+ * their order: an entry that was added tells that those before it were tried.
  */
 void judge(Channel &channel, std::vector<DoubtfulRecord> &records, bool bulk, bool bulkRenames);
 

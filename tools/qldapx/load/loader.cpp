@@ -139,12 +139,8 @@ void Loader::account(const Record &record, Verdict verdict) {
     const std::uint64_t item = journal_.sending(record);
     if (verdict == Verdict::Done)
         journal_.done(item, record.kind);
-    else if (verdict == Verdict::Unknown)
-        journal_.unknown(item, record.kind);
     else
-        journal_.failed(item, record,
-                        {LDAP_OTHER, "not carried out, although a later update was; the server's "
-                                     "answer was lost"});
+        journal_.unknown(item, record.kind);
     journal_.settle(item);
 }
 
@@ -258,7 +254,7 @@ LoadOutcome Loader::outcome() const {
     else if (!isWhole())
         result.end = Interruption::requested() ? End::Interrupted : End::Stopped;
     else
-        result.end = journal_.hasFailures() ? End::Failures : End::Done;
+        result.end = result.counts.hasFailures() ? End::Failures : End::Done;
     return result;
 }
 
@@ -270,7 +266,7 @@ void Loader::finish() {
     } catch (const Failure &failure) {
         run_.failed(failure);
     }
-    if (journal_.hasFailures())
+    if (journal_.counts().hasFailures())
         run_.endsInFailure();
     printOutcome(run_.out, outcome());
 }

@@ -101,6 +101,14 @@ TEST_F(LoadPeerDoubt, DeletedIsNotAddedAnew) {
     expectResumed({"B", "C"}, {"A"});
 }
 
+// It is gone, as it is to be, whether both were carried out or neither.
+TEST_F(LoadPeerDoubt, AddedAndDeletedIsNoConflict) {
+    for (const Cut::Way way : {Cut::Way::Requests, Cut::Way::Answers}) {
+        lose(way, person("A") + removal("A"));
+        expectResumed({}, {"A"});
+    }
+}
+
 TEST_F(LoadPeerDoubt, ChangedBySomebodyElseIsAConflict) {
     lose(Cut::Way::Answers, person("A") + person("B"));
     simulator.change("dn: " + dnOf("B") + "\nchangetype: modify\nreplace: sn\nsn: another\n");

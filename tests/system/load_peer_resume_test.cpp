@@ -163,6 +163,12 @@ const Source sources[] = {
 INSTANTIATE_TEST_SUITE_P(Each, LoadPeerKill, testing::ValuesIn(sources),
                          [](const auto &test) { return std::string(test.param.name); });
 
+// Two of a kind that nobody has taken yet are one.
+bool hasTakenSignals(pid_t pid) {
+    const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
+    return status.find("ShdPnd:\t0000000000000000") != std::string::npos;
+}
+
 class LoadPeerSignal : public LoadPeerResume, public testing::WithParamInterface<int> {};
 
 // What is under way is awaited: nothing is in doubt.
@@ -181,9 +187,10 @@ TEST_P(LoadPeerSignal, TwiceEndsAtOnce) {
     Process process = start({"--rate", "2000"});
     EXPECT_TRUE(soon([&] { return relay->answers() >= 12; }));
     relay->hold();
-    usleep(20000); // not for a condition: so that something is under way
+    const std::size_t before = relay->requests();
+    EXPECT_TRUE(soon([&] { return relay->requests() > before; })); // something is under way
     process.signal(GetParam());
-    usleep(20000);
+    EXPECT_TRUE(soon([&] { return hasTakenSignals(process.pid()); }));
     process.signal(GetParam());
     const Result result = process.wait();
     EXPECT_EQ(result.status, 128 + GetParam()) << result.err;

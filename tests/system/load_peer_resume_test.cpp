@@ -53,8 +53,11 @@ class LoadPeerResume : public testing::Test {
     }
     void expectWhole() const {
         EXPECT_FALSE(hasCheckpoint());
-        EXPECT_EQ(session.changeNumber(suffix) - changesBefore - 1,
-                  static_cast<long>(file.counts.all()));
+        // An entry that comes and goes again may be left out, and nothing may be done twice.
+        const long all = static_cast<long>(file.counts.all());
+        const long changes = session.changeNumber(suffix) - changesBefore - 1;
+        EXPECT_LE(changes, all);
+        EXPECT_GT(changes, all - 100);
         EXPECT_EQ(differences(file.tree, session.subtree(plan().base)), "");
     }
 

@@ -42,12 +42,12 @@ class LoadPeerDoubt : public testing::Test {
         return result;
     }
     /** Loads the records in one request, of which the answer or the request itself is lost. */
-    void lose(Cut::Way way, const std::string &records) {
+    void lose(Cut::Way way, const std::string &records, const Arguments &more = {}) {
         file = folder.write("records.ldif", records);
         // Before it come the bind, the root DSE and the start, whose answers are one more.
         const std::size_t message = way == Cut::Way::Requests ? 4 : 5;
         relay.emplace(simulator.uri(), std::vector<Cut>{{way, message, Cut::Where::Before}});
-        const Result result = run();
+        const Result result = run(more);
         ASSERT_EQ(result.status, 1) << result.out;
         ASSERT_GT(sumOf(result.json(), "inDoubt"), 0) << result.out;
     }
@@ -96,9 +96,26 @@ TEST_F(LoadPeerDoubt, AbsenceAtTheEndProvesNothing) {
     EXPECT_TRUE(isThere("B"));
 }
 
+TEST_F(LoadPeerDoubt, AbsenceProvesNoBulkRename) {
+    const Arguments bulk = {"--rename", "bulk"};
+    const std::string rename =
+        "dn: " + dnOf("A") + "\nchangetype: modrdn\nnewrdn: cn=Z\ndeleteoldrdn: 1\n\n";
+    lose(Cut::Way::Requests, person("B") + person("A") + rename, bulk);
+    run({"--resume", "--rename", "bulk"}); // what the server makes of the new superior is its own
+    EXPECT_TRUE(isThere("B"));
+}
+
 TEST_F(LoadPeerDoubt, DeletedIsNotAddedAnew) {
     lose(Cut::Way::Answers, person("A") + person("B") + removal("A") + person("C"));
     expectResumed({"B", "C"}, {"A"});
+}
+
+// It is gone, as it is to be, whether both were carried out or neither.
+TEST_F(LoadPeerDoubt, AddedAndDeletedIsNoConflict) {
+    for (const Cut::Way way : {Cut::Way::Requests, Cut::Way::Answers}) {
+        lose(way, person("A") + removal("A"));
+        expectResumed({}, {"A"});
+    }
 }
 
 TEST_F(LoadPeerDoubt, ChangedBySomebodyElseIsAConflict) {

@@ -34,6 +34,10 @@ class Relay {
     [[nodiscard]] std::size_t requests() const { return requests_; }
     [[nodiscard]] std::size_t answers() const { return answers_; }
     [[nodiscard]] std::size_t connections() const { return connections_; }
+    [[nodiscard]] bool isIdle() {
+        const std::scoped_lock lock(mutex_);
+        return !busy_;
+    }
     /** Until the last connection is done with. */
     void awaitIdle();
     /** From now on answers are kept, until `release`. */

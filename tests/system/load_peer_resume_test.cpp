@@ -53,8 +53,11 @@ class LoadPeerResume : public testing::Test {
     }
     void expectWhole() const {
         EXPECT_FALSE(hasCheckpoint());
-        EXPECT_EQ(session.changeNumber(suffix) - changesBefore - 1,
-                  static_cast<long>(file.counts.all()));
+        // An entry that comes and goes again may be left out, and nothing may be done twice.
+        const long all = static_cast<long>(file.counts.all());
+        const long changes = session.changeNumber(suffix) - changesBefore - 1;
+        EXPECT_LE(changes, all);
+        EXPECT_GT(changes, all - 100);
         EXPECT_EQ(differences(file.tree, session.subtree(plan().base)), "");
     }
 
@@ -163,6 +166,12 @@ const Source sources[] = {
 INSTANTIATE_TEST_SUITE_P(Each, LoadPeerKill, testing::ValuesIn(sources),
                          [](const auto &test) { return std::string(test.param.name); });
 
+// Two of a kind that nobody has taken yet are one.
+bool hasTakenSignals(pid_t pid) {
+    const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
+    return status.find("ShdPnd:\t0000000000000000") != std::string::npos;
+}
+
 class LoadPeerSignal : public LoadPeerResume, public testing::WithParamInterface<int> {};
 
 // What is under way is awaited: nothing is in doubt.
@@ -181,9 +190,10 @@ TEST_P(LoadPeerSignal, TwiceEndsAtOnce) {
     Process process = start({"--rate", "2000"});
     EXPECT_TRUE(soon([&] { return relay->answers() >= 12; }));
     relay->hold();
-    usleep(20000); // not for a condition: so that something is under way
+    const std::size_t before = relay->requests();
+    EXPECT_TRUE(soon([&] { return relay->requests() > before; })); // something is under way
     process.signal(GetParam());
-    usleep(20000);
+    EXPECT_TRUE(soon([&] { return hasTakenSignals(process.pid()); }));
     process.signal(GetParam());
     const Result result = process.wait();
     EXPECT_EQ(result.status, 128 + GetParam()) << result.err;

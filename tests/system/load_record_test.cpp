@@ -243,6 +243,7 @@ TEST(LoadFile, OneThatCannotBeReadIsNamed) {
     }
 }
 
+#ifndef __SANITIZE_ADDRESS__ // which copies the record whenever libldap makes room for a line
 TEST(LoadFile, ARecordWithoutEndIsAnError) {
     const TemporaryFolder folder;
     const Surroundings place = {{{"TOOL", QLDAPX_PATH}}, {}, folder.path("")};
@@ -251,6 +252,7 @@ TEST(LoadFile, ARecordWithoutEndIsAnError) {
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("a record of more than 64 MiB"));
 }
+#endif
 
 } // namespace
 } // namespace test

@@ -222,7 +222,7 @@ void Loader::breakOff(const Failure &failure) {
     broken_ = true;
     sender_->giveUp();
     Problem problem = failure.problem();
-    if (path_)
+    if (path_ && !isWhole())
         problem.hint += (problem.hint.empty() ? "" : "; ") +
                         std::string("--resume looks what was carried out, and goes on");
     progress_.hide();

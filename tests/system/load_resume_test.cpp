@@ -185,8 +185,8 @@ TEST_F(LoadResume, AnOlderChangeIsNotSentOverANewerOne) {
 TEST_F(LoadResume, KilledAndResumedAsOftenAsItTakes) {
     serve();
     static_cast<void>(folder_.write(file, people(1, 3000)));
-    Arguments line = simulator_->asAdministrator({"load", file, "--rate", "3000", "--window", "8"});
-    for (int i = 0; i < 5; ++i) {
+    Arguments line = simulator_->asAdministrator({"load", file, "--rate", "500", "--window", "8"});
+    for (int i = 0; i < 3; ++i) {
         const std::size_t goal = count("(cn=x*)") + 200;
         Process tool(QLDAPX_PATH, line, {{}, {}, folder_.path("")});
         ASSERT_TRUE(soon([&] { return count("(cn=x*)") >= goal; }));

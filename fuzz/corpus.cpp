@@ -149,6 +149,7 @@ std::vector<Seed> seeds() {
         addSample(all, sample);
     for (const BadPayload &bad : badPayloads)
         addBad(all, bad);
+    addBulkUpdates(all);
     return all;
 }
 

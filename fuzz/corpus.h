@@ -18,5 +18,7 @@ struct Seed {
 
 // Of every target.
 std::vector<Seed> seeds();
+// Those of bulk updates.
+void addBulkUpdates(std::vector<Seed> &all);
 
 } // namespace qldapx_fuzz

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 // AddressSanitizer's, where it is there.
 extern "C" {
@@ -19,6 +20,7 @@ namespace {
 
 struct Block {
     const volatile void *start;
+    std::size_t size;
     // Grows from block to block.
     std::size_t serial;
 };
@@ -30,6 +32,7 @@ std::size_t blockCount = 0;
 std::size_t nextSerial = 0;
 std::size_t largestBlock = 0;
 thread_local bool isWatching = false;
+thread_local bool isPaused = false;
 
 // What takes most for a byte is a DebugItem: 24 for the 2 of the shortest one. The rest is for
 // libldap's own blocks, whose size does not depend on the message.
@@ -38,11 +41,11 @@ std::size_t mostFor(std::size_t received) {
 }
 
 void onMalloc(const volatile void *start, std::size_t size) {
-    if (!isWatching || start == nullptr)
+    if (!isWatching || isPaused || start == nullptr)
         return;
     require(size <= largestBlock, "A block is larger than what was received can need.");
     require(blockCount < mostBlocks, "too many blocks to watch");
-    blocks[blockCount++] = {start, nextSerial++};
+    blocks[blockCount++] = {start, size, nextSerial++};
 }
 
 // From the end, because most blocks are released soon.
@@ -75,6 +78,15 @@ void releaseSince(std::size_t serial) {
         std::free(left);
 }
 
+void *blockThatHolds(const std::string &text) {
+    for (std::size_t i = 0; i < blockCount; ++i) {
+        void *start = const_cast<void *>(blocks[i].start);
+        if (blocks[i].size > text.size() && std::memcmp(start, text.c_str(), text.size() + 1) == 0)
+            return start;
+    }
+    return nullptr;
+}
+
 } // namespace
 
 void require(bool condition, const char *message) {
@@ -100,6 +112,24 @@ HeapWatch::~HeapWatch() {
 
 void HeapWatch::releaseAll() {
     releaseSince(0);
+}
+
+void HeapWatch::releaseLost(const std::vector<std::string> &texts) {
+    if (__sanitizer_install_malloc_and_free_hooks == nullptr)
+        return;
+    for (const std::string &text : texts) {
+        void *lost = blockThatHolds(text);
+        require(lost != nullptr, "A text that the contract loses is not there.");
+        std::free(lost);
+    }
+}
+
+Unwatched::Unwatched() : before_(isPaused) {
+    isPaused = true;
+}
+
+Unwatched::~Unwatched() {
+    isPaused = before_;
 }
 
 bool returns(const std::function<void()> &call) {

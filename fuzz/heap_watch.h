@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace qldapx_fuzz {
 
@@ -20,8 +22,24 @@ class HeapWatch {
     ~HeapWatch();
     // Releases what there is.
     void releaseAll();
+    // Releases for each text a block that is left and holds it, where the heap is watched; ends the
+    // process when there is none.
+    void releaseLost(const std::vector<std::string> &texts);
     HeapWatch(const HeapWatch &) = delete;
     HeapWatch &operator=(const HeapWatch &) = delete;
+};
+
+// What is allocated while it lives is none of the run's. What the run has allocated may be
+// released.
+class Unwatched {
+  public:
+    Unwatched();
+    ~Unwatched();
+    Unwatched(const Unwatched &) = delete;
+    Unwatched &operator=(const Unwatched &) = delete;
+
+  private:
+    bool before_;
 };
 
 // Whether the call returned. If not, it ended in one of the assertions that the contract requires,

@@ -13,6 +13,14 @@ std::vector<Target> allTargets() {
         {"monitor_answer", runMonitorAnswer},
         {"notification", runNotification},
         {"intermediate", runIntermediate},
+        {"lburp_start_response", runLburpResponse},
+        {"lburp_start_answer", runLburpAnswer},
+        {"lburp_operation_response", runLburpResponse},
+        {"lburp_operation_answer", runLburpAnswer},
+        {"lburp_end_response", runLburpResponse},
+        {"lburp_end_answer", runLburpAnswer},
+        {"lburp_request", runLburpRequest},
+        {"update", runUpdate},
     };
     for (unsigned kind : decodedKinds())
         all.push_back({decoderName(kind), runDecoder, kind});

@@ -35,4 +35,13 @@ void runMonitorAnswer(const Target &target, const Bytes &bytes);
 void runNotification(const Target &target, const Bytes &bytes);
 void runIntermediate(const Target &target, const Bytes &bytes);
 
+// Take the bytes as the value of an answer to one of a bulk update's requests, and as the whole
+// operation.
+void runLburpResponse(const Target &target, const Bytes &bytes);
+void runLburpAnswer(const Target &target, const Bytes &bytes);
+
+// Make an update operation of the bytes, and a batch of them, and read what the library writes.
+void runUpdate(const Target &target, const Bytes &bytes);
+void runLburpRequest(const Target &target, const Bytes &bytes);
+
 } // namespace qldapx_fuzz

@@ -18,6 +18,7 @@ build_needs=(
     "nlohmann-json3-dev|test -e /usr/include/nlohmann/json.hpp|nlohmann-json"
     "libfmt-dev|test -e /usr/include/fmt/core.h|fmt"
     "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL's libcrypto, for checksums"
+    "zlib1g-dev|test -e /usr/include/zlib.h|zlib, for compressed LDIF"
     "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
 )
 demo_needs=(

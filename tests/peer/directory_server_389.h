@@ -30,6 +30,8 @@ class DirectoryServer389 {
     // Throws std::runtime_error when the server does not come up.
     DirectoryServer389();
 
+    [[nodiscard]] const std::string &uri() const { return uri_; }
+
     // A session bound as this identity, or throws.
     [[nodiscard]] LDAP *session(const std::string &dn = adminDn) const;
 

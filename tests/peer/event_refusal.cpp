@@ -1,6 +1,6 @@
 #include "event_refusal.h"
 
-#include "persistent_search.h"
+#include "session_check.h"
 
 #include <gtest/gtest.h>
 #include <qldapx.h>
@@ -19,13 +19,6 @@ int registerFiltered(LDAP *ld, int *id) {
     return ldap_monitor_events_filtered(ld, 1, events, id);
 }
 
-MessagePtr answerTo(LDAP *ld, int id) {
-    LDAPMessage *answer = nullptr;
-    timeval patience{10, 0};
-    EXPECT_EQ(ldap_result(ld, id, LDAP_MSG_ONE, &patience, &answer), LDAP_RES_EXTENDED);
-    return MessagePtr(answer);
-}
-
 // RFC 4511, 4.12: an unknown extended operation is answered with no response OID.
 void expectRefusal(LDAP *ld, MessagePtr answer, int code, const std::string &message) {
     int given = -1, count = -1;
@@ -42,15 +35,6 @@ void expectRefusal(LDAP *ld, MessagePtr answer, int code, const std::string &mes
     EXPECT_EQ(count, 0);
     EXPECT_EQ(events, nullptr);
     ldap_memfree(text);
-}
-
-void expectSearchWorks(LDAP *ld, const std::string &base) {
-    LDAPMessage *found = nullptr;
-    EXPECT_EQ(ldap_search_ext_s(ld, base.c_str(), LDAP_SCOPE_BASE, nullptr, nullptr, 0, nullptr,
-                                nullptr, nullptr, LDAP_NO_LIMIT, &found),
-              LDAP_SUCCESS);
-    MessagePtr owner(found);
-    EXPECT_EQ(ldap_count_entries(ld, found), 1);
 }
 
 } // namespace

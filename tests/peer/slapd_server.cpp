@@ -65,7 +65,8 @@ void SlapdServer::writeConfiguration(const std::string &overlay) const {
         file << "moduleload " << overlay << "\n";
     file << "pidfile " << (folder_ / "pid").string() << "\n"
          << "database mdb\nsuffix dc=example,dc=com\ndirectory " << (folder_ / "data").string()
-         << "\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword << "\n";
+         << "\ndbnosync\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword
+         << "\n";
     if (!overlay.empty())
         file << "overlay " << overlay << "\n";
 }

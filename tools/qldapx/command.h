@@ -22,6 +22,8 @@ class Run {
     void open();
     /** Ends the session; what needs one opens another. */
     void close() { session_.reset(); }
+    /** How the command line says to reach the server. */
+    [[nodiscard]] const ConnectionOptions &connection() const { return connection_; }
     /** For a command that opens more sessions than one: asks for the password only now. */
     void keepPassword() { qldapx::keepPassword(connection_, out.isJson()); }
     /** The server's, once the session is open. */
@@ -36,6 +38,8 @@ class Run {
     void done(const std::string &sentence, const Output::Json &fields);
     /** Reports a failure that does not end the command, but decides its exit status. */
     void failed(const Failure &failure);
+    /** The same for one that was reported already. */
+    void endsInFailure() { exitStatus_ = exitFailed; }
     [[nodiscard]] int exitStatus() const { return exitStatus_; }
 
   private:
@@ -87,6 +91,7 @@ void addReference(CLI::App &root, Tool &tool);
 void addEvents(CLI::App &root, Tool &tool);
 void addBackup(CLI::App &root, Tool &tool);
 void addRestore(CLI::App &root, Tool &tool);
+void addLoad(CLI::App &root, Tool &tool);
 void addTrigger(CLI::App &root, Tool &tool);
 void addRefresh(CLI::App &root, Tool &tool);
 void addCompletion(CLI::App &root, Tool &tool);

@@ -19,8 +19,13 @@ std::string byteCount(std::uint64_t bytes) {
 Progress::Progress(bool json) : shown_(!json && isatty(STDERR_FILENO) == 1) {}
 
 Progress::~Progress() {
+    hide();
+}
+
+void Progress::hide() {
     if (width_ > 0)
         fmt::print(stderr, "\r{:{}}\r", "", width_);
+    width_ = 0;
 }
 
 void Progress::write(const std::string &line) {
@@ -28,16 +33,21 @@ void Progress::write(const std::string &line) {
     width_ = line.size();
 }
 
-void Progress::show(std::uint64_t pieces, std::uint64_t bytes) {
+void Progress::show(const Words &words) {
     constexpr std::chrono::milliseconds pause(100);
-    const auto now = Clock::now();
+    const auto now = shown_ ? Clock::now() : last_;
     if (!shown_ || now - last_ < pause)
         return;
     last_ = now;
-    const double seconds = std::chrono::duration<double>(now - start_).count();
-    const auto rate = static_cast<std::uint64_t>(static_cast<double>(bytes) / (seconds + 1e-3));
-    write(fmt::format("{}, {} piece{}, {}/s", byteCount(bytes), pieces, pieces == 1 ? "" : "s",
-                      byteCount(rate)));
+    write(words(std::chrono::duration<double>(now - start_).count()));
+}
+
+void Progress::show(std::uint64_t pieces, std::uint64_t bytes) {
+    show([&](double seconds) {
+        const auto rate = static_cast<std::uint64_t>(static_cast<double>(bytes) / (seconds + 1e-3));
+        return fmt::format("{}, {} piece{}, {}/s", byteCount(bytes), pieces, pieces == 1 ? "" : "s",
+                           byteCount(rate));
+    });
 }
 
 } // namespace qldapx

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace qldapx {
@@ -18,6 +19,11 @@ class Progress {
     Progress &operator=(const Progress &) = delete;
 
     void show(std::uint64_t pieces, std::uint64_t bytes);
+    /** Makes room for something else on the terminal; the next line comes when it is due. */
+    void hide();
+    /** The same in other words, which are asked for when a line is due, with the seconds passed. */
+    using Words = std::function<std::string(double seconds)>;
+    void show(const Words &words);
 
   private:
     using Clock = std::chrono::steady_clock;

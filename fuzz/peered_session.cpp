@@ -1,4 +1,4 @@
-#include "event_session.h"
+#include "peered_session.h"
 
 #include "heap_watch.h"
 #include "support/ldap_message.h"
@@ -10,7 +10,7 @@
 
 namespace qldapx_fuzz {
 
-EventSession::EventSession() {
+PeeredSession::PeeredSession() {
     int ends[2];
     require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "no socketpair");
     peer_ = ends[1];
@@ -22,43 +22,44 @@ EventSession::EventSession() {
     ldap_set_option(session_, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
 }
 
-EventSession::~EventSession() {
+PeeredSession::~PeeredSession() {
     ldap_unbind_ext(session_, nullptr, nullptr);
     close(peer_);
 }
 
-MessagePtr EventSession::receive(const Bytes &operation) {
+MessagePtr PeeredSession::receive(const Bytes &operation) {
     EventSpecification event{7, 0};
     require(ldap_monitor_events(session_, 1, &event, &id_) == LDAP_SUCCESS, "no registration");
-    return answer(operation);
+    return answer(id_, operation);
 }
 
-void EventSession::endRegistration() {
-    answer(qldapx_test::extendedResponse(0, "1.2.3", std::nullopt));
+void PeeredSession::end(int id) {
+    answer(id, qldapx_test::extendedResponse(0, "1.2.3", std::nullopt));
     ldap_set_option(session_, LDAP_OPT_DIAGNOSTIC_MESSAGE, nullptr);
     ldap_set_option(session_, LDAP_OPT_MATCHED_DN, nullptr);
     // Over NULL libldap would release the list and keep it.
     char *none[] = {nullptr};
     ldap_set_option(session_, LDAP_OPT_REFERRAL_URLS, none);
-    dropRequests();
+    takeRequests(); // otherwise the socket would be full some day
 }
 
-MessagePtr EventSession::answer(const Bytes &operation) {
-    const Bytes message = qldapx_test::ldapMessage(id_, operation);
+MessagePtr PeeredSession::answer(int id, const Bytes &operation) {
+    const Bytes message = qldapx_test::ldapMessage(id, operation);
     ssize_t sent = send(peer_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent != static_cast<ssize_t>(message.size()))
         return nullptr;
     timeval atOnce{0, 0};
     LDAPMessage *received = nullptr;
-    ldap_result(session_, id_, LDAP_MSG_ONE, &atOnce, &received);
+    ldap_result(session_, id, LDAP_MSG_ONE, &atOnce, &received);
     return MessagePtr(received);
 }
 
-// Otherwise the socket would be full some day.
-void EventSession::dropRequests() const {
-    char dropped[4096];
-    while (recv(peer_, dropped, sizeof dropped, MSG_DONTWAIT) > 0)
-        ;
+Bytes PeeredSession::takeRequests() {
+    Bytes taken;
+    char some[4096];
+    for (ssize_t got; (got = recv(peer_, some, sizeof some, MSG_DONTWAIT)) > 0;)
+        taken.append(some, static_cast<std::size_t>(got));
+    return taken;
 }
 
 } // namespace qldapx_fuzz

@@ -19,6 +19,7 @@ import time
 
 OWN = re.compile(r"/(qldapx|libqldapx|libstdc\+\+|libfmt)[^/]*$")
 LIBC = re.compile(r"/(libc|libm|ld-linux)[.-][^/]*$")
+START = re.compile(r"main")
 
 
 def entries(path, count):
@@ -69,32 +70,45 @@ def load(command, server, path):
 
 
 def instructions(path):
-    """Instructions of a callgrind file by object; what libc does counts for who called it."""
-    names, count = {}, collections.Counter()
-    here = called = ""
+    """Instructions of a callgrind file, of the tool's own code and of the other, as a pair.
+
+    What libc does counts for who called it; what it calls back is its own again.
+    """
+    objects, functions, count = {}, {}, collections.Counter()
+    here = called = function = ""
     is_call = False
     for line in open(path):
         if name := re.match(r"(c?)ob=\((\d+)\)(?: (.*))?", line):
-            object_name = names.setdefault(name[2], name[3])
-            here, called = (here, object_name) if name[1] else (object_name, object_name)
+            called = objects.setdefault(name[2], name[3])
+            here = here if name[1] else called
+        elif name := re.match(r"c?fn=\((\d+)\)(?: (.*))?", line):
+            function = functions.setdefault(name[1], name[2])
         elif line.startswith("calls="):
             is_call = True
         elif re.match(r"[+*\d-]", line):
             cost = int(line.split()[1])
-            if not is_call and not LIBC.search(here):
-                count[here] += cost
-            if is_call and LIBC.search(called) and not LIBC.search(here):
-                count[here] += cost
+            is_inner = LIBC.search(here) is not None
+            if not is_call and not is_inner:
+                count[OWN.search(here) is not None] += cost
+            if is_call and not START.search(function):
+                if LIBC.search(called) and not is_inner:
+                    count[OWN.search(here) is not None] += cost
+                elif is_inner and OWN.search(called):
+                    count[False] -= cost
             is_call, called = False, here
-    return count
+    return count[True], count[False]
 
 
 def own_share(qldapx, server, folder, sample):
     path, profile = folder / "sample.ldif", folder / "profile"
     entries(path, sample)
-    load(["valgrind", "--tool=callgrind", "-q", f"--callgrind-out-file={profile}", qldapx], server, path)
-    count = instructions(profile)
-    return sum(n for name, n in count.items() if OWN.search(name)) / sum(count.values())
+    load(
+        ["valgrind", "--tool=callgrind", "-q", f"--callgrind-out-file={profile}", qldapx],
+        server,
+        path,
+    )
+    own, other = instructions(profile)
+    return own / (own + other)
 
 
 def main(acknowledger, qldapx, count, sample):

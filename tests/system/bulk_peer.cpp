@@ -1,8 +1,6 @@
 #include "system/bulk_peer.h"
 
 #include <array>
-#include <netinet/in.h>
-#include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -96,29 +94,18 @@ Bytes bulkFailure(std::int64_t number, int code, const std::string &text) {
 }
 
 BulkPeer::BulkPeer(Script script, int transactionSize)
-    : script_(std::move(script)), transactionSize_(transactionSize),
-      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    if (bind(listener_, generic, size) != 0 || listen(listener_, 1) != 0 ||
-        getsockname(listener_, generic, &size) != 0)
-        throw std::runtime_error("no socket");
-    uri_ = "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    : script_(std::move(script)), transactionSize_(transactionSize) {
     thread_ = std::thread([this] { serve(); });
 }
 
 BulkPeer::~BulkPeer() {
-    shutdown(listener_, SHUT_RDWR);
+    listener_.stop();
     thread_.join();
-    close(listener_);
 }
 
 void BulkPeer::serve() {
     while (true) {
-        const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        const int connection = accept4(listener_.fd(), nullptr, nullptr, SOCK_CLOEXEC);
         if (connection < 0)
             return;
         entertain(connection);

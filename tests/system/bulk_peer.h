@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ldap_message.h"
+#include "system/listener.h"
 
 #include <functional>
 #include <mutex>
@@ -43,7 +44,7 @@ class BulkPeer {
     BulkPeer(const BulkPeer &) = delete;
     BulkPeer &operator=(const BulkPeer &) = delete;
 
-    [[nodiscard]] const std::string &uri() const { return uri_; }
+    [[nodiscard]] const std::string &uri() const { return listener_.uri(); }
     /** All that came so far. */
     [[nodiscard]] std::vector<BulkRequest> received() const;
     /** The requests of one step, 1, 6 or 4. */
@@ -57,8 +58,7 @@ class BulkPeer {
 
     const Script script_;
     const int transactionSize_;
-    int listener_;
-    std::string uri_;
+    Listener listener_;
     mutable std::mutex mutex_;
     std::vector<BulkRequest> received_;
     std::thread thread_;

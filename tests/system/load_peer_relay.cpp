@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <stdexcept>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -102,23 +101,14 @@ struct Relay::Stream {
 };
 
 Relay::Relay(const std::string &serverUri, std::vector<Cut> cuts)
-    : cuts_(std::move(cuts)), server_(serverUri),
-      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    if (bind(listener_, generic, size) != 0 || listen(listener_, 1) != 0 ||
-        getsockname(listener_, generic, &size) != 0)
-        throw std::runtime_error("no socket");
-    uri_ = "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    : cuts_(std::move(cuts)), server_(serverUri) {
     thread_ = std::thread([this] { serve(); });
 }
 
 Relay::~Relay() {
     ending_ = true;
-    shutdown(listener_, SHUT_RDWR);
+    listener_.stop();
     thread_.join();
-    close(listener_);
 }
 
 void Relay::awaitIdle() {
@@ -128,7 +118,7 @@ void Relay::awaitIdle() {
 
 void Relay::serve() {
     for (;;) {
-        const int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        const int client = accept4(listener_.fd(), nullptr, nullptr, SOCK_CLOEXEC);
         if (client < 0)
             return;
         {

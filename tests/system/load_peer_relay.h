@@ -1,5 +1,7 @@
 #pragma once
 
+#include "system/listener.h"
+
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
@@ -29,7 +31,7 @@ class Relay {
     Relay(const Relay &) = delete;
     Relay &operator=(const Relay &) = delete;
 
-    [[nodiscard]] const std::string &uri() const { return uri_; }
+    [[nodiscard]] const std::string &uri() const { return listener_.uri(); }
     /** Of the connection that is or was there last. */
     [[nodiscard]] std::size_t requests() const { return requests_; }
     [[nodiscard]] std::size_t answers() const { return answers_; }
@@ -52,8 +54,7 @@ class Relay {
 
     std::vector<Cut> cuts_;
     std::string server_;
-    int listener_;
-    std::string uri_;
+    Listener listener_;
     std::atomic<std::size_t> requests_{0}, answers_{0}, connections_{0};
     std::atomic<bool> held_{false}, ending_{false};
     std::mutex mutex_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ldap_message.h"
+#include "system/listener.h"
 
 #include <string>
 #include <thread>
@@ -26,14 +27,13 @@ class Peer {
     Peer(const Peer &) = delete;
     Peer &operator=(const Peer &) = delete;
 
-    [[nodiscard]] const std::string &uri() const { return uri_; }
+    [[nodiscard]] const std::string &uri() const { return listener_.uri(); }
 
   private:
     void serve() const;
 
     const std::vector<Visit> visits_;
-    int listener_;
-    std::string uri_;
+    Listener listener_;
     std::thread thread_;
 };
 

@@ -126,7 +126,7 @@ TYPED_TEST_P(LoadPeerFallback, RejectsLoadWhenTheyAreMended) {
 // Every connection but the last ones is lost, and every third time the tool is killed. The server
 // carries out what it had received in any order; what nobody can tell then is skipped.
 TYPED_TEST_P(LoadPeerFallback, ResumesAfterKillsAndLostConnections) {
-    const PeoplePlan plan = this->planOf(1000);
+    const PeoplePlan plan = this->planOf(isSanitized ? 8000 : 1000);
     const PeopleFile file(plan);
     std::mt19937 random(5);
     std::vector<Cut> cuts;
@@ -136,7 +136,8 @@ TYPED_TEST_P(LoadPeerFallback, ResumesAfterKillsAndLostConnections) {
     Relay relay(this->server.uri(), cuts);
     const Arguments options = {"--fallback", "--window", "64"};
     Result result;
-    for (std::size_t run = 0; run < 40 && result.status != 0; ++run) {
+    const auto isUnfinished = [&] { return file.has("people.ldif.checkpoint"); };
+    for (std::size_t run = 0; run < 40 && (run == 0 || isUnfinished()); ++run) {
         Arguments more = options;
         if (run > 0)
             more.emplace_back("--resume");
@@ -150,10 +151,9 @@ TYPED_TEST_P(LoadPeerFallback, ResumesAfterKillsAndLostConnections) {
         result = process.wait();
         relay.awaitIdle();
     }
-    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_FALSE(isUnfinished()) << result.err;
     EXPECT_GT(relay.connections(), cuts.size());
     this->expectTree(file, plan);
-    EXPECT_FALSE(file.has("people.ldif.checkpoint"));
 }
 
 REGISTER_TYPED_TEST_SUITE_P(LoadPeerFallback, IsNamedWhereItIsNeeded, OneByOne, ManyAtOnce,

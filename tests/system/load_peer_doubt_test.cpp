@@ -101,8 +101,11 @@ TEST_F(LoadPeerDoubt, AbsenceProvesNoBulkRename) {
     const std::string rename =
         "dn: " + dnOf("A") + "\nchangetype: modrdn\nnewrdn: cn=Z\ndeleteoldrdn: 1\n\n";
     lose(Cut::Way::Requests, person("B") + person("A") + rename, bulk);
-    run({"--resume", "--rename", "bulk"}); // what the server makes of the new superior is its own
+    const Result result = run({"--resume", "--rename", "bulk"});
     EXPECT_TRUE(isThere("B"));
+    // The simulator takes the new superior at its word, and there is none: all three were sent.
+    EXPECT_TRUE(isThere("A"));
+    EXPECT_THAT(result.err, HasSubstr("No such object"));
 }
 
 TEST_F(LoadPeerDoubt, DeletedIsNotAddedAnew) {

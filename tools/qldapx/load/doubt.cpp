@@ -84,14 +84,18 @@ Verdict judgeModify(Channel &channel, const Record &record) {
 }
 
 Verdict judgeRename(Channel &channel, const Record &record, bool bulk) {
-    const bool oldExists = FoundEntry(channel, record.dn(), {}).exists();
+    const auto exists = [&](const std::string &dn) { return FoundEntry(channel, dn, {}).exists(); };
+    const auto newExists = [&](const char *superior) {
+        return exists(renamedDn(record.dn(), record.newRdn(), superior));
+    };
+    const bool oldExists = exists(record.dn());
+    // The new superior that goes with it may be taken at its word, or not.
     if (bulk)
-        return oldExists ? Verdict::NotDone : Verdict::Done;
-    const std::string renamed = renamedDn(record.dn(), record.newRdn(), record.newSuperior());
-    const bool newExists = FoundEntry(channel, renamed, {}).exists();
-    if (oldExists == newExists)
+        return !oldExists && (newExists(record.newRdn()) || newExists(nullptr)) ? Verdict::Done
+                                                                                : Verdict::NotDone;
+    if (oldExists == newExists(record.newSuperior()))
         return Verdict::Unclear;
-    return newExists ? Verdict::Done : Verdict::NotDone;
+    return oldExists ? Verdict::NotDone : Verdict::Done;
 }
 
 Verdict judgeOne(Channel &channel, const Record &record, bool bulkRenames) {

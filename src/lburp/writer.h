@@ -1,4 +1,4 @@
-// writer.h - writes BER elements as ber_printf does, in a tenth of its instructions: bulk updates
+// writer.h - writes BER elements as ber_printf does, in a third of its instructions: bulk updates
 // are made of millions of small strings, and ber_printf appends each in pieces, by way of its
 // format. The elements are collected here and reach the encoder in one piece.
 #pragma once

@@ -147,8 +147,11 @@ TEST(LoadFallback, AFailureStopsIt) {
     EXPECT_EQ(result.json()["result"], "stopped");
     EXPECT_EQ(result.json()["updates"]["add"]["failed"], 1);
     EXPECT_LE(result.json()["updates"]["add"]["done"], 60);
-    EXPECT_EQ(runTool(simulator.asAdministrator({"load", path, "--fallback", "--resume"})).status,
-              0);
+    const Result resumed =
+        runTool(simulator.asAdministrator({"load", path, "--fallback", "--resume", "--json"}));
+    EXPECT_EQ(resumed.status, 1); // of the whole file one failed
+    EXPECT_EQ(resumed.json()["result"], "failures");
+    EXPECT_EQ(resumed.json()["updates"]["add"]["done"], 199);
 }
 
 } // namespace

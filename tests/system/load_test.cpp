@@ -134,7 +134,8 @@ TEST_F(LoadTest, AFailureStopsTheLoad) {
     EXPECT_EQ(count(everyone), 39U);
     EXPECT_THAT(folder_.names(), ElementsAre("f.ldif", "f.ldif.checkpoint"));
     const Result resumed = load({"--resume", "--json"});
-    EXPECT_EQ(resumed.status, 0) << resumed.err;
+    EXPECT_EQ(resumed.status, 1) << resumed.err; // of the whole file one failed
+    EXPECT_EQ(resumed.json()["result"], "failures");
     EXPECT_EQ(resumed.json()["updates"]["add"]["done"], 5000);
     EXPECT_EQ(resumed.json()["updates"]["add"]["failed"], 1);
     EXPECT_EQ(resumed.json()["skipped"], 40);

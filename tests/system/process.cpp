@@ -103,25 +103,30 @@ Json Result::error() const {
     return Json::object();
 }
 
-[[noreturn]] void execute(const std::string &program, const Arguments &arguments,
-                          const Surroundings &surroundings) {
-    Arguments all = {program};
-    all.insert(all.end(), arguments.begin(), arguments.end());
+Command::Command(const std::string &program, const Arguments &arguments,
+                 const Surroundings &surroundings)
+    : arguments_({program}), directory_(surroundings.directory) {
+    arguments_.insert(arguments_.end(), arguments.begin(), arguments.end());
     // The machine's and the user's own ldap.conf stay out.
     std::map<std::string, std::string> environment = {
         {"PATH", std::getenv("PATH")}, {"HOME", "/nonexistent"}, {"LDAPCONF", "/dev/null"}};
     for (const auto &[name, value] : surroundings.environment)
         environment[name] = value;
-    std::vector<std::string> variables;
     for (const auto &[name, value] : environment)
-        variables.push_back(name + "=" + value);
-    if (surroundings.directory.empty() || chdir(surroundings.directory.c_str()) == 0)
-        execve(program.c_str(), pointers(all).data(), pointers(variables).data());
+        variables_.push_back(name + "=" + value);
+    argumentPointers_ = pointers(arguments_);
+    variablePointers_ = pointers(variables_);
+}
+
+void Command::execute() const {
+    if (directory_.empty() || chdir(directory_.c_str()) == 0)
+        execve(argumentPointers_[0], argumentPointers_.data(), variablePointers_.data());
     _exit(127);
 }
 
 Process::Process(const std::string &program, const Arguments &arguments,
                  const Surroundings &surroundings) {
+    const Command command(program, arguments, surroundings);
     const Pipe out = makePipe(), err = makePipe();
     pid_ = fork();
     if (pid_ == 0) {
@@ -130,7 +135,7 @@ Process::Process(const std::string &program, const Arguments &arguments,
         dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
         dup2(toFile ? open(surroundings.outputFile.c_str(), O_WRONLY) : out.write, STDOUT_FILENO);
         dup2(err.write, STDERR_FILENO);
-        execute(program, arguments, surroundings);
+        command.execute();
     }
     close(out.write);
     close(err.write);

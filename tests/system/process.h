@@ -56,9 +56,23 @@ class Process {
     int err_;
 };
 
-/** argv and environment for an exec; nothing of the test's own but PATH. */
-[[noreturn]] void execute(const std::string &program, const Arguments &arguments,
-                          const Surroundings &surroundings);
+/**
+ * argv and environment for an exec; nothing of the test's own but PATH. Made before the process
+ * forks: another thread may hold the allocator's lock then, and the child would wait for ever.
+ */
+class Command {
+  public:
+    Command(const std::string &program, const Arguments &arguments,
+            const Surroundings &surroundings);
+
+    [[noreturn]] void execute() const;
+
+  private:
+    Arguments arguments_;
+    std::vector<std::string> variables_;
+    std::string directory_;
+    std::vector<char *> argumentPointers_, variablePointers_;
+};
 
 /**
  * What a sanitizer has to be told for this command: the library loses, as its contract says, the

@@ -17,11 +17,12 @@ Terminal::Terminal(const Arguments &arguments, const Surroundings &surroundings,
     winsize window = {size.rows, size.columns, 0, 0};
     if (openpty(&master_, &slave_, nullptr, nullptr, &window) != 0)
         throw std::runtime_error("no terminal");
+    const Command command(QLDAPX_PATH, arguments, surroundings);
     pid_ = fork();
     if (pid_ == 0) {
         close(master_);
         login_tty(slave_);
-        execute(QLDAPX_PATH, arguments, surroundings);
+        command.execute();
     }
 }
 

@@ -27,6 +27,7 @@ StartCase valued(const char *name, const Bytes &value, int result, int size = un
 const StartCase startCases[] = {
     valued("Size", fromHex("30 03 02 01 64"), 0, 100),
     valued("Zero", sequence({integer(0)}), 0, 0),
+    valued("EmptyInteger", fromHex("30 02 02 00"), 0, 0), // as liblber reads it
     valued("Negative", sequence({integer(-1)}), 0, -1),
     valued("Most", sequence({integer(INT32_MAX)}), 0, INT32_MAX),
     valued("LongLengths", longTlv(0x30, longTlv(0x02, "\x07", 3), 4), 0, 7),

@@ -322,6 +322,10 @@ const ControlRow controlRows[] = {
      [](const Form &form) {
          return form.seq({octetString("1.2"), critical});
      }},
+    {"CriticalByAnyNonZero", [](RequestControls &list) { list.add("1.2", '\xfe'); },
+     [](const Form &form) {
+         return form.seq({octetString("1.2"), critical});
+     }},
     {"Value", [](RequestControls &list) { list.add("1.2", false, Bytes("\0v", 2)); },
      [](const Form &form) {
          return form.seq({octetString("1.2"), octetString({"\0v", 2})});

@@ -79,11 +79,11 @@ class RequestControls {
     RequestControls(const RequestControls &) = delete;
     RequestControls &operator=(const RequestControls &) = delete;
 
-    RequestControls &add(const char *oid, bool isCritical) {
-        controls_.push_back({const_cast<char *>(oid), {0, nullptr}, isCritical ? '\1' : '\0'});
+    RequestControls &add(const char *oid, char isCritical) {
+        controls_.push_back({const_cast<char *>(oid), {0, nullptr}, isCritical});
         return *this;
     }
-    RequestControls &add(const char *oid, bool isCritical, Bytes value) {
+    RequestControls &add(const char *oid, char isCritical, Bytes value) {
         Bytes &kept = values_.emplace_back(std::move(value));
         add(oid, isCritical);
         controls_.back().ldctl_value = {kept.size(), kept.data()};

@@ -14,7 +14,7 @@ struct BulkBatch {
     std::size_t count = 0;
     std::size_t bytes = 0;
     int id = 0;
-    int number = 0;
+    int number = 0; // of its sequence; 0: in none
     std::uint64_t item = 0;
 
     void add(Record &record) {
@@ -27,6 +27,7 @@ struct BulkBatch {
         for (std::size_t i = 0; i < count; ++i)
             records[i].forget();
         count = bytes = 0;
+        id = number = 0;
     }
 };
 

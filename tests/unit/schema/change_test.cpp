@@ -111,13 +111,17 @@ const ChangeCase changeCases[] = {
     // Usage.
     {0, "( 1.2 )", "USAGE", {"dsaoperation"}, add, 0, "( 1.2 USAGE dSAOperation )"},
     {0, "( 1.2 )", "Usage", {"DirectoryOperation"}, replace, 0, "( 1.2 USAGE directoryOperation )"},
-    {0, "( 1.2 )", "USAGE", {"distributedOperation"}, add, 0,
-     "( 1.2 USAGE distributedOperation )"},
+    {0, "( 1.2 )", "USAGE", {"distributedOperation"}, add, 0, "( 1.2 USAGE distributedOperation )"},
     {0, "( 1.2 USAGE dSAOperation )", "USAGE", {"userapplications"}, add, 0, "( 1.2 )"},
     {0, "( 1.2 USAGE dSAOperation )", "USAGE", {"dSAOperation"}, del, 0, "( 1.2 )"},
     {0, "( 1.2 USAGE dSAOperation )", "USAGE", null, add, 0, "( 1.2 )"},
     {0, "( 1.2 USAGE dSAOperation )", "USAGE", {}, add, 0, "( 1.2 )"},
-    {0, "( 1.2 USAGE dSAOperation )", "USAGE", {"operational"}, add, LDAP_PARAM_ERROR,
+    {0,
+     "( 1.2 USAGE dSAOperation )",
+     "USAGE",
+     {"operational"},
+     add,
+     LDAP_PARAM_ERROR,
      "( 1.2 USAGE dSAOperation )"},
     {0, "( 1.2 )", "dSAOperation", {"x"}, add, 0, "( 1.2 dSAOperation 'x' )"},
     // Class kinds.
@@ -144,12 +148,13 @@ const ChangeCase changeCases[] = {
 
 TEST(SchemaChange, OfOneField) {
     for (const ChangeCase &row : changeCases) {
-        SCOPED_TRACE(testing::Message() << row.before << " " << row.keyword << " " << row.operation);
+        SCOPED_TRACE(testing::Message()
+                     << row.before << " " << row.keyword << " " << row.operation);
         const SchemaPtr schema = fetched(row.kind, {row.before});
         LDAPSchemaElement *element = elementAt(schema, row.kind, 0);
         Pointers values(row.values);
-        EXPECT_EQ(modify_element(element, row.keyword,
-                                 row.values == null ? nullptr : values.get(), row.operation),
+        EXPECT_EQ(modify_element(element, row.keyword, row.values == null ? nullptr : values.get(),
+                                 row.operation),
                   row.result);
         char *text = nullptr;
         const char *attribute = nullptr;

@@ -19,14 +19,12 @@ constexpr int replace = LDAP_MOD_REPLACE;
 // ModifyRequest ::= [APPLICATION 6] SEQUENCE { object, changes SEQUENCE OF
 //     SEQUENCE { operation ENUMERATED, modification SEQUENCE { type, vals SET OF value } } }
 Bytes change(int operation, const char *attribute, const std::string &description) {
-    return sequence(
-        {tlv(0x0a, Bytes(1, static_cast<char>(operation))),
-         sequence({octetString(attribute), tlv(0x31, octetString(description))})});
+    return sequence({tlv(0x0a, Bytes(1, static_cast<char>(operation))),
+                     sequence({octetString(attribute), tlv(0x31, octetString(description))})});
 }
 
 Bytes modifyRequest(int id, const std::string &dn, std::initializer_list<Bytes> changes) {
-    return sequence(
-        {integer(id), tlv(0x66, octetString(dn) + sequence(changes))});
+    return sequence({integer(id), tlv(0x66, octetString(dn) + sequence(changes))});
 }
 
 // ModifyResponse ::= [APPLICATION 7] LDAPResult
@@ -62,8 +60,8 @@ TEST(SchemaAdd, IsFoundNotedAndSent) {
         EXPECT_EQ(find(schema, 0, key), elementAt(schema, 0, 1)) << key;
     for (const char *key : {"a", "b", "c", "1.1", "1.2", "1.3"})
         EXPECT_NE(find(schema, 0, key), nullptr) << key;
-    EXPECT_THAT(saved(schema), ElementsAre(asSent({change(add, "attributeTypes",
-                                                          "( 1.15 NAME ( 'z' 'aa' ) )")})));
+    EXPECT_THAT(saved(schema),
+                ElementsAre(asSent({change(add, "attributeTypes", "( 1.15 NAME ( 'z' 'aa' ) )")})));
 }
 
 TEST(SchemaAdd, OfEachKind) {
@@ -72,21 +70,17 @@ TEST(SchemaAdd, OfEachKind) {
         Modifications fields;
         const char *description;
     } rows[] = {
-        {0, {}, "( )"},
-        {1, {}, "( ABSTRACT )"},
-        {2, {}, "( )"},
-        {3, {}, "( )"},
-        {4, {}, "( )"},
-        {6, {}, "( )"},
-        {7, {}, "( )"},
+        {0, {}, "( )"}, {1, {}, "( ABSTRACT )"}, {2, {}, "( )"}, {3, {}, "( )"},
+        {4, {}, "( )"}, {6, {}, "( )"},          {7, {}, "( )"},
     };
     for (const auto &row : rows) {
         const SchemaPtr schema = fetched(std::vector<Described>{});
         LDAPMod *none[] = {nullptr};
         EXPECT_EQ(ldap_schema_add(schema.get(), row.kind, none), LDAP_SUCCESS);
         EXPECT_THAT(listed(schema, row.kind), ElementsAre(row.description));
-        EXPECT_THAT(saved(schema),
-                    ElementsAre(asSent({change(add, schemaAttributes[row.kind], row.description)})));
+        EXPECT_THAT(
+            saved(schema),
+            ElementsAre(asSent({change(add, schemaAttributes[row.kind], row.description)})));
     }
     const SchemaPtr schema = fetched(std::vector<Described>{});
     Modifications fields;
@@ -223,8 +217,8 @@ TEST(SchemaModify, NewRuleId) {
     Modifications another;
     another.strings(add, "RULEID", {"5"});
     EXPECT_EQ(ldap_schema_add(schema.get(), 7, another.list()), LDAP_SUCCESS);
-    EXPECT_THAT(listed(schema, 7), ElementsAre("( 2 NAME 'b' )", "( 3 NAME 'c' )", "( 5 )",
-                                               "( 9 NAME 'a' )"));
+    EXPECT_THAT(listed(schema, 7),
+                ElementsAre("( 2 NAME 'b' )", "( 3 NAME 'c' )", "( 5 )", "( 9 NAME 'a' )"));
     EXPECT_EQ(find(schema, 7, "9"), elementAt(schema, 7, 3));
 }
 
@@ -264,6 +258,26 @@ TEST(SchemaModify, FailureRestores) {
     EXPECT_THAT(saved(schema), IsEmpty());
 }
 
+// A class without an OID is put back, too, and a rule that its own id does not lead to.
+TEST(SchemaModify, FailureRestoresWhatHasNoKey) {
+    const SchemaPtr classes = fetched(1, {"( 1.1 )", "( NAME 'x' STRUCTURAL MAY m )"});
+    Modifications empties;
+    empties.strings(del, "MAY", {"m"});
+    EXPECT_EQ(ldap_schema_modify(classes.get(), "x", 1, empties.list()), LDAP_LOCAL_ERROR);
+    EXPECT_EQ(described(find(classes, 1, "x")), "( NAME 'x' STRUCTURAL MAY m )");
+    EXPECT_EQ(find(classes, 1, "x"), elementAt(classes, 1, 1));
+
+    const SchemaPtr rules = fetched(7, {"( 1 NAME 'a' )", "( 2 NAME 'b' )", "( 3 NAME 'c' )"});
+    Modifications id, empty;
+    char xName[] = "X-A";
+    id.strings(replace, "RULEID", {"9"});
+    empty.raw({add, xName, {}});
+    EXPECT_EQ(ldap_schema_modify(rules.get(), "2", 7, id.list()), LDAP_SUCCESS);
+    EXPECT_EQ(ldap_schema_modify(rules.get(), "b", 7, empty.list()), LDAP_NO_MEMORY);
+    EXPECT_THAT(listed(rules, 7),
+                ElementsAre("( 1 NAME 'a' )", "( 3 NAME 'c' )", "( 9 NAME 'b' )"));
+}
+
 // A description that would not be understood again is left alone.
 TEST(SchemaModify, QuoteInTheOldDescription) {
     const SchemaPtr schema = fetched(0, types);
@@ -274,10 +288,11 @@ TEST(SchemaModify, QuoteInTheOldDescription) {
     EXPECT_EQ(ldap_schema_modify(schema.get(), "a", 0, other.list()), LDAP_LOCAL_ERROR);
     EXPECT_EQ(described(find(schema, 0, "a")), "( 1.1 NAME 'a' DESC 'it's' )");
     EXPECT_EQ(ldap_schema_delete(schema.get(), 0, "a"), LDAP_SUCCESS);
-    EXPECT_THAT(saved(schema),
-                ElementsAre(asSent({change(del, "attributeTypes", types[0]),
-                                    change(add, "attributeTypes", "( 1.1 NAME 'a' DESC 'it's' )"),
-                                    change(del, "attributeTypes", "( 1.1 NAME 'a' DESC 'it's' )")})));
+    EXPECT_THAT(
+        saved(schema),
+        ElementsAre(asSent({change(del, "attributeTypes", types[0]),
+                            change(add, "attributeTypes", "( 1.1 NAME 'a' DESC 'it's' )"),
+                            change(del, "attributeTypes", "( 1.1 NAME 'a' DESC 'it's' )")})));
 }
 
 TEST(SchemaModify, Arguments) {
@@ -411,12 +426,12 @@ TEST(SchemaNotes, AreAddedAndDropped) {
     text[0] = 'V'; // it was copied
     EXPECT_EQ(store_update(schema.get(), elementAt(schema, 0, 1), del), LDAP_SUCCESS);
     const Bytes both = tlv(0x31, octetString("value") + octetString("two"));
-    EXPECT_THAT(saved(schema),
-                ElementsAre(asSent(
-                    {sequence({fromHex("0a 01 02"), sequence({octetString("other"), both})}),
-                     sequence({fromHex("0a 01 01"),
-                                   sequence({octetString("other"), tlv(0x31, "")})}),
-                     change(del, "attributeTypes", types[1])})));
+    EXPECT_THAT(
+        saved(schema),
+        ElementsAre(asSent(
+            {sequence({fromHex("0a 01 02"), sequence({octetString("other"), both})}),
+             sequence({fromHex("0a 01 01"), sequence({octetString("other"), tlv(0x31, "")})}),
+             change(del, "attributeTypes", types[1])})));
     EXPECT_EQ(store_update(schema.get(), elementAt(schema, 0, 1), del), LDAP_SUCCESS);
     free_changes(schema.get());
     free_changes(schema.get());

@@ -15,10 +15,9 @@ using testing::ElementsAre;
 // SearchRequest ::= [APPLICATION 3] SEQUENCE { baseObject, scope, derefAliases, sizeLimit,
 //     timeLimit, typesOnly, filter, attributes }: a base search for (objectclass=*).
 Bytes baseSearch(int id, const std::string &base, int sizeLimit, const Bytes &attributes) {
-    return ldapMessage(
-        id, tlv(0x63, octetString(base) + fromHex("0a 01 00 0a 01 00") + integer(sizeLimit) +
-                          fromHex("02 01 00 01 01 00") + tlv(0x87, "objectclass") +
-                          tlv(0x30, attributes)));
+    return ldapMessage(id, tlv(0x63, octetString(base) + fromHex("0a 01 00 0a 01 00") +
+                                         integer(sizeLimit) + fromHex("02 01 00 01 01 00") +
+                                         tlv(0x87, "objectclass") + tlv(0x30, attributes)));
 }
 
 Bytes rootSearch(int id) {
@@ -27,9 +26,9 @@ Bytes rootSearch(int id) {
 
 Bytes schemaSearch(int id, const std::string &dn, int sizeLimit = 0) {
     Bytes attributes;
-    for (const char *name : {"attributeTypes", "objectClasses", "ldapSyntaxes", "matchingRules",
-                             "matchingRuleUse", "dITContentRules", "dITStructureRules",
-                             "nameForms"})
+    for (const char *name :
+         {"attributeTypes", "objectClasses", "ldapSyntaxes", "matchingRules", "matchingRuleUse",
+          "dITContentRules", "dITStructureRules", "nameForms"})
         attributes += octetString(name);
     return baseSearch(id, dn, sizeLimit, attributes);
 }
@@ -145,14 +144,10 @@ TEST(SchemaFetch, WithoutAnEntryIsEmpty) {
 
 // One description of each kind.
 const char *const samples[] = {
-    "( 1.2.0 NAME 'a' )",
-    "( 1.2.1 NAME 'b' SUP top STRUCTURAL )",
-    "( 1.2.2 DESC 'c' )",
-    "( 1.2.3 NAME 'd' SYNTAX 1.2.2 )",
-    "( 1.2.4 NAME 'e' APPLIES a )",
-    "( 1.2.5 NAME 'f' OC b MUST a )",
-    "( 1.2.6 NAME 'g' MUST a )",
-    "( 7 NAME 'h' FORM f )",
+    "( 1.2.0 NAME 'a' )",           "( 1.2.1 NAME 'b' SUP top STRUCTURAL )",
+    "( 1.2.2 DESC 'c' )",           "( 1.2.3 NAME 'd' SYNTAX 1.2.2 )",
+    "( 1.2.4 NAME 'e' APPLIES a )", "( 1.2.5 NAME 'f' OC b MUST a )",
+    "( 1.2.6 NAME 'g' MUST a )",    "( 7 NAME 'h' FORM f )",
 };
 
 TEST(SchemaFetch, EachAttributeIsOfItsKind) {
@@ -200,8 +195,8 @@ TEST(SchemaFetch, AttributeSentManyTimes) {
     std::vector<Described> all;
     for (int i = 0; i < 200; ++i)
         all.push_back({"attributeTypes",
-                       {"( 1.2." + std::to_string(i) + " NAME ( 'a" + std::to_string(i) +
-                        "' 'b" + std::to_string(i) + "' ) )"}});
+                       {"( 1.2." + std::to_string(i) + " NAME ( 'a" + std::to_string(i) + "' 'b" +
+                        std::to_string(i) + "' ) )"}});
     const SchemaPtr schema = fetched(all);
     EXPECT_EQ(ldap_schema_get_count(schema.get(), 0), 200);
     EXPECT_EQ(find(schema, 0, "b117"), find(schema, 0, "1.2.117"));

@@ -21,7 +21,8 @@ struct FieldCase {
 };
 
 const FieldCase fieldCases[] = {
-    {"AttributeType", 0,
+    {"AttributeType",
+     0,
      "( 1.2 NAME ( 'a' 'b' ) DESC 'd' OBSOLETE SUP s EQUALITY e ORDERING o SUBSTR u SYNTAX 1.3{64} "
      "SINGLE-VALUE COLLECTIVE NO-USER-MODIFICATION USAGE dSAOperation X-B 'x' X-A ( 'y' 'z' ) )",
      {"OID", "NAME", "DESC", "SUP", "EQUALITY", "ORDERING", "SUBSTR", "SYNTAX", "OBSOLETE",
@@ -181,12 +182,14 @@ const ValueCase valueCases[] = {
 
 TEST(SchemaFieldValues, ByKeyword) {
     for (const ValueCase &row : valueCases) {
-        SCOPED_TRACE(testing::Message() << row.kind << " " << row.keyword << " " << row.description);
+        SCOPED_TRACE(testing::Message()
+                     << row.kind << " " << row.keyword << " " << row.description);
         const SchemaPtr schema = fetched(row.kind, {row.description});
         char *unset = nullptr;
         char **values = &unset;
-        EXPECT_EQ(ldap_schema_get_field_values(elementAt(schema, row.kind, 0), row.keyword, &values),
-                  row.values.empty() ? LDAP_NO_SUCH_ATTRIBUTE : LDAP_SUCCESS);
+        EXPECT_EQ(
+            ldap_schema_get_field_values(elementAt(schema, row.kind, 0), row.keyword, &values),
+            row.values.empty() ? LDAP_NO_SUCH_ATTRIBUTE : LDAP_SUCCESS);
         EXPECT_EQ(values == nullptr, row.values.empty());
         EXPECT_THAT(taken(values), ElementsAreArray(row.values));
     }
@@ -282,9 +285,9 @@ TEST(SchemaElementToString, CannotBeWritten) {
         void *record;
         int result;
     } rows[] = {
-        {5, &noClass, -2}, {5, &noMust, -2}, {5, &emptyMust, -2}, {5, &emptyMay, -2},
-        {5, &whole, 0},    {1, &sup, -2},    {1, &must, -2},      {1, &may, -2},
-        {4, &use, -2},     {6, &aux, -2},    {6, &ruleMust, -2},  {6, &ruleMay, -2},
+        {5, &noClass, -2}, {5, &noMust, -2},   {5, &emptyMust, -2}, {5, &emptyMay, -2},
+        {5, &whole, 0},    {1, &sup, -2},      {1, &must, -2},      {1, &may, -2},
+        {4, &use, -2},     {6, &aux, -2},      {6, &ruleMust, -2},  {6, &ruleMay, -2},
         {6, &ruleNot, -2}, {2, &extended, -2},
     };
     for (const auto &row : rows) {

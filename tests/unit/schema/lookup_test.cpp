@@ -125,8 +125,8 @@ std::string longOids(int number) {
 }
 
 const SizeCase sizeCases[] = {
-    {"One", 1, oneArc},           {"Few", 31, oneArc},           {"Fences", 32, oneArc},
-    {"Many", 3000, oneArc},       {"ManyArcs", 3000, manyArcs},  {"FewArcs", 40, manyArcs},
+    {"One", 1, oneArc},          {"Few", 31, oneArc},          {"Fences", 32, oneArc},
+    {"Many", 3000, oneArc},      {"ManyArcs", 3000, manyArcs}, {"FewArcs", 40, manyArcs},
     {"LongOids", 500, longOids},
 };
 

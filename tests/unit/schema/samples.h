@@ -15,8 +15,8 @@ namespace qldapx_test {
 
 // By kind.
 inline const char *const schemaAttributes[] = {
-    "attributeTypes", "objectClasses", "ldapSyntaxes",    "matchingRules",
-    "matchingRuleUse", "nameForms",    "dITContentRules", "dITStructureRules"};
+    "attributeTypes",  "objectClasses", "ldapSyntaxes",    "matchingRules",
+    "matchingRuleUse", "nameForms",     "dITContentRules", "dITStructureRules"};
 
 struct Described {
     std::string attribute;

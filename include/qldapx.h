@@ -25,6 +25,8 @@
 #include <qldapx/partition.h>
 #include <qldapx/replica.h>
 #include <qldapx/replication_filter.h>
+#include <qldapx/schema.h>
+#include <qldapx/schema_description.h>
 #include <qldapx/state.h>
 #include <qldapx/trigger.h>
 #include <qldapx/url.h>

@@ -1,0 +1,34 @@
+#include "schema/keywords.h"
+
+#include "text.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace stratasim::schema {
+
+const Keyword *findKeyword(Kind kind, std::string_view word) {
+    const auto found =
+        std::find_if(std::begin(kKeywords), std::end(kKeywords), [&](const Keyword &keyword) {
+            return keyword.belongsTo(kind) && equalIgnoringCase(keyword.word, word);
+        });
+    return found == std::end(kKeywords) ? nullptr : found;
+}
+
+bool isExtension(std::string_view word) {
+    return word.size() > 2 && (word[0] == 'X' || word[0] == 'x') && word[1] == '-' &&
+           std::all_of(word.begin() + 2, word.end(), [](char c) {
+               return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                      c == '-' || c == '_';
+           });
+}
+
+std::optional<Kind> ownerOf(Kind kind) {
+    if (kind == Kind::MatchingRuleUse)
+        return Kind::MatchingRule;
+    if (kind == Kind::ContentRule)
+        return Kind::ObjectClass;
+    return std::nullopt;
+}
+
+} // namespace stratasim::schema

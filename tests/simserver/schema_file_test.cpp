@@ -119,7 +119,7 @@ TEST(SchemaFiles, NothingIsNoFault) {
 TEST(SchemaFiles, FaultsNameThePlace) {
     const std::pair<const char *, const char *> cases[] = {
         {"\nattributetype ( 1.2.3\n NAME 'x'\n SUP )",
-         "x: line 2: attribute type ( 1.2.3 NAME 'x' SUP ): character 24: SUP: an OID or name"},
+         "x: line 2: attribute type ( 1.2.3 NAME 'x' SUP ): character 22: SUP: an OID or name"},
         {"dn: cn=x\n\nobjectClasses: ( 1.2.3", "x: line 3: object class ( 1.2.3: character 8: "},
         {"attributeTypes: ( 1.2.3 SUP gone )",
          "x: line 1: attribute type 1.2.3: SUP: there is no attribute type gone"},

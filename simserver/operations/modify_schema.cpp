@@ -74,9 +74,7 @@ void requireSound(const Model &before, const Model &after) {
 
 Result modifySchema(Context &context, const ModifyRequest &request) {
     Directory &directory = context.directory;
-    for (const RequestedChange &change : request.changes)
-        requireRight(directory, context.identity, kSubschemaDn, change.attribute.key,
-                     right::kWrite);
+    requireRight(directory, context.identity, kSubschemaDn, "*", right::kWrite);
     if (directory.schemaVerbatim)
         refuse("the schema is served as a file has it, and stays so");
     const schema::Slot before = directory.schema;

@@ -1,6 +1,6 @@
 #include "schema/check.h"
 
-#include "text.h"
+#include "schema/tokens.h"
 
 #include <fmt/format.h>
 
@@ -57,7 +57,7 @@ class Checker {
             const Element owner = model_.find(element->kind, name);
             if (owner == element)
                 continue;
-            report(element, fmt::format("the name {} is that of {}", name, owner->title()),
+            report(element, fmt::format("the name {} is that of {}", shorten(name), owner->title()),
                    !kBearable);
             problems_.back().code = ResultCode::ConstraintViolation;
         }
@@ -71,7 +71,7 @@ class Checker {
             report(element,
                    fmt::format("{}{}there is no {} {}", reference.keyword,
                                reference.keyword.empty() ? "" : ": ", rowOf(reference.kind).word,
-                               reference.to),
+                               shorten(reference.to)),
                    reference.kind == Kind::Syntax || reference.kind == Kind::MatchingRule);
         }
     }

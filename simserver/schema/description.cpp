@@ -1,6 +1,7 @@
 #include "schema/description.h"
 
 #include "schema/keywords.h"
+#include "schema/macros.h"
 #include "schema/tokens.h"
 #include "text.h"
 
@@ -235,43 +236,6 @@ std::vector<Clause> sortedClauses(const Description &description) {
 
 } // namespace
 
-const std::array<KindRow, kKinds> kKindRows = {{
-    {Kind::AttributeType, "attributeTypes", "attribute type"},
-    {Kind::ObjectClass, "objectClasses", "object class"},
-    {Kind::Syntax, "ldapSyntaxes", "syntax"},
-    {Kind::MatchingRule, "matchingRules", "matching rule"},
-    {Kind::MatchingRuleUse, "matchingRuleUse", "matching rule use"},
-    {Kind::NameForm, "nameForms", "name form"},
-    {Kind::ContentRule, "dITContentRules", "content rule"},
-    {Kind::StructureRule, "dITStructureRules", "structure rule"},
-}};
-
-std::optional<Kind> kindOfAttribute(std::string_view name) {
-    for (const KindRow &row : kKindRows)
-        if (equalIgnoringCase(row.attribute, name))
-            return row.kind;
-    return std::nullopt;
-}
-
-bool Macros::define(std::string_view name, std::string_view value) {
-    const auto [place, isNew] = values_.emplace(lowerCase(name), value);
-    return isNew || place->second == value;
-}
-
-std::string Macros::expand(std::string_view word) const {
-    std::string expanded(word);
-    for (std::size_t steps = 0;; ++steps) {
-        const std::size_t colon = expanded.find(':');
-        const auto found = values_.find(lowerCase(std::string_view(expanded).substr(0, colon)));
-        if (found == values_.end())
-            return expanded;
-        if (steps > values_.size())
-            throw SyntaxError(fmt::format("the OID macro {} stands for itself", found->first));
-        expanded = colon == std::string::npos ? found->second
-                                              : found->second + "." + expanded.substr(colon + 1);
-    }
-}
-
 Description Description::parse(Kind kind, std::string_view text, const Macros *macros) {
     constexpr std::size_t longest = std::size_t{1} << 20U;
     if (text.size() > longest)
@@ -294,8 +258,8 @@ std::string_view Description::value(std::string_view keyword) const {
 
 std::string Description::title() const {
     const std::string_view word = rowOf(kind).word;
-    return names.empty() ? fmt::format("{} {}", word, id)
-                         : fmt::format("{} {} ({})", word, names[0], id);
+    return names.empty() ? fmt::format("{} {}", word, shorten(id))
+                         : fmt::format("{} {} ({})", word, shorten(names[0]), shorten(id));
 }
 
 bool isSame(const Description &a, const Description &b) {

@@ -1,6 +1,7 @@
 #include "schema/draft.h"
 
 #include "result.h"
+#include "schema/tokens.h"
 #include "text.h"
 
 #include <fmt/format.h>
@@ -61,9 +62,9 @@ void Draft::remove(const Description &description) {
                              fmt::format("there is no {}", description.title()));
     Element &element = all.elements[there->second];
     if (!isSame(*element, description))
-        throw OperationError(
-            ResultCode::NoSuchAttribute,
-            fmt::format("{} has another description: {}", description.title(), element->text));
+        throw OperationError(ResultCode::NoSuchAttribute,
+                             fmt::format("{} has another description: {}", description.title(),
+                                         shorten(element->text)));
     requireChangeable(description);
     element = nullptr;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "schema/macros.h"
 #include "schema/model.h"
 
 #include <istream>

@@ -7,6 +7,24 @@
 
 namespace stratasim::schema {
 
+const std::array<KindRow, kKinds> kKindRows = {{
+    {Kind::AttributeType, "attributeTypes", "attribute type"},
+    {Kind::ObjectClass, "objectClasses", "object class"},
+    {Kind::Syntax, "ldapSyntaxes", "syntax"},
+    {Kind::MatchingRule, "matchingRules", "matching rule"},
+    {Kind::MatchingRuleUse, "matchingRuleUse", "matching rule use"},
+    {Kind::NameForm, "nameForms", "name form"},
+    {Kind::ContentRule, "dITContentRules", "content rule"},
+    {Kind::StructureRule, "dITStructureRules", "structure rule"},
+}};
+
+std::optional<Kind> kindOfAttribute(std::string_view name) {
+    for (const KindRow &row : kKindRows)
+        if (equalIgnoringCase(row.attribute, name))
+            return row.kind;
+    return std::nullopt;
+}
+
 const Keyword *findKeyword(Kind kind, std::string_view word) {
     const auto found =
         std::find_if(std::begin(kKeywords), std::end(kKeywords), [&](const Keyword &keyword) {

@@ -1,6 +1,7 @@
 #include "schema/check.h"
 #include "schema/draft.h"
 #include "schema/files.h"
+#include "text.h"
 
 #include <fmt/format.h>
 
@@ -10,6 +11,19 @@ namespace {
 std::string explain(const Problem &problem) {
     const std::string &source = problem.element->source;
     return source.empty() ? problem.text : fmt::format("{}: {}", source, problem.text);
+}
+
+/** Puts the elements of the files in; says where one of them takes the place of another. */
+void addElements(Draft &draft, std::vector<Element> elements, std::vector<std::string> &warnings) {
+    std::array<TextMap<Element>, kKinds> seen;
+    for (Element &element : elements) {
+        Element &before = seen[indexOf(element->kind)][lowerCase(element->id)];
+        if (before && !isSame(*before, *element))
+            warnings.push_back(fmt::format("{}: {}: takes the place of the one of {}",
+                                           element->source, element->title(), before->source));
+        before = element;
+        draft.put(std::move(element));
+    }
 }
 
 /** Types that differ in nothing but OID and name. */
@@ -28,11 +42,10 @@ std::shared_ptr<const Model> load(const Files &files, std::size_t bulk,
                                   std::vector<std::string> &warnings) {
     const Model &builtIn = *Model::builtIn();
     Draft draft(builtIn);
-    for (Element &element : files.parse())
-        draft.put(std::move(element));
+    warnings = files.warnings();
+    addElements(draft, files.parse(), warnings);
     addBulk(draft, bulk);
     auto model = std::make_shared<const Model>(draft.finish(), &builtIn);
-    warnings = files.warnings();
     for (const Problem &problem : check(*model)) {
         if (!problem.bearable)
             throw FileError(explain(problem));

@@ -1,6 +1,4 @@
-#include "schema_server.h"
-
-#include <gtest/gtest.h>
+#include "schema_fixture.h"
 
 namespace {
 
@@ -9,31 +7,7 @@ using namespace schema_server;
 const std::string kTypes = "attributeTypes";
 const std::string kClasses = "objectClasses";
 
-class SchemaModify : public testing::Test {
-  protected:
-    SchemaModify() { server_.bindAdmin(); }
-
-    int code(const std::vector<wire::Mod> &changes) { return server_.code(modify(changes)); }
-    void accept(const std::vector<wire::Mod> &changes) {
-        const auto response = server_.ask(modify(changes));
-        EXPECT_EQ(response.code, 0) << response.diagnostic;
-    }
-    /** Expects the refusal, its text, and that nothing has changed. */
-    void refuse(int code, const std::string &part, const std::vector<wire::Mod> &changes) {
-        const std::string before = everything();
-        const auto response = server_.ask(modify(changes));
-        EXPECT_EQ(response.code, code) << response.diagnostic;
-        EXPECT_TRUE(contains(response.diagnostic, part))
-            << response.diagnostic << "\nlacks " << part;
-        EXPECT_EQ(everything(), before);
-    }
-    std::string everything() {
-        return server_.raw(
-            wire::message(1, wire::search({.base = kDn, .scope = 0, .attributes = {"*", "+"}})));
-    }
-
-    InProcess server_;
-};
+class SchemaModify : public SchemaFixture {};
 
 TEST_F(SchemaModify, AddsAndDeletesElementsOfEachKind) {
     const std::pair<std::string, std::string> cases[] = {
@@ -55,97 +29,6 @@ TEST_F(SchemaModify, AddsAndDeletesElementsOfEachKind) {
         accept({remove(row->first, {row->second})});
         EXPECT_FALSE(shows(server_, row->first, row->second));
     }
-}
-
-TEST_F(SchemaModify, NormalisesWhatItShows) {
-    accept({add("2.5.21.5", {"(1.2.3 \n name('a'  'b')desc 'two  blanks' sup  name x-y 'z')"})});
-    EXPECT_TRUE(
-        shows(server_, kTypes, "( 1.2.3 name ( 'a' 'b' ) desc 'two  blanks' sup name x-y 'z' )"));
-}
-
-TEST_F(SchemaModify, RefusesWhatIsNoDescription) {
-    struct Case {
-        const char *attribute;
-        std::string text;
-        const char *part;
-    };
-    const std::string zero(1, '\0');
-    const Case cases[] = {
-        {"attributeTypes", "", "\"(\" is expected"},
-        {"attributeTypes", "1.2.3 SUP name", "character 1: \"(\" is expected"},
-        {"attributeTypes", "(", "an OID or name is expected"},
-        {"attributeTypes", "( )", "an OID or name is expected"},
-        {"attributeTypes", "( 1.2.3 SUP name", "the text ends without \")\""},
-        {"attributeTypes", "( 1.2.3 SUP name ) )", "character 20: something follows"},
-        {"attributeTypes", "( 1..3 SUP name )", "\"1..3\" is neither an OID nor a name"},
-        {"attributeTypes", "( 1.02 SUP name )", "\"1.02\" is neither"},
-        {"attributeTypes", "( 1 SUP name )", "\"1\" is neither"},
-        {"attributeTypes", "( 1.2.3 NAME 'x SUP name )", "character 14: a quoted text has no end"},
-        {"attributeTypes", "( 1.2.3 NAME x SUP name )", "NAME: a quoted text is expected"},
-        {"attributeTypes", "( 1.2.3 NAME '1x' SUP name )", "NAME: \"1x\" is no name"},
-        {"attributeTypes", "( 1.2.3 NAME 'a b' SUP name )", "NAME: \"a b\" is no name"},
-        {"attributeTypes", "( 1.2.3 NAME ( 'a' 'b' SUP name )", "NAME: a quoted text is expected"},
-        {"attributeTypes", "( 1.2.3 SUP name SUP name )", "SUP is there twice"},
-        {"attributeTypes", "( 1.2.3 SUP name sup name )", "SUP is there twice"},
-        {"attributeTypes", "( 1.2.3 SUP )", "SUP: an OID or name is expected"},
-        {"attributeTypes", "( 1.2.3 SUP name WRONG 'x' )", "character 18: \"WRONG\" is no keyword"},
-        {"attributeTypes", "( 1.2.3 SUP name MUST cn )", "\"MUST\" is no keyword"},
-        {"attributeTypes", "( 1.2.3 SUP name 'x' )", "a keyword is expected in place of \"'x'\""},
-        {"attributeTypes", "( 1.2.3 SUP name X- 'x' )", "\"X-\" is no keyword"},
-        {"attributeTypes", "( 1.2.3 SUP name X-A )", "X-A: a quoted text is expected"},
-        {"attributeTypes", "( 1.2.3 SUP name X-A ( ( 'a' ) ) )", "X-A: a quoted text is expected"},
-        {"attributeTypes", "( 1.2.3 SUP name USAGE often )", "USAGE: the usage is user"},
-        {"attributeTypes", "( 1.2.3 SUP name USAGE", "USAGE: "},
-        {"attributeTypes", "( 1.2.3 NAME 'x' )", "SYNTAX is missing, and SUP as well"},
-        {"attributeTypes", "( 1.2.3 SYNTAX 1.2{x} )", "SYNTAX: \"1.2{x}\" is neither"},
-        {"attributeTypes", "( 1.2.3 SUP name DESC 'a\\b' )", "neither \\27 nor \\5c"},
-        {"attributeTypes", "( 1.2.3 SUP name DESC 'a\\' )", "neither \\27 nor \\5c"},
-        {"attributeTypes", "( 1.2.3 SUP name DESC 'a" + zero + "' )", "a NUL byte in a quoted"},
-        {"attributeTypes", "( 1.2.3 SUP na" + zero + "me )", "character 13: a NUL byte"},
-        {"objectClasses", "( 1.2.3 SUP top MUST cn $ sn )", "a keyword is expected"},
-        {"objectClasses", "( 1.2.3 SUP top MUST ( cn sn ) )", "MUST: \"$\" or \")\" is expected"},
-        {"objectClasses", "( 1.2.3 SUP top MUST ( cn $ ) )", "MUST: an OID or name is expected"},
-        {"objectClasses", "( 1.2.3 SUP top MUST ( $ cn ) )", "MUST: an OID or name is expected"},
-        {"objectClasses", "( 1.2.3 SUP top MUST ( cn", "MUST: "},
-        {"objectClasses", "( 1.2.3 SUP top AUXILIARY STRUCTURAL )", "one of ABSTRACT"},
-        {"matchingRules", "( 1.2.3 NAME 'x' )", "SYNTAX is missing"},
-        {"matchingRuleUse", "( 2.5.13.1 )", "APPLIES is missing"},
-        {"nameForms", "( 1.2.3 MUST cn )", "OC is missing"},
-        {"nameForms", "( 1.2.3 OC person )", "MUST is missing"},
-        {"dITStructureRules", "( 1.2 FORM x )", "a rule number is expected"},
-        {"dITStructureRules", "( x FORM x )", "a rule number is expected"},
-        {"dITStructureRules", "( 07 FORM x )", "a rule number is expected"},
-        {"dITStructureRules", "( 9 )", "FORM is missing"},
-        {"dITStructureRules", "( 9 FORM strataUnitForm SUP ( 1 $ 2 ) )", "a rule number"},
-        {"dITStructureRules", "( 9 FORM strataUnitForm SUP ( 1", "SUP: a rule number"},
-    };
-    for (const Case &c : cases) {
-        refuse(21, c.part, {add(c.attribute, {c.text})});
-        refuse(21, std::string(c.attribute) + ": ", {remove(c.attribute, {c.text})});
-    }
-}
-
-TEST_F(SchemaModify, RefusesEveryBeginningOfADescription) {
-    const std::string whole = "( 1.2.3 NAME ( 'a' 'b' ) DESC 'c' OBSOLETE SUP name EQUALITY "
-                              "caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15{9} "
-                              "SINGLE-VALUE USAGE userApplications X-D ( 'e' ) )";
-    for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_EQ(code({add(kTypes, {whole.substr(0, size)})}), 21) << size;
-    accept({add(kTypes, {whole})});
-}
-
-TEST_F(SchemaModify, TakesLargeTextsAndRefusesLargerOnes) {
-    const std::size_t most = std::size_t{1} << 20U;
-    const std::string begin = "( 1.2.3 SUP name DESC '";
-    const std::string end = "' )";
-    const std::string fill(most - begin.size() - end.size(), 'x');
-    refuse(21, "1048577 characters are more than the 1048576",
-           {add(kTypes, {begin + fill + "x" + end})});
-    accept({add(kTypes, {begin + fill + end})});
-    // What nests too deeply is wrong from the second level on.
-    refuse(21, "an OID or name is expected", {add(kClasses, {std::string(most, '(')})});
-    refuse(21, "MUST: an OID or name is expected",
-           {add(kClasses, {"( 1.2.4 MUST " + std::string(most - 100, '(')})});
 }
 
 TEST_F(SchemaModify, ReferencesMustResolve) {
@@ -372,109 +255,6 @@ TEST_F(SchemaModify, IsStamped) {
     EXPECT_EQ(shown(server_, "modifyTimestamp"), std::vector<std::string>{"19700112134740Z"});
     EXPECT_EQ(shown(server_, "modifiersName"), std::vector<std::string>{kAdmin});
     EXPECT_EQ(shown(server_, "createTimestamp"), std::vector<std::string>{"19700112134640Z"});
-}
-
-class SchemaInForce : public SchemaModify {
-  protected:
-    static constexpr const char *kEntry = "cn=Nova,dc=example,dc=com";
-
-    std::size_t found(const std::string &filter) {
-        return server_.ask(wire::search({.filter = filter})).entries.size();
-    }
-    int put(const std::vector<wire::Values> &more) {
-        std::vector<wire::Values> all = {{"objectClass", {"person"}}, {"cn", {"Nova"}}};
-        all.insert(all.end(), more.begin(), more.end());
-        return server_.code(wire::add(kEntry, all));
-    }
-};
-
-TEST_F(SchemaInForce, NamesAndMatching) {
-    accept({add(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) EQUALITY caseExactMatch SYNTAX "
-                         "1.3.6.1.4.1.1466.115.121.1.15 )",
-                         "( 1.2.4 NAME 'derived' SUP mine SINGLE-VALUE )",
-                         "( 1.2.5 NAME 'counter' EQUALITY integerMatch SYNTAX "
-                         "1.3.6.1.4.1.1466.115.121.1.27 )",
-                         "( 1.2.6 NAME 'friend' SUP seeAlso )"})});
-    EXPECT_EQ(put({{"derived", {"a", "b"}}}), 19);
-    ASSERT_EQ(put({{"alias", {"One", "one"}},
-                   {"derived", {"Two"}},
-                   {"counter", {"07"}},
-                   {"friend", {"cn=A, dc=B"}}}),
-              0);
-    EXPECT_EQ(found(wire::equality("mine", "One")), 1U);
-    EXPECT_EQ(found(wire::equality("1.2.3", "one")), 1U);
-    EXPECT_EQ(found(wire::equality("ALIAS", "ONE")), 0U);
-    EXPECT_EQ(found(wire::equality("derived", "two")), 0U);
-    EXPECT_EQ(found(wire::equality("derived", "Two")), 1U);
-    EXPECT_EQ(found(wire::equality("counter", "7")), 1U);
-    EXPECT_EQ(found(wire::equality("friend", "CN=a,DC=b")), 1U);
-    EXPECT_EQ(server_.code(wire::compare(kEntry, "mine", "One")), 6);
-    EXPECT_EQ(server_.code(wire::modify(kEntry, {{0, {"derived", {"c"}}}})), 19);
-}
-
-TEST_F(SchemaInForce, OperationalAttributes) {
-    accept({add(kTypes, {"( 1.2.3 NAME 'hidden' EQUALITY caseIgnoreMatch SYNTAX "
-                         "1.3.6.1.4.1.1466.115.121.1.15 USAGE dSAOperation )",
-                         "( 1.2.4 NAME 'kept' EQUALITY caseIgnoreMatch SYNTAX "
-                         "1.3.6.1.4.1.1466.115.121.1.15 NO-USER-MODIFICATION USAGE "
-                         "directoryOperation )"})});
-    EXPECT_EQ(put({{"kept", {"x"}}}), 19);
-    ASSERT_EQ(put({{"hidden", {"x"}}}), 0);
-    const auto names = [&](const std::vector<std::string> &wanted) {
-        const auto response =
-            server_.ask(wire::search({.base = kEntry, .scope = 0, .attributes = wanted}));
-        return response.entryAttributes.at(0).size();
-    };
-    EXPECT_EQ(names({"*"}), 2U);
-    EXPECT_EQ(names({"hidden"}), 1U);
-}
-
-TEST_F(SchemaInForce, AttributesThatWereThereBefore) {
-    ASSERT_EQ(put({{"alias", {"One"}}, {"1.2.9", {"x"}}}), 0);
-    EXPECT_EQ(found(wire::equality("mine", "One")), 0U);
-    accept({add(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )",
-                         "( 1.2.9 NAME 'numbered' SUP name )"})});
-    EXPECT_EQ(found(wire::equality("mine", "One")), 1U);
-    EXPECT_EQ(found(wire::equality("numbered", "x")), 1U);
-}
-
-TEST_F(SchemaInForce, NamesOfEntries) {
-    accept({add(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )"})});
-    ASSERT_EQ(server_.code(wire::add("mine=a,dc=example,dc=com",
-                                     {{"objectClass", {"top"}}, {"alias", {"A"}}})),
-              0);
-    EXPECT_EQ(server_.code(wire::compare("1.2.3=A,dc=example,dc=com", "mine", "a")), 6);
-    accept({remove(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )"}),
-            add(kTypes, {"( 1.2.3 NAME ( 'alias' 'mine' 'more' ) SUP name )"})});
-    EXPECT_EQ(server_.code(wire::compare("more=a,dc=example,dc=com", "mine", "a")), 6);
-}
-
-TEST_F(SchemaInForce, EachServerHasItsOwn) {
-    InProcess other;
-    accept({add(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )"})});
-    const std::string entry =
-        wire::add("cn=Nova,dc=example,dc=com",
-                  {{"objectClass", {"person"}}, {"cn", {"Nova"}}, {"alias", {"1"}}});
-    other.bindAdmin();
-    EXPECT_EQ(other.code(entry), 0);
-    EXPECT_EQ(server_.code(entry), 0);
-    EXPECT_EQ(other.ask(wire::search({.filter = wire::present("mine")})).entries.size(), 0U);
-    EXPECT_EQ(found(wire::present("mine")), 1U);
-}
-
-TEST_F(SchemaInForce, EffectiveRightsOfANewClass) {
-    accept({add(kTypes, {"( 1.2.3 NAME 'mine' SUP name )"}),
-            add(kClasses, {"( 1.2.4 NAME 'base' ABSTRACT MUST mine )",
-                           "( 1.2.5 NAME 'derived' SUP base STRUCTURAL MAY ( cn $ mail ) )"})});
-    const std::string value = wire::tlv(0x30, wire::tlv(0x81, wire::tlv(0x81, "DERIVED")));
-    const auto response = server_.ask(wire::search({.base = kAda, .scope = 0}),
-                                      wire::control("2.16.840.1.907341.1.27.101.33", true, &value));
-    ASSERT_EQ(response.code, 0) << response.diagnostic;
-    const auto &rights = response.entryAttributes.at(0).at(1);
-    ASSERT_EQ(rights.values.size(), 3U);
-    EXPECT_TRUE(rights.values[0].starts_with("mine: "));
-    EXPECT_TRUE(rights.values[1].starts_with("cn: "));
-    EXPECT_TRUE(rights.values[2].starts_with("mail: "));
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 """report.py RESULTS - turns what scripts/bench measured into docs/performance.md."""
 
+import math
 import pathlib
 import platform
 import statistics
@@ -94,6 +95,74 @@ def load_rows(load):
     )
 
 
+SCHEMA_SIZES = "500", "5000", "50000"
+
+
+def edit_costs(results):
+    return {size: medians(results / f"edit-{size}.txt") for size in SCHEMA_SIZES}
+
+
+def schema_rows(results):
+    fetch = {size: medians(results / f"fetch-{size}.txt") for size in SCHEMA_SIZES}
+    for size, times in fetch.items():
+        yield row(
+            f"microseconds of the processor for `ldap_schema_fetch` of {int(size):,} attribute "
+            "types; peer: the same search and `ldap_str2attributetype` of each value; the ratio is "
+            "the median of pairs",
+            times["library"],
+            times["hand"],
+            times["ratio"],
+            at_most(1.10),
+        )
+    few, many = fetch["5000"]["library"], fetch["50000"]["library"]
+    growth = 10 * math.log(50000) / math.log(5000)
+    yield row("for 50,000; peer: for 5,000", many, few, many / few, at_most(round(growth, 1)))
+    lookup = medians(results / "lookup.txt")
+    for key, text in ("oid", "an OID"), ("name", "a name"):
+        yield row(
+            f"nanoseconds for `ldap_schema_get_by_name` of {text} among 50,000; peer: a binary "
+            "search of an array of the same strings; the ratio is the median of pairs",
+            lookup[f"{key}-library"],
+            lookup[f"{key}-hand"],
+            lookup[f"{key}-ratio"],
+            at_most(1.2),
+        )
+    costs = edit_costs(results)
+    move = costs["50000"]["move"] / costs["5000"]["move"]
+    for edit in "add", "modify", "delete":
+        grown = costs["50000"][edit] / costs["5000"][edit]
+        yield row(
+            f"how many times longer `ldap_schema_{edit}` takes among 50,000 than among 5,000; "
+            "peer: moving an array of so many pointers",
+            grown,
+            move,
+            grown / move,
+            at_most(1),
+            digits=2,
+        )
+    memory = medians(results / "schema-memory.txt")
+    yield row(
+        "bytes an element in a schema of 50,000, besides libldap's record and the copy of its "
+        "name; peer: 64",
+        memory["bytes"],
+        64,
+        memory["bytes"] / 64,
+        at_most(1),
+        digits=1,
+    )
+
+
+def edit_table(results):
+    lines = [
+        "| elements | add | modify | delete | moving an array of so many pointers |",
+        "| --- | --- | --- | --- | --- |",
+    ]
+    for size, cost in edit_costs(results).items():
+        values = " | ".join(f"{cost[name]:.2f}" for name in ("add", "modify", "delete", "move"))
+        lines.append(f"| {int(size):,} | {values} |")
+    return "\n".join(lines)
+
+
 def rows(results):
     count = medians(results / "instructions.txt")
     yield instructions(
@@ -133,6 +202,7 @@ def rows(results):
         yield instructions(what, library, hand, 1.0)
     yield from bulk_rows(medians(results / "lburp.txt"))
     yield from load_rows(medians(results / "load.txt"))
+    yield from schema_rows(results)
     backup = medians(results / "backup.txt")
     for direction in "backup", "restore":
         peak = backup[f"{direction}-peak"]
@@ -188,6 +258,8 @@ Machine: {machine()}.
         f"\nA monitored event takes {monitor['library-cpu']:.2f} microseconds of the processor, "
         f"one that is thrown away {monitor['hand-cpu']:.2f}."
     )
+
+    print(f"\nMicroseconds of the processor an edit of a schema:\n\n{edit_table(results)}")
 
 
 if __name__ == "__main__":

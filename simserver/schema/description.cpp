@@ -112,6 +112,13 @@ class Parser {
         return std::string(take().text);
     }
 
+    // Clients of this server write the numbers of superior rules in quotes, like names.
+    std::string takeSuperior() {
+        if (peek().type == Token::Quoted && isNumber(peek().text))
+            return std::string(take().text);
+        return takeNumber();
+    }
+
     std::string takeQuoted() {
         if (peek().type != Token::Quoted)
             fail("a quoted text is expected");
@@ -182,7 +189,7 @@ class Parser {
         case Form::Oids:
             return readList(values, true, &Parser::takeReference);
         case Form::Numbers:
-            return readList(values, false, &Parser::takeNumber);
+            return readList(values, false, &Parser::takeSuperior);
         }
     }
 

@@ -3,6 +3,7 @@
  * does not compile, a missing export does not link. The record's layout is part of it.
  */
 #include <qldapx.h>
+#include <qldapx/schema_element.h>
 #include <stddef.h>
 #include <stdio.h>
 
@@ -98,6 +99,44 @@ static int (*const bulk_failures)(LDAP *, LDAPMessage *, int *, char **, int *,
                                   LBURPOperationFailure **,
                                   int) = ldap_parse_lburp_operation_response;
 static int (*const bulk_end)(LDAP *, int, int *) = ldap_lburp_end_request;
+static int (*const schema_fetch)(LDAP *, LDAPSchema **, const char *) = ldap_schema_fetch;
+static int (*const schema_by_name)(LDAPSchema *, const char *, unsigned,
+                                   LDAPSchemaElement **) = ldap_schema_get_by_name;
+static int (*const schema_by_index)(LDAPSchema *, int, unsigned,
+                                    LDAPSchemaElement **) = ldap_schema_get_by_index;
+static int (*const schema_count)(LDAPSchema *, unsigned) = ldap_schema_get_count;
+static int (*const schema_free)(LDAPSchema *) = ldap_schema_free;
+static int (*const schema_dn)(LDAP *, char **) = get_schema_dn;
+static int (*const field_names)(LDAPSchemaElement *, char ***) = ldap_schema_get_field_names;
+static int (*const field_values)(LDAPSchemaElement *, const char *,
+                                 char ***) = ldap_schema_get_field_values;
+static int (*const element_to_string)(LDAPSchemaElement *, char **,
+                                      const char **) = ldap_schema_element_to_string;
+static int (*const schema_add)(LDAPSchema *, unsigned, LDAPMod **) = ldap_schema_add;
+static int (*const schema_modify)(LDAPSchema *, const char *, unsigned,
+                                  LDAPMod **) = ldap_schema_modify;
+static int (*const schema_delete)(LDAPSchema *, unsigned, const char *) = ldap_schema_delete;
+static int (*const schema_save)(LDAP *, LDAPSchema *, const char *) = ldap_schema_save;
+static char **(*const strings_copy)(char **) = str_array_dup;
+static int (*const string_given)(char ***, const char *) = single_string_dup;
+static int (*const strings_given)(char ***, char **) = double_string_dup;
+static int (*const element_change)(LDAPSchemaElement *, const char *, char **,
+                                   int) = modify_element;
+static int (*const value_change)(char **, char **, int) = new_value;
+static int (*const values_change)(char ***, char **, int) = new_values;
+static int (*const element_copy)(LDAPSchemaElement *, LDAPSchemaElement **) = dup_element;
+static int (*const element_remove)(LDAPSchema *, const char *, unsigned) = remove_element;
+static int (*const change_add)(LDAPSchema *, LDAPMod *) = add_change;
+static int (*const change_note)(LDAPSchema *, LDAPSchemaElement *, int) = store_update;
+static void (*const changes_free)(LDAPSchema *) = free_changes;
+static LDAPContentRule *(*const content_rule)(const char *, int *, const char **,
+                                              unsigned) = ldap_str2ditcontentrule;
+static char *(*const content_rule_text)(LDAPContentRule *) = ldap_ditcontentrule2str;
+static void (*const content_rule_free)(LDAPContentRule *) = ldap_ditcontentrule_free;
+static LDAPDITStructureRule *(*const structure_rule)(const char *, int *, const char **,
+                                                     unsigned) = ldap_str2ditstructurerule;
+static char *(*const structure_rule_text)(LDAPDITStructureRule *) = ldap_ditstructurerule2str;
+static void (*const structure_rule_free)(LDAPDITStructureRule *) = ldap_ditstructurerule_free;
 static int (*const bulk_ended)(LDAP *, LDAPMessage *, int *, char **,
                                int) = ldap_parse_lburp_end_response;
 
@@ -152,6 +191,17 @@ static int have_all(const void *functions, size_t count) {
     return set != 0;
 }
 
+static int schema_layout_is_right(void) {
+    return sizeof(LDAPSchemaElement) == 16 && offsetof(LDAPSchemaElement, record) == 8 &&
+           offsetof(LDAPDITStructureRule, sr_names) == 8 &&
+           offsetof(LDAPDITStructureRule, sr_desc) == 16 &&
+           offsetof(LDAPDITStructureRule, sr_obsolete) == 24 &&
+           offsetof(LDAPDITStructureRule, sr_nameform) == 32 &&
+           offsetof(LDAPDITStructureRule, sr_sup_ruleids) == 40 &&
+           offsetof(LDAPDITStructureRule, sr_extensions) == 48 &&
+           sizeof(LDAPDITStructureRule) == 56;
+}
+
 static int layout_is_right(void) {
     return offsetof(ReplicaInfo, number1) == 0 && offsetof(ReplicaInfo, number5) == 16 &&
            offsetof(ReplicaInfo, dn) == 20 && sizeof(((ReplicaInfo *)0)->dn) == 771 &&
@@ -178,7 +228,14 @@ int main(void) {
           event_free && event_kind && event_name && event_field && alloc_event && get_ip &&
           net_addr && octets && string && sequence && sequence_free && referrals &&
           referrals_free && connection && connection_free && update && HAVE_ALL(payloads);
-    if (!all || !layout_is_right()) {
+    all = all && schema_fetch && schema_by_name && schema_by_index && schema_count && schema_free &&
+          schema_dn && field_names && field_values && element_to_string && schema_add &&
+          schema_modify && schema_delete && schema_save && strings_copy && string_given &&
+          strings_given && element_change && value_change && values_change && element_copy &&
+          element_remove && change_add && change_note && changes_free && content_rule &&
+          content_rule_text && content_rule_free && structure_rule && structure_rule_text &&
+          structure_rule_free;
+    if (!all || !layout_is_right() || !schema_layout_is_right()) {
         fputs("a function is missing or a record has moved\n", stderr);
         return 1;
     }

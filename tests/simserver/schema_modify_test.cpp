@@ -31,6 +31,18 @@ TEST_F(SchemaModify, AddsAndDeletesElementsOfEachKind) {
     }
 }
 
+// Clients write superior rules in quotes, and may spell them otherwise when they delete.
+TEST_F(SchemaModify, SuperiorRulesMayBeQuoted) {
+    accept({add("dITStructureRules", {"( 9 FORM strataUnitForm SUP ( '1' '2' ) )"})});
+    accept({remove("dITStructureRules", {"( 9 FORM strataUnitForm SUP ( 1 2 ) )"})});
+    accept({add("dITStructureRules", {"( 9 FORM strataUnitForm SUP 1 )"})});
+    accept({remove("dITStructureRules", {"( 9 FORM strataUnitForm SUP '1' )"})});
+    refuse(21, "a rule number is expected",
+           {add("dITStructureRules", {"( 9 FORM strataUnitForm SUP 'one' )"})});
+    refuse(53, "there is no structure rule 8",
+           {add("dITStructureRules", {"( 9 FORM strataUnitForm SUP '8' )"})});
+}
+
 TEST_F(SchemaModify, ReferencesMustResolve) {
     struct Case {
         const char *attribute;

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "schema/source.h"
+
+namespace qldapx {
+
+struct ExportOptions : SourceOptions {
+    std::string file; // empty: standard output
+    std::vector<std::string> kinds;
+    bool replace = false;
+};
+void exportSchema(Run &run, const ExportOptions &options);
+
+/** A line of LDIF for a value, folded, and in base64 when it must be. */
+std::string ldifLine(const std::string &name, std::string_view value);
+
+} // namespace qldapx

@@ -1,0 +1,56 @@
+#include "schema/element.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace qldapx::schema {
+namespace {
+
+// libldap's printers follow what they take for granted into NULL.
+bool isPrintable(const Field &field, void *record) {
+    if (field.type == FieldType::List) {
+        char **list = member<char **>(record, field.offset);
+        return list == nullptr ? !field.isRequired : list[0] != nullptr;
+    }
+    return !field.isRequired || member<char *>(record, field.offset) != nullptr;
+}
+
+bool isPrintable(const LDAPSchemaElement &element) {
+    for (const Field &field : kinds[element.kind].fields)
+        if (!isPrintable(field, element.record))
+            return false;
+    LDAPSchemaExtensionItem **item = extensionsOf(element);
+    for (; item != nullptr && *item != nullptr; ++item)
+        if ((*item)->lsei_values == nullptr)
+            return false;
+    return true;
+}
+
+} // namespace
+
+void releaseElement(LDAPSchemaElement *element) {
+    requireKind(*element, freedKind);
+    kinds[element->kind].release(element->record);
+    std::free(element);
+}
+
+ElementPtr newElement(unsigned kind) {
+    auto *element = static_cast<LDAPSchemaElement *>(std::calloc(1, sizeof(LDAPSchemaElement)));
+    if (element != nullptr)
+        element->kind = kind;
+    return ElementPtr(element);
+}
+
+void *parseDescription(unsigned kind, const char *text, int *code) {
+    *code = 0; // libldap's parsers leave it alone when all is well
+    const char *errorAt = nullptr;
+    return kinds[kind].parse(text, code, &errorAt, parserFlags);
+}
+
+LdapStringPtr printDescription(const LDAPSchemaElement &element) {
+    if (element.record == nullptr || !isPrintable(element))
+        return nullptr;
+    return LdapStringPtr(kinds[element.kind].print(element.record));
+}
+
+} // namespace qldapx::schema

@@ -1,0 +1,45 @@
+// element.h - an element as the store holds it: its key, its names, its description.
+#pragma once
+
+#include "core/handle.h"
+#include "schema/assertions.h"
+#include "schema/kind.h"
+
+namespace qldapx::schema {
+
+void releaseElement(LDAPSchemaElement *element);
+using ElementPtr = std::unique_ptr<LDAPSchemaElement, Releaser<releaseElement>>;
+
+// What every record begins with.
+struct RecordHead {
+    char *key; // the OID or rule id; NULL: none, which some servers' classes are without
+    char **names;
+};
+
+inline bool isKind(unsigned kind) {
+    return kind < kindCount;
+}
+
+inline void requireKind(const LDAPSchemaElement &element, const Assertion &assertion) {
+    if (!isKind(element.kind))
+        fail(assertion);
+}
+
+inline const RecordHead &headOf(const LDAPSchemaElement &element) {
+    return *static_cast<const RecordHead *>(element.record);
+}
+
+inline char *keyOf(const LDAPSchemaElement &element) {
+    return headOf(element).key;
+}
+
+// An element without a record, of no more than a kind; empty when memory ran out.
+ElementPtr newElement(unsigned kind);
+
+// Reads a description. Whatever a parser says beside a record, the record is handed out.
+void *parseDescription(unsigned kind, const char *text, int *code);
+
+// Prints a description; empty when it cannot be printed or memory ran out.
+LdapStringPtr printDescription(const LDAPSchemaElement &element);
+
+} // namespace qldapx::schema

@@ -1,0 +1,151 @@
+// fetch.cpp - the subschema subentry (RFC 4512, 4.2) found and read into a store.
+#include "core/handle.h"
+#include "schema/store.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace qldapx::schema {
+namespace {
+
+using CopiesPtr = std::unique_ptr<berval *, Releaser<ldap_value_free_len>>;
+using ValuesPtr = std::unique_ptr<berval, Releaser<ber_memfree>>;
+using SchemaPtr = std::unique_ptr<LDAPSchema, Releaser<std::free>>;
+
+constexpr char anyEntry[] = "(objectclass=*)";
+
+int searchEntry(LDAP *ld, const char *dn, const char *const *attributes, int sizeLimit,
+                MessagePtr &result) {
+    return ldap_search_ext_s(ld, dn, LDAP_SCOPE_BASE, anyEntry, const_cast<char **>(attributes), 0,
+                             nullptr, nullptr, nullptr, sizeLimit, Out(result));
+}
+
+LdapStringPtr firstAttribute(LDAP *ld, LDAPMessage *entry, BorrowingElementPtr &cursor) {
+    return LdapStringPtr(ldap_first_attribute(ld, entry, Out(cursor)));
+}
+
+int readDn(LDAP *ld, LDAPMessage *result, char **dn) {
+    LDAPMessage *entry = ldap_first_entry(ld, result);
+    if (entry == nullptr)
+        return LDAP_NO_RESULTS_RETURNED;
+    BorrowingElementPtr cursor;
+    const LdapStringPtr attribute = firstAttribute(ld, entry, cursor);
+    if (attribute == nullptr)
+        return LDAP_NO_RESULTS_RETURNED;
+    const CopiesPtr values(ldap_get_values_len(ld, entry, attribute.get()));
+    if (values == nullptr || *values.get() == nullptr)
+        return LDAP_NO_RESULTS_RETURNED;
+    *dn = strdup((*values.get())->bv_val);
+    return *dn == nullptr ? LDAP_NO_MEMORY : LDAP_SUCCESS;
+}
+
+int kindOf(const char *attribute) {
+    for (unsigned kind = 0; kind < kindCount; ++kind)
+        if (std::strcmp(attribute, kinds[kind].attribute) == 0)
+            return static_cast<int>(kind);
+    return -1;
+}
+
+int parseElement(LDAPSchema &schema, const char *text, unsigned kind) {
+    ElementPtr element = newElement(kind);
+    if (element == nullptr)
+        return LDAP_NO_MEMORY;
+    int code = 0;
+    element->record = parseDescription(kind, text, &code);
+    if (code == LDAP_SCHERR_OUTOFMEM)
+        return LDAP_NO_MEMORY;
+    if (code != 0 || element->record == nullptr)
+        return LDAP_LOCAL_ERROR;
+    return append(schema, element);
+}
+
+// Servers are known to have attribute types and classes that do not parse; the others must.
+bool mayFail(unsigned kind) {
+    return kind == LDAP_SCHEMA_ATTRIBUTE_TYPE || kind == LDAP_SCHEMA_OBJECT_CLASS;
+}
+
+int readValues(LDAPSchema &schema, unsigned kind, const berval *values) {
+    int count = 0;
+    while (values[count].bv_val != nullptr)
+        ++count;
+    if (!makeRoom(schema, kind, count, count))
+        return LDAP_NO_MEMORY;
+    for (const berval *value = values; value->bv_val != nullptr; ++value) {
+        const int result = parseElement(schema, value->bv_val, kind);
+        if (result != LDAP_SUCCESS && !mayFail(kind))
+            return result;
+    }
+    return LDAP_SUCCESS;
+}
+
+// The values are read where they lie in the message, which saves a copy of each.
+int readEntry(LDAP *ld, LDAPMessage *entry, LDAPSchema &schema) {
+    BorrowingElementPtr cursor;
+    berval name = {};
+    if (ldap_get_dn_ber(ld, entry, Out(cursor), &name) != LDAP_SUCCESS)
+        return LDAP_SUCCESS;
+    for (;;) {
+        berval *values = nullptr;
+        const int found = ldap_get_attribute_ber(ld, entry, cursor.get(), &name, &values);
+        const ValuesPtr owner(values);
+        if (found != LDAP_SUCCESS || name.bv_val == nullptr)
+            return LDAP_SUCCESS;
+        const int kind = values == nullptr ? -1 : kindOf(name.bv_val);
+        if (kind < 0)
+            continue;
+        const int result = readValues(schema, static_cast<unsigned>(kind), values);
+        if (result != LDAP_SUCCESS)
+            return result;
+    }
+}
+
+int searchSchema(LDAP *ld, const char *dn, MessagePtr &result) {
+    static const char *const attributes[] = {
+        "attributeTypes",  "objectClasses",     "ldapSyntaxes", "matchingRules", "matchingRuleUse",
+        "dITContentRules", "dITStructureRules", "nameForms",    nullptr};
+    if (dn != nullptr)
+        return searchEntry(ld, dn, attributes, -1, result);
+    HeapPtr found;
+    const int located = get_schema_dn(ld, Out(found));
+    if (located != LDAP_SUCCESS)
+        return located;
+    return searchEntry(ld, found.get(), attributes, -1, result);
+}
+
+} // namespace
+} // namespace qldapx::schema
+
+using namespace qldapx;
+using namespace qldapx::schema;
+
+QLDAPX_API int get_schema_dn(LDAP *ld, char **dn) {
+    static const char *const attributes[] = {"subschemaSubentry", nullptr};
+    *dn = nullptr;
+    MessagePtr result;
+    const int searched = searchEntry(ld, "", attributes, 0, result);
+    if (searched != LDAP_SUCCESS)
+        return searched;
+    return readDn(ld, result.get(), dn);
+}
+
+QLDAPX_API int ldap_schema_fetch(LDAP *ld, LDAPSchema **schema, const char *dn) {
+    SchemaPtr handle(static_cast<LDAPSchema *>(std::calloc(1, sizeof(LDAPSchema))));
+    *schema = handle.get();
+    if (handle == nullptr)
+        return LDAP_NO_MEMORY;
+    MessagePtr result;
+    const int searched = searchSchema(ld, dn, result);
+    if (searched != LDAP_SUCCESS)
+        return searched;
+    // From here on a failure leaves the handle, not valid, with what was read: callers are used to
+    // find it behind the pointer.
+    LDAPSchema &store = *handle.release();
+    LDAPMessage *entry = ldap_first_entry(ld, result.get());
+    const int read = entry == nullptr ? LDAP_SUCCESS : readEntry(ld, entry, store);
+    if (read != LDAP_SUCCESS)
+        return read;
+    for (unsigned kind = 0; kind < kindCount; ++kind)
+        sort(store, kind);
+    store.mark = validMark;
+    return LDAP_SUCCESS;
+}

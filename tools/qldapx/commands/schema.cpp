@@ -82,6 +82,8 @@ void addSchema(CLI::App &root, Tool &tool) {
     CLI::App &group = addGroup(root, "schema", "Look at, compare, draw and change the schema");
     addSchemaReading(group, tool);
     addSchemaDiff(group, tool);
+    addSchemaGraph(group, tool);
+    addSchemaEditing(group, tool);
 }
 
 } // namespace qldapx

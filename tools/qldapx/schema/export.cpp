@@ -43,22 +43,22 @@ std::string asJson(const Source &source, const std::vector<Kind> &kinds) {
     return jsonText(Output::Json{{"dn", source.dn}, {"elements", std::move(elements)}}, 2) + "\n";
 }
 
-void writeFile(const Run &run, const ExportOptions &options, const std::string &text) {
+} // namespace
+
+void writeNewFile(const Run &run, const std::string &path, bool replace, std::string_view bytes) {
     try {
-        NewFile file(options.file, options.replace);
-        file.write(text);
+        NewFile file(path, replace);
+        file.write(bytes);
         file.keep();
     } catch (const std::system_error &error) {
         Problem problem;
         problem.operation = run.name();
-        problem.object = options.file;
+        problem.object = path;
         problem.reason = error.what();
         problem.hint = "make room, or write elsewhere";
         throw Failure(std::move(problem));
     }
 }
-
-} // namespace
 
 std::string ldifLine(const std::string &name, std::string_view value) {
     const char *bytes = value.empty() ? "" : value.data();
@@ -78,7 +78,7 @@ void exportSchema(Run &run, const ExportOptions &options) {
     const std::string text =
         run.out.isJson() ? asJson(source, kinds) : asLdif(source, kinds);
     if (toFile)
-        writeFile(run, options, text);
+        writeNewFile(run, options.file, options.replace, text);
     else
         run.out.text(text);
 }

@@ -11,6 +11,9 @@ struct ExportOptions : SourceOptions {
 };
 void exportSchema(Run &run, const ExportOptions &options);
 
+/** Writes a file that appears when it is whole; throws Failure. */
+void writeNewFile(const Run &run, const std::string &path, bool replace, std::string_view bytes);
+
 /** A line of LDIF for a value, folded, and in base64 when it must be. */
 std::string ldifLine(const std::string &name, std::string_view value);
 

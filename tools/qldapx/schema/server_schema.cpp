@@ -108,9 +108,13 @@ void ServerSchema::add(const Element &element) {
     edit(element, ldap_schema_add(handle_.get(), numberOf(element), fields.mods()));
 }
 
-void ServerSchema::modify(const Element &element, LDAPMod **fields) {
-    edit(element, ldap_schema_modify(handle_.get(), lookupKey(element).c_str(), numberOf(element),
-                                     fields));
+bool ServerSchema::modify(const Element &element, LDAPMod **fields) {
+    const int code = ldap_schema_modify(handle_.get(), lookupKey(element).c_str(),
+                                        numberOf(element), fields);
+    if (code == LDAP_LOCAL_ERROR)
+        return false;
+    edit(element, code);
+    return true;
 }
 
 void ServerSchema::remove(const Element &element) {

@@ -24,7 +24,8 @@ class ServerSchema {
 
     /** Edits, noted by the library until they are saved. */
     void add(const Element &element);
-    void modify(const Element &element, LDAPMod **fields);
+    /** False when the library cannot write or would not read the result: nothing was changed. */
+    bool modify(const Element &element, LDAPMod **fields);
     void remove(const Element &element);
     /** What the library prints for an element now; empty when it is not there. */
     [[nodiscard]] std::string description(const Element &element) const;

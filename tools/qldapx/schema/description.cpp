@@ -58,23 +58,41 @@ std::string faultOf(const std::string &text, const Attempt &attempt) {
     return fault;
 }
 
-/** The first word behind the parenthesis. */
-std::string firstWord(std::string_view text) {
+/** Where the first word behind the parenthesis is: the key. */
+std::string_view firstWord(std::string_view text) {
     constexpr const char *blanks = " \t\r\n";
     text.remove_prefix(std::min(text.find('(') + 1, text.size()));
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-    return std::string(text.substr(0, text.find_first_of(" \t\r\n()'")));
+    return text.substr(0, text.find_first_of(" \t\r\n()'"));
 }
 
-// libldap reads a word in the place of an OID, as stock files have it, and forgets it.
-void restoreKey(const std::string &text, Kind kind, const Record &record) {
-    const std::string word = firstWord(text);
-    if (*record.key == nullptr && !word.empty() && keywordOf(kind, word) == nullptr)
-        *record.key = ber_strdup(word.c_str());
+/** A word in the place of an OID, as stock files have it; empty when there is none. */
+std::string_view wordForKey(std::string_view text, Kind kind) {
+    const std::string_view word = firstWord(text);
+    const bool isOid = word.find_first_not_of("0123456789.") == std::string_view::npos;
+    return isOid || keywordOf(kind, word) != nullptr || isExtension(word) ? std::string_view()
+                                                                          : word;
 }
 
 bool hasNul(const std::string &text) {
     return text.find('\0') != std::string::npos;
+}
+
+/** Reads it; with a key, that takes the place of its own. */
+ParsedDescription parse(Kind kind, const std::string &text, unsigned flags,
+                        const char *key = nullptr) {
+    const auto number = static_cast<unsigned>(kind);
+    Attempt attempt;
+    parsers.at(number)(text.c_str(), flags, attempt);
+    // A record that comes together with a code is one that was not read to its end.
+    if (attempt.record.owner == nullptr || attempt.code != 0)
+        return {{}, faultOf(text, attempt)};
+    if (key != nullptr) {
+        ber_memfree(*attempt.record.key);
+        *attempt.record.key = ber_strdup(key);
+    }
+    LDAPSchemaElement element = {number, attempt.record.owner.get()};
+    return {readElement(element), {}};
 }
 
 } // namespace
@@ -82,18 +100,18 @@ bool hasNul(const std::string &text) {
 ParsedDescription parseDescription(Kind kind, const std::string &text, Reading reading) {
     if (hasNul(text))
         return {{}, "it has a NUL byte in it"};
-    const auto number = static_cast<unsigned>(kind);
-    Attempt attempt;
-    parsers.at(number)(text.c_str(), reading == Reading::Strict ? LDAP_SCHEMA_ALLOW_NONE
-                                                                : LDAP_SCHEMA_ALLOW_ALL,
-                       attempt);
-    // A record that comes together with a code is one that was not read to its end.
-    if (attempt.record.owner == nullptr || attempt.code != 0)
-        return {{}, faultOf(text, attempt)};
-    if (reading == Reading::Lenient)
-        restoreKey(text, kind, attempt.record);
-    LDAPSchemaElement element = {number, attempt.record.owner.get()};
-    return {readElement(element), {}};
+    if (reading == Reading::Strict)
+        // Names of forms are words, which libldap's readers of the other kinds take in any case.
+        return parse(kind, text, kind == Kind::StructureRule ? LDAP_SCHEMA_ALLOW_DESCR
+                                                             : LDAP_SCHEMA_ALLOW_NONE);
+    const std::string_view word = wordForKey(text, kind);
+    if (word.empty())
+        return parse(kind, text, LDAP_SCHEMA_ALLOW_ALL);
+    // libldap takes no word there.
+    const std::string key(word);
+    std::string numeric = text;
+    numeric.replace(static_cast<std::size_t>(word.data() - text.data()), word.size(), "0.0");
+    return parse(kind, numeric, LDAP_SCHEMA_ALLOW_ALL, key.c_str());
 }
 
 } // namespace qldapx

@@ -37,12 +37,17 @@ bool isEmpty(const FieldChange &change) {
     return change.lost.empty() && change.gained.empty();
 }
 
-/** The first name is the one that the element goes by. */
+/** The first name is the one that the element goes by; the order of the others says nothing. */
 void compareFirstName(const Element &from, const Element &to, std::vector<FieldChange> &changes) {
-    if (!from.names().empty() && !to.names().empty() &&
-        !sameText(from.names().front(), to.names().front()))
-        changes.push_back(
-            {"first NAME", Form::Quoted, {from.names().front()}, {to.names().front()}});
+    const Values &before = from.names(), &after = to.names();
+    const auto isIn = [](const Values &names, const std::string &name) {
+        return std::any_of(names.begin(), names.end(),
+                           [&](const std::string &each) { return sameText(each, name); });
+    };
+    if (before.empty() || after.empty() || sameText(before.front(), after.front()))
+        return;
+    if (isIn(before, after.front()) || isIn(after, before.front()))
+        changes.push_back({"first NAME", Form::Quoted, {before.front()}, {after.front()}});
 }
 
 void compareFlag(const Element &from, const Element &to, const Keyword &keyword,

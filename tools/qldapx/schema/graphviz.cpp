@@ -11,10 +11,14 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
+
+// The header of Debian 12 does not say so itself.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 namespace qldapx {
 namespace {

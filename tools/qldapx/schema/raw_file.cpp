@@ -18,21 +18,27 @@ namespace {
 
 using Json = nlohmann::json;
 
-/** The attributes and configuration directives that hold descriptions; "s" may be left out. */
-std::optional<Kind> kindOfDirective(std::string_view name) {
+/** The kind whose values an attribute of LDIF has, of a subschema entry or of slapd's own. */
+std::optional<Kind> kindOfAttribute(std::string_view name) {
     constexpr std::string_view configuration = "olc";
     name = name.substr(0, name.find(';'));
     if (sameText(name.substr(0, configuration.size()), configuration))
         name.remove_prefix(configuration.size());
-    for (const Kind kind : allKinds) {
-        const std::string attribute = namesOf(kind).attribute;
-        const std::size_t ending = attribute.ends_with("sses") || attribute.ends_with("xes") ? 2 : 1;
-        if (sameText(name, attribute) ||
-            (attribute.ends_with('s') &&
-             sameText(name, attribute.substr(0, attribute.size() - ending))))
+    for (const Kind kind : allKinds)
+        if (sameText(name, namesOf(kind).attribute))
             return kind;
-    }
     return std::nullopt;
+}
+
+/** The same for a directive of slapd's configuration, which may be in the singular. */
+std::optional<Kind> kindOfDirective(std::string_view name) {
+    constexpr std::array singular = {
+        std::pair{"attributetype", Kind::Attribute}, std::pair{"objectclass", Kind::Class},
+        std::pair{"ldapsyntax", Kind::Syntax}, std::pair{"ditcontentrule", Kind::ContentRule}};
+    for (const auto &[word, kind] : singular)
+        if (sameText(name, word))
+            return kind;
+    return kindOfAttribute(name);
 }
 
 bool isMacro(std::string_view name) {
@@ -47,12 +53,13 @@ std::string_view withoutOrder(std::string_view value) {
     return ordered ? value.substr(end + 1) : value;
 }
 
-void take(RawFile &file, OidMacros &macros, std::string_view name, std::string_view value,
+/** A description, or without a kind the definition of a macro. */
+void take(RawFile &file, OidMacros &macros, std::optional<Kind> kind, std::string_view value,
           unsigned long line) {
     const std::string text(withoutOrder(value));
-    if (const std::optional<Kind> kind = kindOfDirective(name)) {
+    if (kind) {
         file.descriptions.push_back({*kind, macros.expanded(text), line});
-    } else if (isMacro(name)) {
+    } else {
         const std::string fault = macros.define(text);
         if (!fault.empty())
             file.faults.push_back({line, fault});
@@ -100,11 +107,12 @@ void takeLine(RawFile &file, OidMacros &macros, const LdifLine &line) {
     }
     if (sameText(field.name, "changetype") && !sameText(field.value, "add"))
         file.faults.push_back({number, "changes of a schema are for ldapmodify, not read here"});
-    if (!kindOfDirective(field.name) && !isMacro(field.name))
+    const std::optional<Kind> kind = kindOfAttribute(field.name);
+    if (!kind && !isMacro(field.name))
         return;
     const auto value = field.form == LdifField::Form::File ? std::nullopt : valueOf(text);
     if (value)
-        take(file, macros, field.name, *value, number);
+        take(file, macros, kind, *value, number);
     else
         file.faults.push_back({number, fmt::format("the value of {} is neither text nor base64",
                                                    qldapx::quoted(field.name))});
@@ -134,8 +142,9 @@ void takeDirective(RawFile &file, OidMacros &macros, const Directive &directive)
     if (name.empty() || name.starts_with('#'))
         return;
     const std::string value = end == std::string::npos ? "" : directive.text.substr(end);
-    if (kindOfDirective(name) || isMacro(name))
-        take(file, macros, name, withoutFill(value), directive.line);
+    const std::optional<Kind> kind = kindOfDirective(name);
+    if (kind || isMacro(name))
+        take(file, macros, kind, withoutFill(value), directive.line);
     else
         file.faults.push_back(
             {directive.line, fmt::format("{} begins no description", qldapx::quoted(name))});

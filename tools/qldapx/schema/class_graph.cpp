@@ -35,6 +35,28 @@ void addSubclasses(const Model &model, std::vector<const Element *> &classes, Se
                 classes.push_back(use.user);
 }
 
+/** Those of the same superiors and kind together, in the order of their first classes. */
+std::vector<ClassBundle> bundled(const Model &model, const std::vector<const Element *> &classes) {
+    using Place = std::pair<std::vector<const Element *>, std::string>;
+    std::map<Place, std::size_t> places;
+    std::vector<ClassBundle> bundles;
+    for (const Element *element : classes) {
+        const auto above = directSuperiors(model, *element);
+        const char *kind = classKind(*element);
+        const auto [place, isNew] = places.emplace(Place{above, kind}, bundles.size());
+        if (isNew)
+            bundles.push_back({above, kind, {}});
+        bundles[place->second].classes.push_back(element);
+    }
+    return bundles;
+}
+
+bool isOutermost(const Model &model, const ClassBundle &bundle) {
+    return std::all_of(
+        bundle.superiors.begin(), bundle.superiors.end(),
+        [&](const Element *superior) { return directSuperiors(model, *superior).empty(); });
+}
+
 } // namespace
 
 const char *classKind(const Element &element) {
@@ -72,27 +94,20 @@ std::vector<const Element *> relatedClasses(const Model &model,
 
 ClassGraph groupClasses(const Model &model, const std::vector<const Element *> &classes) {
     constexpr std::size_t fewest = 4; // a table for less says no more than the nodes
-    using Place = std::pair<std::vector<const Element *>, std::string>;
+    constexpr std::size_t large = 15;
     const Set inner = withSubclasses(model, classes);
     std::vector<const Element *> sorted = classes;
     sortByName(sorted);
     ClassGraph graph;
-    std::map<Place, std::size_t> places;
-    std::vector<ClassBundle> bundles; // in the order of their first classes
-    for (const Element *element : sorted) {
-        const auto above = directSuperiors(model, *element);
-        if (inner.contains(element)) {
-            graph.classes.push_back(element);
-            continue;
-        }
-        const char *kind = classKind(*element);
-        const auto [place, isNew] = places.emplace(Place{above, kind}, bundles.size());
-        if (isNew)
-            bundles.push_back({above, kind, {}});
-        bundles[place->second].classes.push_back(element);
-    }
-    for (ClassBundle &bundle : bundles)
-        if (bundle.classes.size() >= fewest)
+    std::copy_if(sorted.begin(), sorted.end(), std::back_inserter(graph.classes),
+                 [&](const Element *element) { return inner.contains(element); });
+    std::erase_if(sorted, [&](const Element *element) { return inner.contains(element); });
+    for (ClassBundle &bundle : bundled(model, sorted))
+        // Nearly all classes are right below the topmost one: edges would say nothing more, and
+        // push the others away.
+        if (classes.size() > large && isOutermost(model, bundle))
+            graph.apart.push_back(std::move(bundle));
+        else if (bundle.classes.size() >= fewest)
             graph.bundles.push_back(std::move(bundle));
         else
             graph.classes.insert(graph.classes.end(), bundle.classes.begin(),

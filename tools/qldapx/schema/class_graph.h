@@ -18,6 +18,7 @@ struct ClassBundle {
 struct ClassGraph {
     std::vector<const Element *> classes;
     std::vector<ClassBundle> bundles;
+    std::vector<ClassBundle> apart; // those right below the topmost ones, in a large picture
 };
 
 /** The kind's keyword; libldap gives every class one. */

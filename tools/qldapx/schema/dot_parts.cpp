@@ -29,20 +29,21 @@ const ClassLook &lookOf(const Element &element) {
 std::string graphStart(const std::string &title) {
     return fmt::format("digraph schema {{\n"
                        "  graph [rankdir=LR, label=\"{}\", labelloc=t, fontname=\"Helvetica\",\n"
-                       "         fontsize=20, nodesep=0.12, ranksep=0.6, pad=0.3];\n"
+                       "         fontsize=20, nodesep=0.12, ranksep=0.6, pad=0.3,\n"
+                       "         pack=16, packmode=\"array_ut1\"];\n"
                        "  node [shape=plain, fontname=\"Helvetica\", fontsize=11];\n"
                        "  edge [dir=back, arrowtail=empty, arrowsize=0.7, color=\"#606060\",\n"
                        "        fontname=\"Helvetica\", fontsize=10];\n",
                        dotQuoted(title));
 }
 
-std::string graphLegend(const char *note) {
+std::string legendTable(const char *note) {
     std::string cells;
     for (const ClassLook &look : looks)
         cells += fmt::format("<TD BORDER=\"1\" STYLE=\"{}\" BGCOLOR=\"{}\">{}</TD>", look.border,
                              look.fill, look.word);
-    return fmt::format("  legend [label=<<TABLE BORDER=\"0\" CELLSPACING=\"4\" "
-                       "CELLPADDING=\"4\"><TR>{}<TD>{}</TD></TR></TABLE>>];\n",
+    return fmt::format("<TABLE BORDER=\"0\" CELLSPACING=\"4\" CELLPADDING=\"4\">"
+                       "<TR>{}<TD>{}</TD></TR></TABLE>",
                        cells, note);
 }
 

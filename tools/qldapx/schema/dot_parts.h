@@ -17,7 +17,7 @@ const ClassLook &lookOf(std::string_view kind);
 /** The start of every picture. */
 std::string graphStart(const std::string &title);
 /** A table that says how the kinds look. */
-std::string graphLegend(const char *note);
+std::string legendTable(const char *note);
 /** OID and DESC, for who points at a class. */
 std::string tooltipOf(const Element &element);
 /** The table's cells in so many columns, each row's first. */

@@ -55,7 +55,8 @@ class EntryGraph {
     }
 
     std::string text(const std::string &title) {
-        std::string text = graphStart(title) + graphLegend("<B>bold *</B>: must be there");
+        std::string text = graphStart(title) + fmt::format("  legend [sortv=1, label=<{}>];\n",
+                                                           legendTable("<B>bold *</B>: required"));
         for (const Element *each : classes_)
             text += record(model_, ids_.at(each), *each, "") + edges(*each);
         return text + contentRules() + "}\n";

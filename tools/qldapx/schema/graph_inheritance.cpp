@@ -26,12 +26,12 @@ class InheritanceGraph {
     }
 
     std::string text() {
-        std::string text = graphStart(style_.title) + graphLegend("arrows lead to the superior");
+        std::string text = graphStart(style_.title);
         for (const Element *element : graph_.classes)
             text += node(*element);
         for (std::size_t i = 0; i < graph_.bundles.size(); ++i)
-            text += bundle(fmt::format("b{}", i), graph_.bundles[i]);
-        return text + "}\n";
+            text += bundleNode(fmt::format("b{}", i), graph_.bundles[i]);
+        return text + side() + "}\n";
     }
 
   private:
@@ -76,17 +76,42 @@ class InheritanceGraph {
             1, static_cast<std::size_t>(std::lround(std::sqrt(static_cast<double>(count) / shape))));
     }
 
-    [[nodiscard]] std::string bundle(const std::string &id, const ClassBundle &bundle) const {
+    static std::string placeOf(const ClassBundle &bundle) {
+        std::string names;
+        for (const Element *superior : bundle.superiors)
+            names += (names.empty() ? "" : ", ") + dotMarkup(superior->title());
+        return names.empty() ? "without superior" : "right below " + names;
+    }
+
+    [[nodiscard]] std::string table(const ClassBundle &bundle, std::size_t columns) const {
         std::vector<std::string> cells;
         for (const Element *element : bundle.classes)
             cells.push_back(cell(*element));
-        const std::size_t columns = columnsFor(cells.size());
-        return fmt::format("  {} [label=<<TABLE BORDER=\"1\" COLOR=\"#a0a0a0\" CELLSPACING=\"3\" "
+        return fmt::format("<TABLE BORDER=\"1\" COLOR=\"#a0a0a0\" CELLSPACING=\"3\" "
                            "CELLPADDING=\"3\">\n<TR><TD BORDER=\"0\" COLSPAN=\"{}\">"
-                           "<I>{} {} classes without subclasses</I></TD></TR>\n{}</TABLE>>];\n",
-                           id, columns, bundle.classes.size(), lookOf(bundle.kind).word,
-                           cellRows(cells, columns)) +
+                           "<I>{} {} class{} {} and without subclasses</I></TD></TR>\n{}</TABLE>",
+                           columns, cells.size(), lookOf(bundle.kind).word,
+                           cells.size() == 1 ? "" : "es", placeOf(bundle),
+                           cellRows(cells, columns));
+    }
+
+    [[nodiscard]] std::string bundleNode(const std::string &id, const ClassBundle &bundle) const {
+        return fmt::format("  {} [label=<{}>];\n", id,
+                           table(bundle, columnsFor(bundle.classes.size()))) +
                edges(id, bundle.superiors);
+    }
+
+    /** What stands beside the tree: the legend, and the classes that have no place in it. */
+    [[nodiscard]] std::string side() const {
+        std::string rows = "<TR><TD>" + legendTable("arrows lead to the superior") + "</TD></TR>\n";
+        std::size_t columns = 1; // the same in all, so that they are of one width
+        for (const ClassBundle &bundle : graph_.apart)
+            columns = std::max(columns, columnsFor(bundle.classes.size()));
+        for (const ClassBundle &bundle : graph_.apart)
+            rows += "<TR><TD>" + table(bundle, columns) + "</TD></TR>\n";
+        return fmt::format("  side [sortv=1, label=<<TABLE BORDER=\"0\" CELLSPACING=\"8\" "
+                           "CELLPADDING=\"0\">\n{}</TABLE>>];\n",
+                           rows);
     }
 
     const Model &model_;

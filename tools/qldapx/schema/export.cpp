@@ -77,10 +77,11 @@ void exportSchema(Run &run, const ExportOptions &options) {
     const Source source = readSource(run, options);
     const std::string text =
         run.out.isJson() ? asJson(source, kinds) : asLdif(source, kinds);
-    if (toFile)
-        writeNewFile(run, options.file, options.replace, text);
-    else
-        run.out.text(text);
+    if (!toFile)
+        return run.out.text(text);
+    writeNewFile(run, options.file, options.replace, text);
+    run.done(fmt::format("schema written: {}", printable(options.file)),
+             {{"dn", source.dn}, {"file", options.file}, {"bytes", text.size()}});
 }
 
 } // namespace qldapx

@@ -86,8 +86,9 @@ std::string withBareOids(Kind kind, const std::string &text) {
     bool bare = false; // behind a keyword of OIDs
     for (std::size_t i = 0; i < text.size();) {
         const std::size_t quote = text[i] == '\'' ? text.find('\'', i + 1) : std::string::npos;
-        const std::size_t end = quote != std::string::npos ? quote + 1
-                                : std::min(text.find_first_of(" \t\n()'", i + 1), text.size());
+        const std::size_t end = quote != std::string::npos
+                                    ? quote + 1
+                                    : std::min(text.find_first_of(" \t\n()'", i + 1), text.size());
         const std::string word = text.substr(i, end - i);
         i = end;
         const bool isQuoted = quote != std::string::npos;

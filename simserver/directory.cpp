@@ -4,7 +4,7 @@
 #include "ldif.h"
 #include "result.h"
 #include "sample.h"
-#include "schema.h"
+#include "subschema.h"
 #include "text.h"
 
 #include <fmt/format.h>
@@ -34,15 +34,6 @@ std::string makeUuid(std::uint64_t number) {
     const std::uint64_t low = scramble(2 * number + 1);
     return fmt::format("{:08x}-{:04x}-4{:03x}-{:04x}-{:012x}", high >> 32U, (high >> 16U) & 0xffffU,
                        high & 0xfffU, 0x8000U | (low >> 48U & 0x3fffU), low & 0xffffffffffffU);
-}
-
-void addSubschema(Tree &tree) {
-    Entry entry;
-    entry.set("objectClass", {"top", "subentry", "subschema"});
-    entry.add("cn", "schema");
-    entry.set("attributeTypes", schema::attributeTypes());
-    entry.set("objectClasses", schema::objectClasses());
-    tree.addRoot(requireDn(kSubschemaDn), std::move(entry));
 }
 
 void stampTree(Directory &directory, Node &node, const Identity &who) {
@@ -94,10 +85,10 @@ void requireRight(const Directory &directory, const Identity &who, std::string_v
                                            : fmt::format("\"{}\" has no right to do this", who.dn));
 }
 
-Directory::Directory(const Administrator &administrator, Clock clock)
-    : topology(tree, clock), clock_(std::move(clock)),
-      administratorDn_(requireDn(administrator.dn)),
-      administratorPassword_(administrator.password) {
+Directory::Directory(const Administrator &administrator, Clock clock, schema::Slot model)
+    : schema(std::move(model)), topology(tree, clock), clock_(std::move(clock)) {
+    const schema::InForce inForce(schema);
+    begin(administrator);
     loadSample(tree);
     finishLoading();
     const auto servers = serversOf(tree, *tree.find(kSampleSuffix));
@@ -105,12 +96,18 @@ Directory::Directory(const Administrator &administrator, Clock clock)
         topology.establish(requireDn(fmt::format("ou={},{}", location, kSampleSuffix)), servers);
 }
 
-Directory::Directory(const Administrator &administrator, Clock clock, std::istream &ldif)
-    : topology(tree, clock), clock_(std::move(clock)),
-      administratorDn_(requireDn(administrator.dn)),
-      administratorPassword_(administrator.password) {
+Directory::Directory(const Administrator &administrator, Clock clock, std::istream &ldif,
+                     schema::Slot model)
+    : schema(std::move(model)), topology(tree, clock), clock_(std::move(clock)) {
+    const schema::InForce inForce(schema);
+    begin(administrator);
     loadLdif(ldif, tree);
     finishLoading();
+}
+
+void Directory::begin(const Administrator &administrator) {
+    administratorDn_ = requireDn(administrator.dn);
+    administratorPassword_ = administrator.password;
 }
 
 void Directory::finishLoading() {
@@ -119,7 +116,7 @@ void Directory::finishLoading() {
     access_ = makeAccessTable(administratorDn_.text, tree.top());
     for (const auto &[order, context] : tree.top().children)
         topology.establish(requireDn(context->dn), serversOf(tree, *context));
-    addSubschema(tree);
+    addSubschema(*this);
     Monitor::addEntries(tree);
     changes.follow(tree);
     tree.subscribe([this](const Change &change) { raiseEntryEvents(*this, change); });

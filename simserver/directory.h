@@ -7,6 +7,7 @@
 #include "events/origin.h"
 #include "lburp.h"
 #include "monitor.h"
+#include "schema.h"
 #include "topology.h"
 #include "tree.h"
 
@@ -29,9 +30,11 @@ class Directory {
     };
 
     /** Starts with the built-in sample. */
-    Directory(const Administrator &administrator, Clock clock);
+    Directory(const Administrator &administrator, Clock clock,
+              schema::Slot model = schema::Model::builtIn());
     /** Starts with the entries of an LDIF text; throws LdifError. */
-    Directory(const Administrator &administrator, Clock clock, std::istream &ldif);
+    Directory(const Administrator &administrator, Clock clock, std::istream &ldif,
+              schema::Slot model = schema::Model::builtIn());
 
     // The topology listens to the tree: neither may move.
     Directory(const Directory &) = delete;
@@ -54,6 +57,8 @@ class Directory {
     void stampCreated(Entry &entry, const Identity &who);
     void stampModified(Entry &entry, const Identity &who) const;
 
+    schema::Slot schema;         // in force for all of this
+    bool schemaVerbatim = false; // the subschema entry shows something else, which never changes
     Tree tree;
     Topology topology;
     Monitor monitor;
@@ -65,6 +70,7 @@ class Directory {
     std::string uri = "ldap://"; // where the server listens, as far as it is known
 
   private:
+    void begin(const Administrator &administrator);
     void finishLoading();
 
     Clock clock_;

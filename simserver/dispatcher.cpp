@@ -41,6 +41,7 @@ Outcome Dispatcher::handle(Connection &connection, Bytes message) {
 }
 
 Outcome Dispatcher::resume(Connection &connection, Bytes message) {
+    const schema::InForce inForce(directory_.schema);
     try {
         return serve(connection, decodeRequest(message));
     } catch (const ber::Error &error) {

@@ -7,6 +7,18 @@
 #include <algorithm>
 
 namespace stratasim {
+namespace {
+
+/** The OID or number that a description begins with, and an assertion consists of. */
+std::string firstComponent(std::string_view value) {
+    constexpr std::string_view blanks = " \t";
+    std::string_view text = trim(value);
+    if (text.starts_with('('))
+        text = trim(text.substr(1));
+    return lowerCase(text.substr(0, text.find_first_of(blanks)));
+}
+
+} // namespace
 
 Attribute *Entry::find(std::string_view key) {
     const auto found = std::find_if(attributes_.begin(), attributes_.end(),
@@ -54,6 +66,8 @@ std::string normaliseValue(std::string_view key, std::string_view value) {
         if (const auto dn = Dn::parse(value))
             return dn->key;
         return foldText(value);
+    case schema::Rule::FirstComponent:
+        return firstComponent(value);
     case schema::Rule::CaseIgnore:
         break;
     }

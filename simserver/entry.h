@@ -28,7 +28,9 @@ class Entry {
     void set(std::string_view name, std::vector<std::string> values);
     void remove(std::string_view key);
     /** Adds an attribute that is not there yet. */
-    void append(Attribute attribute) { attributes_.push_back(std::move(attribute)); }
+    Attribute &append(Attribute attribute) {
+        return attributes_.emplace_back(std::move(attribute));
+    }
 
   private:
     std::vector<Attribute> attributes_;

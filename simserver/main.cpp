@@ -3,7 +3,9 @@
 #include "events/replay.h"
 #include "ldif.h"
 #include "options.h"
+#include "schema/files.h"
 #include "server.h"
+#include "subschema.h"
 
 #include <asio.hpp>
 #include <fmt/format.h>
@@ -26,18 +28,49 @@ std::int64_t systemTime() {
     return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
 }
 
-std::unique_ptr<Directory> makeDirectory(const Options &options) {
-    if (options.ldifFile.empty())
-        return std::make_unique<Directory>(options.administrator, systemTime);
-    std::ifstream file(options.ldifFile);
+std::ifstream openFile(const std::string &path) {
+    std::ifstream file(path);
     if (!file)
-        throw std::runtime_error(
-            fmt::format("cannot read {}: {}", options.ldifFile, std::strerror(errno)));
+        throw std::runtime_error(fmt::format("cannot read {}: {}", path, std::strerror(errno)));
+    return file;
+}
+
+schema::Slot makeSchema(const Options &options) {
+    schema::Files files;
+    for (const std::string &path : options.schemaFiles) {
+        std::ifstream file = openFile(path);
+        files.read(file, path);
+    }
+    std::vector<std::string> warnings;
+    const schema::Slot model = schema::load(files, options.schemaSize, warnings);
+    for (const std::string &warning : warnings)
+        fmt::print(stderr, "strata-sim: warning: {}\n", warning);
+    return model;
+}
+
+std::unique_ptr<Directory> makeEntries(const Options &options, const schema::Slot &model) {
+    if (options.ldifFile.empty())
+        return std::make_unique<Directory>(options.administrator, systemTime, model);
+    std::ifstream file = openFile(options.ldifFile);
     try {
-        return std::make_unique<Directory>(options.administrator, systemTime, file);
+        return std::make_unique<Directory>(options.administrator, systemTime, file, model);
     } catch (const std::runtime_error &error) {
         throw std::runtime_error(fmt::format("{}: {}", options.ldifFile, error.what()));
     }
+}
+
+std::unique_ptr<Directory> makeDirectory(const Options &options) {
+    auto directory = makeEntries(options, makeSchema(options));
+    const std::string &path = options.schemaVerbatimFile;
+    if (path.empty())
+        return directory;
+    std::ifstream file = openFile(path);
+    try {
+        showVerbatim(*directory, file);
+    } catch (const LdifError &error) {
+        throw std::runtime_error(fmt::format("{}: {}", path, error.what()));
+    }
+    return directory;
 }
 
 /** Whoever waits for the file sees it whole or not at all. */

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "topology.h"
 #include "tree.h"
 
 #include <cstdint>
@@ -22,7 +23,7 @@ struct Monitor {
     /** Makes the entries, once. */
     static void addEntries(Tree &tree);
     /** Brings the entries' values up to date. */
-    void refresh(Tree &tree, std::int64_t now) const;
+    void refresh(Tree &tree, std::int64_t now, const SchemaState &schemaState) const;
 };
 
 inline constexpr const char *kMonitorDn = "cn=monitor";

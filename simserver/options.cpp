@@ -97,6 +97,23 @@ void addEvents(CLI::App &app, Options &options) {
         ->check(CLI::NonNegativeNumber);
 }
 
+void addSchema(CLI::App &app, Options &options) {
+    app.add_option("--schema", options.schemaFiles,
+                   "Add the descriptions of this file, LDIF or slapd's directives, to the schema")
+        ->type_name("FILE")
+        ->expected(1)
+        ->take_all()
+        ->check(CLI::ExistingFile);
+    app.add_option("--schema-size", options.schemaSize,
+                   "Add that many generated attribute types to the schema")
+        ->type_name("N")
+        ->check(CLI::Range(std::size_t{0}, std::size_t{1000000}));
+    app.add_option("--schema-verbatim", options.schemaVerbatimFile,
+                   "Show the attributes of this LDIF file in the subschema entry, unchecked")
+        ->type_name("FILE")
+        ->check(CLI::ExistingFile);
+}
+
 void addContent(CLI::App &app, Options &options, std::vector<std::string> &faults) {
     app.add_option("--ldif", options.ldifFile, "Serve the entries of this file, not the sample")
         ->type_name("FILE")
@@ -143,6 +160,7 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
     addLburp(app, options);
     addEvents(app, options);
     addContent(app, options, faults);
+    addSchema(app, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &asked) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace stratasim {
 
@@ -16,6 +17,9 @@ struct Options {
     std::string host = "127.0.0.1";
     std::uint16_t port = 1389;
     std::string ldifFile; // empty: the built-in sample
+    std::vector<std::string> schemaFiles;
+    std::size_t schemaSize = 0;     // generated attribute types
+    std::string schemaVerbatimFile; // empty: the schema is shown as it is
     Directory::Administrator administrator;
     Faults faults;
     std::size_t maxMessage = 16U * 1024 * 1024;

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <limits>
 
 namespace stratasim {
@@ -133,6 +134,7 @@ void Topology::requestSync(const Dn &server, const Dn &partitionDn, std::int32_t
 }
 
 void Topology::settle() {
+    settleSchema();
     const std::int64_t now = clock_();
     std::vector<ScheduledSync> due;
     std::erase_if(scheduled_, [&](const ScheduledSync &sync) {
@@ -153,9 +155,42 @@ void Topology::settle() {
     }
 }
 
+void Topology::schemaChanged() {
+    settle();
+    ++schema_.epoch;
+    schema_.changedAt = clock_();
+    for (const auto &[root, partition] : partitions_)
+        for (const auto &[server, replica] : partition.replicas)
+            if (server != ownServer_)
+                schema_.outOfDate[server] = replica.serverDn;
+}
+
 void Topology::requestSchemaSync(const Dn &server, std::int32_t delay) {
     requireServer(server);
     requireDelay(delay);
+    schemaSyncs_.emplace_back(clock_() + delay, server.key);
+    settle();
+}
+
+void Topology::synchroniseSchema() {
+    schema_.outOfDate.clear();
+    schema_.syncedAt = clock_();
+}
+
+const SchemaState &Topology::schemaState() {
+    settle();
+    return schema_;
+}
+
+void Topology::settleSchema() {
+    std::erase_if(schemaSyncs_, [this](const auto &sync) {
+        const auto &[due, server] = sync;
+        if (due > clock_())
+            return false;
+        schema_.outOfDate.erase(server);
+        schema_.syncedAt = std::max(schema_.syncedAt, due);
+        return true;
+    });
 }
 
 void Topology::setFilter(const Dn &server, std::vector<FilterClass> filter) {

@@ -22,6 +22,7 @@ enum class ResultCode {
     UndefinedAttributeType = 17,
     ConstraintViolation = 19,
     AttributeOrValueExists = 20,
+    InvalidAttributeSyntax = 21,
     NoSuchObject = 32,
     InvalidDnSyntax = 34,
     InvalidCredentials = 49,

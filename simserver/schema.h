@@ -1,17 +1,36 @@
 #pragma once
 
+#include "schema/model.h"
+
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace stratasim::schema {
 
-enum class Rule { CaseIgnore, Exact, Telephone, Integer, Dn };
+using Slot = std::shared_ptr<const Model>;
 
 /**
- * The key under which values of an attribute description are kept: the primary name of its type
- * in lower case, whichever name or OID was used, followed by its options. Types that the schema
- * does not list are taken as they are; empty when the text is no attribute description at all.
+ * Puts the schema of a directory in force for the functions below, until the end of the scope.
+ * Whoever works on a directory's entries has one; without any the built-in schema is in force.
+ */
+class InForce {
+  public:
+    /** What the slot holds may change meanwhile. */
+    explicit InForce(const Slot &slot);
+    ~InForce();
+    InForce(const InForce &) = delete;
+    InForce &operator=(const InForce &) = delete;
+
+  private:
+    const Slot *previous_;
+};
+
+/**
+ * The key under which values of an attribute description are kept: that of its type, whichever
+ * name or OID was used, followed by its options. Types that the schema does not list are taken as
+ * they are; empty when the text is no attribute description at all.
  */
 std::string keyOf(std::string_view description);
 
@@ -25,9 +44,6 @@ bool isOperational(std::string_view key);
 bool isReadOnly(std::string_view key);
 bool isSingleValued(std::string_view key);
 
-/** RFC 4512 descriptions, for the subschema entry. */
-std::vector<std::string> attributeTypes();
-std::vector<std::string> objectClasses();
 /** Names of the attributes of an object class and its superiors; none when it is not known. */
 std::vector<std::string> attributesOfClass(std::string_view name);
 

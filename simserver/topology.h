@@ -33,6 +33,14 @@ struct Replica {
     std::int32_t waiting = 0; // changes made elsewhere that it has not received
 };
 
+/** How far the servers have followed the changes of the schema. */
+struct SchemaState {
+    std::int64_t epoch = 0; // grows by one with each change
+    std::int64_t changedAt = 0;
+    std::int64_t syncedAt = 0;
+    std::map<std::string, std::string> outOfDate; // servers' DNs by their keys
+};
+
 /** One class of a replication filter and the attributes of it that are replicated. */
 struct FilterClass {
     std::string name;
@@ -72,7 +80,12 @@ class Topology {
     void sendUpdates(const Dn &partition, const std::optional<Dn> &server);
     /** After `delay` seconds the replica takes its changes and what is pending there completes. */
     void requestSync(const Dn &server, const Dn &partition, std::int32_t delay);
+    /** All servers that hold replicas are behind this one's schema now. */
+    void schemaChanged();
+    /** After `delay` seconds the server has the schema; all of them have it at once. */
     void requestSchemaSync(const Dn &server, std::int32_t delay);
+    void synchroniseSchema();
+    const SchemaState &schemaState();
 
     void setFilter(const Dn &server, std::vector<FilterClass> filter);
     const std::vector<FilterClass> &filter(const Dn &server) const;
@@ -97,6 +110,7 @@ class Topology {
 
     /** Runs the synchronisations that are due; each operation sees their outcome. */
     void settle();
+    void settleSchema();
     Partition &requirePartition(const Dn &dn);
     static Replica &requireReplica(Partition &partition, const Dn &server);
     void requireServer(const Dn &server) const;
@@ -114,6 +128,8 @@ class Topology {
     std::map<std::string, Partition, std::less<>> partitions_; // by the root's key
     std::map<std::string, Pending, std::less<>> pending_;
     std::vector<ScheduledSync> scheduled_;
+    std::vector<std::pair<std::int64_t, std::string>> schemaSyncs_; // when due, of which server
+    SchemaState schema_;
     std::set<std::pair<std::string, std::string>> orphans_;
     std::map<std::string, std::vector<FilterClass>, std::less<>> filters_;
     std::string ownServer_; // whose replicas receive this server's writes

@@ -28,6 +28,7 @@ ResponseValue skulker(const ExtendedCall &call) {
     return countRun(call, "skulkerRuns");
 }
 ResponseValue schemaSync(const ExtendedCall &call) {
+    call.directory.topology.synchroniseSchema();
     return countRun(call, "schemaSyncRuns");
 }
 ResponseValue purge(const ExtendedCall &call) {

@@ -11,8 +11,6 @@
 namespace stratasim {
 namespace {
 
-enum class ChangeKind { Add = 0, Delete = 1, Replace = 2, Increment = 3 };
-
 RequestedChange readChange(ber::Reader &reader) {
     ber::Reader fields = reader.sequence("change");
     const std::int64_t kind = fields.integer(ber::kEnumerated, "kind of change");
@@ -121,6 +119,8 @@ Result modify(Context &context, Bytes body) {
     const ModifyRequest request = readModify(fields);
     requireKinds(request);
     const Dn dn = requireDn(request.name);
+    if (dn.key == kSubschemaDn)
+        return modifySchema(context, request);
     requireUserEntry(dn);
     for (const RequestedChange &change : request.changes)
         requireRight(context.directory, context.identity, dn.key, change.attribute.key,

@@ -17,6 +17,7 @@ OpenOperation::Progress SearchOperation::produce(std::string &out, std::size_t b
     // Entries that do not match produce nothing: without this bound a search through a large
     // tree would keep all other clients waiting.
     int candidates = 1000;
+    const schema::InForce inForce(answer_.directory().schema);
     const std::size_t enough = out.size() + budget;
     if (deadline_ && std::chrono::steady_clock::now() > *deadline_)
         return finish(out, {ResultCode::TimeLimitExceeded, {}, {}});
@@ -81,7 +82,8 @@ SearchRequest decode(const Request &received) {
 
 std::shared_ptr<Node> findBase(Directory &directory, const Dn &base, Scope scope) {
     if (isWithin(base.key, kMonitorDn) && directory.tree.find(base.key))
-        directory.monitor.refresh(directory.tree, directory.now());
+        directory.monitor.refresh(directory.tree, directory.now(),
+                                  directory.topology.schemaState());
     if (!base.isRoot())
         return directory.tree.require(base);
     return scope == Scope::Base ? makeRootDse(directory) : directory.tree.topNode();

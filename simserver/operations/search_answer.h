@@ -30,6 +30,7 @@ class SearchAnswer {
     SearchAnswer(const SearchAnswer &) = delete;
     SearchAnswer &operator=(const SearchAnswer &) = delete;
 
+    Directory &directory() const { return directory_; }
     const SearchRequest &request() const { return request_; }
     bool matches(const Node &node) const {
         return request_.filter.evaluate(node) == Filter::Match::True;

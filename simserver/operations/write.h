@@ -27,6 +27,8 @@ struct AddRequest {
 /** AddRequest ::= [APPLICATION 8] SEQUENCE { entry LDAPDN, attributes SEQUENCE OF Attribute } */
 AddRequest readAdd(ber::Reader &fields);
 
+enum class ChangeKind { Add = 0, Delete = 1, Replace = 2, Increment = 3 };
+
 struct RequestedChange {
     std::int64_t kind;
     RequestedAttribute attribute;
@@ -39,6 +41,9 @@ struct ModifyRequest {
 
 /** ModifyRequest ::= [APPLICATION 6] SEQUENCE { object LDAPDN, changes SEQUENCE OF change } */
 ModifyRequest readModify(ber::Reader &fields);
+
+/** Changes the schema as the subschema entry is to show it; all or nothing. */
+Result modifySchema(Context &context, const ModifyRequest &request);
 
 /** Throws constraintViolation for an attribute that only the server writes. */
 void requireWritable(const RequestedAttribute &attribute);

@@ -65,7 +65,7 @@ int noteReplacement(LDAPSchema &schema, LDAPSchemaElement &before, LDAPSchemaEle
 int restore(LDAPSchema &schema, LDAPSchemaElement *changed, ElementPtr copy, int failure) {
     const unsigned kind = changed->kind;
     const char *key = keyOf(*changed);
-    if (key == nullptr || findKey(schema, kind, key, {0, schema.elementCount[kind]}) < 0)
+    if (key == nullptr || findBetween(schema, kind, key, {0, schema.elementCount[kind]}) < 0)
         fail(lostElement);
     erase(schema, changed);
     const int firstName = schema.nameCount[kind];

@@ -35,10 +35,11 @@ void releaseElement(LDAPSchemaElement *element) {
 }
 
 ElementPtr newElement(unsigned kind) {
-    auto *element = static_cast<LDAPSchemaElement *>(std::calloc(1, sizeof(LDAPSchemaElement)));
-    if (element != nullptr)
-        element->kind = kind;
-    return ElementPtr(element);
+    auto *made = static_cast<OwnElement *>(std::calloc(1, sizeof(OwnElement)));
+    if (made == nullptr)
+        return nullptr;
+    made->element.kind = kind;
+    return ElementPtr(&made->element);
 }
 
 void *parseDescription(unsigned kind, const char *text, int *code) {

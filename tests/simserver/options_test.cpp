@@ -48,11 +48,26 @@ TEST(Options, MistakesAreExplained) {
 TEST(Options, HelpVersionAndList) {
     const auto help = run({"--help"});
     EXPECT_EQ(help.code, 0);
-    for (const char *part :
-         {"--listen", "--ldif", "--admin-dn", "--admin-password", "--fault", "--max-message",
-          "--backup-piece", "--event-queue", "--replay", "--replay-rate", "--replay-repeat",
-          "--list-events", "--lburp-transaction-size", "--no-lburp", "--ready-file", "--verbose",
-          "Example:"})
+    for (const char *part : {"--listen",
+                             "--ldif",
+                             "--admin-dn",
+                             "--admin-password",
+                             "--fault",
+                             "--max-message",
+                             "--backup-piece",
+                             "--event-queue",
+                             "--replay",
+                             "--replay-rate",
+                             "--replay-repeat",
+                             "--list-events",
+                             "--lburp-transaction-size",
+                             "--no-lburp",
+                             "--schema",
+                             "--schema-size",
+                             "--schema-verbatim",
+                             "--ready-file",
+                             "--verbose",
+                             "Example:"})
         EXPECT_TRUE(contains(help.output, part)) << part;
     EXPECT_EQ(run({"--version"}).output, "strata-sim 1.0.0\n");
     const auto list = run({"--list-operations"});

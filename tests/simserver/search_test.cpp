@@ -179,18 +179,6 @@ TEST(SearchTest, RootDseSaysWhatIsServed) {
     EXPECT_EQ(served, oids);
 }
 
-TEST(SearchTest, SubschemaDescribesAttributesAndClasses) {
-    InProcess server;
-    const auto response = server.ask(wire::search(
-        {.base = "cn=schema", .scope = 0, .attributes = {"attributeTypes", "objectClasses"}}));
-    const auto types = valuesOf(response, "attributeTypes");
-    EXPECT_NE(std::find(types.begin(), types.end(),
-                        "( 2.5.4.3 NAME ( 'cn' 'commonName' ) EQUALITY caseIgnoreMatch SYNTAX "
-                        "1.3.6.1.4.1.1466.115.121.1.15 )"),
-              types.end());
-    EXPECT_GT(valuesOf(response, "objectClasses").size(), 5U);
-}
-
 TEST(SearchTest, MonitorCounts) {
     InProcess server;
     server.time += 7;

@@ -22,6 +22,11 @@ class Run {
     void open();
     /** Ends the session; what needs one opens another. */
     void close() { session_.reset(); }
+    /** Ends the session; the next one is with this server. */
+    void reach(const std::string &uri) {
+        close();
+        connection_.uri = uri;
+    }
     /** How the command line says to reach the server. */
     [[nodiscard]] const ConnectionOptions &connection() const { return connection_; }
     /** For a command that opens more sessions than one: asks for the password only now. */
@@ -40,6 +45,7 @@ class Run {
     void failed(const Failure &failure);
     /** The same for one that was reported already. */
     void endsInFailure() { exitStatus_ = exitFailed; }
+    void endsWith(int status) { exitStatus_ = status; }
     [[nodiscard]] int exitStatus() const { return exitStatus_; }
 
   private:
@@ -56,6 +62,7 @@ struct Tool {
     ConnectionOptions connection;
     bool json = false;
     Action action;
+    int failureStatus = exitFailed; // of a failure that ends the command
 };
 
 /** A command that only holds others. */
@@ -92,6 +99,7 @@ void addEvents(CLI::App &root, Tool &tool);
 void addBackup(CLI::App &root, Tool &tool);
 void addRestore(CLI::App &root, Tool &tool);
 void addLoad(CLI::App &root, Tool &tool);
+void addSchema(CLI::App &root, Tool &tool);
 void addTrigger(CLI::App &root, Tool &tool);
 void addRefresh(CLI::App &root, Tool &tool);
 void addCompletion(CLI::App &root, Tool &tool);

@@ -18,7 +18,7 @@ using namespace qldapx;
 constexpr std::array commandFamilies = {
     addWhoami,     addSearch, addEvents,  addPartition, addReplica,    addFilter,
     addPrivileges, addRights, addName,    addReference, addBackup,     addRestore,
-    addLoad,       addStatus, addTrigger, addRefresh,   addCompletion,
+    addLoad,       addSchema, addStatus,  addTrigger,   addRefresh,    addCompletion,
 };
 
 void build(CLI::App &root, Tool &tool) {
@@ -52,7 +52,7 @@ int execute(CLI::App &root, Tool &tool, std::vector<std::string> arguments) {
 }
 
 /** A reader that has gone ends this program as it ends others: without a word. */
-int reportOutput(const OutputError &error, bool json) {
+void reportOutput(const OutputError &error, bool json) {
     if (error.error() == EPIPE) {
         std::signal(SIGPIPE, SIG_DFL);
         std::raise(SIGPIPE);
@@ -62,7 +62,6 @@ int reportOutput(const OutputError &error, bool json) {
     problem.reason = error.what();
     problem.hint = "make room, or write elsewhere; what the command asks of the server was done";
     report(problem, json);
-    return exitFailed;
 }
 
 } // namespace
@@ -72,8 +71,8 @@ int main(int argc, char **argv) {
     std::signal(SIGPIPE, SIG_IGN);
     wipeReleasedMemory();
     bool json = false;
+    Tool tool;
     try {
-        Tool tool;
         CLI::App root("Administers a Strata directory server", "qldapx");
         build(root, tool);
         HiddenArguments hidden = hidePasswords(argc, argv, optionsWithValue(root));
@@ -86,12 +85,12 @@ int main(int argc, char **argv) {
     } catch (const Failure &failure) {
         report(failure.problem(), json);
     } catch (const OutputError &error) {
-        return reportOutput(error, json);
+        reportOutput(error, json);
     } catch (const std::exception &error) {
         Problem problem;
         problem.operation = "qldapx";
         problem.reason = error.what();
         report(problem, json);
     }
-    return exitFailed;
+    return tool.failureStatus;
 }

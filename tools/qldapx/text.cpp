@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace qldapx {
 namespace {
@@ -120,6 +122,11 @@ std::vector<unsigned short> utf16(std::string_view text) {
     }
     units.push_back(0);
     return units;
+}
+
+std::size_t terminalWidth() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 std::vector<std::string> wrapped(std::string_view text, std::size_t width) {

@@ -33,6 +33,9 @@ std::vector<unsigned short> utf16(std::string_view text);
 
 constexpr std::size_t screenWidth = 80;
 
+/** The columns of the terminal that is standard output; 0 for anything else. */
+std::size_t terminalWidth();
+
 /** The text in lines of at most that many columns, broken at spaces; none for an empty text. */
 std::vector<std::string> wrapped(std::string_view text, std::size_t width);
 

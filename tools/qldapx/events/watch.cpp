@@ -9,19 +9,11 @@
 #include <array>
 #include <cerrno>
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 namespace qldapx {
 namespace {
 
 constexpr std::chrono::milliseconds second(1000);
-
-/** The columns of the terminal that is standard output; 0 for anything else. */
-std::size_t terminalWidth() {
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
 
 std::string specificationText(const EventSpecification &event) {
     return event.eventResult == 0 ? std::to_string(event.eventType)

@@ -1,0 +1,87 @@
+#include "schema/export.h"
+
+#include "errors.h"
+#include "new_file.h"
+#include "schema/element_json.h"
+#include "text.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <ldif.h>
+#include <memory>
+#include <system_error>
+
+namespace qldapx {
+namespace {
+
+struct FreeText {
+    void operator()(char *text) const { ber_memfree(text); }
+};
+
+std::vector<Kind> wantedKinds(const ExportOptions &options) {
+    std::vector<Kind> kinds;
+    for (const std::string &name : options.kinds)
+        kinds.push_back(requireKind(name));
+    return kinds.empty() ? std::vector<Kind>(allKinds.begin(), allKinds.end()) : kinds;
+}
+
+std::string asLdif(const Source &source, const std::vector<Kind> &kinds) {
+    std::string text = ldifLine("dn", source.dn);
+    for (const char *name : {"top", "subschema"})
+        text += ldifLine("objectClass", name);
+    for (const Kind kind : kinds)
+        for (const Element &element : source.model.elements(kind))
+            text += ldifLine(namesOf(kind).attribute, element.description);
+    return text;
+}
+
+std::string asJson(const Source &source, const std::vector<Kind> &kinds) {
+    Output::Json elements = Output::Json::array();
+    for (const Kind kind : kinds)
+        for (const Element &element : source.model.elements(kind))
+            elements.push_back(jsonElement(element));
+    return jsonText(Output::Json{{"dn", source.dn}, {"elements", std::move(elements)}}, 2) + "\n";
+}
+
+} // namespace
+
+void writeNewFile(const Run &run, const std::string &path, bool replace, std::string_view bytes) {
+    try {
+        NewFile file(path, replace);
+        file.write(bytes);
+        file.keep();
+    } catch (const std::system_error &error) {
+        Problem problem;
+        problem.operation = run.name();
+        problem.object = path;
+        problem.reason = error.what();
+        problem.hint = "make room, or write elsewhere";
+        throw Failure(std::move(problem));
+    }
+}
+
+std::string ldifLine(const std::string &name, std::string_view value) {
+    const char *bytes = value.empty() ? "" : value.data();
+    const std::unique_ptr<char, FreeText> line(
+        ldif_put(LDIF_PUT_VALUE, name.c_str(), bytes, static_cast<ber_len_t>(value.size())));
+    if (line == nullptr)
+        throw std::bad_alloc();
+    return line.get();
+}
+
+void exportSchema(Run &run, const ExportOptions &options) {
+    const auto kinds = wantedKinds(options);
+    const bool toFile = !options.file.empty() && options.file != "-";
+    if (toFile)
+        checkTarget(options.file, options.replace);
+    const Source source = readSource(run, options);
+    const std::string text =
+        run.out.isJson() ? asJson(source, kinds) : asLdif(source, kinds);
+    if (!toFile)
+        return run.out.text(text);
+    writeNewFile(run, options.file, options.replace, text);
+    run.done(fmt::format("schema written: {}", printable(options.file)),
+             {{"dn", source.dn}, {"file", options.file}, {"bytes", text.size()}});
+}
+
+} // namespace qldapx

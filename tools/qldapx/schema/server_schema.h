@@ -1,0 +1,45 @@
+#pragma once
+
+#include "command.h"
+#include "schema/model.h"
+
+#include <memory>
+#include <qldapx.h>
+
+namespace qldapx {
+
+/** The keyword that sets a field: a structure rule's name form has another one than it is read as. */
+std::string libraryKeyword(Kind kind, const std::string &keyword);
+/** A field's values as the library stores them: it escapes nothing by itself. */
+std::vector<std::string> storedValues(Kind kind, const Field &field);
+
+/** The schema of the run's server, through the library. All of it throws Failure. */
+class ServerSchema {
+  public:
+    /** Fetches it; an empty DN is the root DSE's. */
+    ServerSchema(Run &run, const std::string &dn);
+
+    [[nodiscard]] const std::string &dn() const { return dn_; }
+    [[nodiscard]] Model model() const;
+
+    /** Edits, noted by the library until they are saved. */
+    void add(const Element &element);
+    /** False when the library cannot write or would not read the result: nothing was changed. */
+    bool modify(const Element &element, LDAPMod **fields);
+    void remove(const Element &element);
+    /** What the library prints for an element now; empty when it is not there. */
+    [[nodiscard]] std::string description(const Element &element) const;
+    void save();
+
+  private:
+    struct Free {
+        void operator()(LDAPSchema *schema) const { ldap_schema_free(schema); }
+    };
+    void edit(const Element &element, int code) const;
+
+    Run &run_;
+    std::string dn_;
+    std::unique_ptr<LDAPSchema, Free> handle_;
+};
+
+} // namespace qldapx

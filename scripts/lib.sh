@@ -23,6 +23,7 @@ build_needs=(
 )
 demo_needs=(
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
+    "graphviz|dot -V|Graphviz's dot, which draws the schema"
 )
 test_needs=(
     "libgtest-dev|test -e /usr/include/gtest/gtest.h|GoogleTest"
@@ -35,6 +36,7 @@ test_needs=(
     "clang-format|clang-format --version|clang-format 14"
     "make|make --version|make, for OpenLDAP's sources"
     "xz-utils|xz --version|xz, for OpenLDAP's sources"
+    "graphviz|dot -V|Graphviz's dot, which draws the schema"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
 )
 lint_needs=(

@@ -57,7 +57,7 @@ TEST_F(SchemaDiff, OnlyRealDifferencesCount) {
          "attributeTypes: ( 1.1.3 DESC '\\27 \\5c' )\n", nullptr},
         {"attributeTypes: ( 1.1.3 X-A 'b' )\n", "attributeTypes: ( 1.1.3 )\n", nullptr},
         {"objectClasses: ( 1.2.3 SUP top MUST ( tint $ paint ) )\n",
-         "objectClasses: ( 1.2.3 SUP 1.2.1 STRUCTURAL MUST ( PAINT $ 1.1.1 $ hue ) )\n", nullptr},
+         "objectClasses: ( 1.2.3 SUP 1.2.1 STRUCTURAL MUST ( 'PAINT' $ 1.1.1 $ 'hue' ) )\n", nullptr},
         {"objectClasses: ( 1.2.3 NAME 'c' MUST tint MAY unknown )\n",
          "objectClasses: ( 1.2.3 NAME 'c' MUST ( paint $ other ) MAY UNKNOWN )\n",
          "~ c: MUST lost tint, gained paint, other"},
@@ -119,21 +119,22 @@ TEST_F(SchemaDiff, PrintsJson) {
 TEST_F(SchemaDiff, TroubleIsTwo) {
     EXPECT_EQ(diff("attributeTypes: ( 1.1.3\n", "").status, 2);
     EXPECT_EQ(runTool({"schema", "diff", "/nowhere/a", "/nowhere/b"}).status, 2);
-    const Result down = runTool({"schema", "diff", folder_.write("f", common), "-H",
-                                 "ldap://127.0.0.1:1"});
+    const Result down =
+        runTool({"schema", "diff", folder_.write("f", common), "-H", "ldap://127.0.0.1:1"});
     EXPECT_EQ(down.status, 2);
     EXPECT_THAT(down.err, HasSubstr("no connection"));
 }
 
 TEST_F(SchemaDiff, ComparesServersAndFiles) {
     const Simulator one;
-    const Simulator other({"--schema", folder_.write("s", "attributeTypes: ( 1.1.3 NAME 'x' )\n")});
+    const Simulator other(
+        {"--schema", folder_.write("s", "attributeTypes: ( 1.1.3 NAME 'x' SUP cn )\n")});
     EXPECT_EQ(one.run({"schema", "diff", one.uri()}).status, 0);
     EXPECT_THAT(one.run({"schema", "diff", other.uri()}).out, HasSubstr("+ x (1.1.3)"));
     EXPECT_THAT(one.administer({"schema", "diff", other.uri(), one.uri()}).out,
                 HasSubstr("- x (1.1.3)"));
-    const Result parts = runTool({"schema", "diff", folder_.path("s") + "," + folder_.write("t", ""),
-                                  folder_.path("s")});
+    const Result parts = runTool(
+        {"schema", "diff", folder_.path("s") + "," + folder_.write("t", ""), folder_.path("s")});
     EXPECT_EQ(parts.status, 0) << parts.out << parts.err;
 }
 

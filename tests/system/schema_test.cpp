@@ -31,9 +31,7 @@ constexpr const char *sample =
 
 class SchemaFile : public testing::Test {
   protected:
-    [[nodiscard]] Result run(const Arguments &arguments) const {
-        return runOn(sample, arguments);
-    }
+    [[nodiscard]] Result run(const Arguments &arguments) const { return runOn(sample, arguments); }
     [[nodiscard]] Result runOn(const std::string &content, Arguments arguments) const {
         arguments.insert(arguments.begin(), "schema");
         arguments.insert(arguments.end(), {"--file", folder_.write("s.ldif", content)});
@@ -65,8 +63,8 @@ struct LikeCase {
 
 TEST_F(SchemaFile, PatternsAreAShells) {
     const LikeCase cases[] = {
-        {"COL*", {"tint"}},        {"1.1.*", {"paint", "tint"}}, {"*-oid", {"odd"}},
-        {"[op]??", {"odd"}},       {"thing", {"thing"}},         {"thingPlace?", {"thingPlace2"}},
+        {"COL*", {"tint"}},  {"1.1.*", {"paint", "tint"}}, {"*-oid", {"odd"}},
+        {"[op]??", {"odd"}}, {"thing", {"thing"}},         {"thingPlace?", {"thingPlace2"}},
         {"nothing", {}},
     };
     for (const LikeCase &each : cases) {
@@ -93,17 +91,16 @@ TEST_F(SchemaFile, ShowsAllOfAName) {
                            HasSubstr("\n  SYNTAX        1.3.1{64} (Text)\n"),
                            HasSubstr("\n  X-ORIGIN      one, two\n"),
                            HasSubstr("\nobject class tint (1.2.2)\n")));
-    EXPECT_THAT(out, AllOf(HasSubstr("SUP of attribute types"), HasSubstr("MUST of object classes"),
-                           HasSubstr("APPLIES of matching rule uses"),
-                           HasSubstr("MUST of name forms"), HasSubstr("OC of name forms"),
-                           HasSubstr("OID of content rules")));
+    EXPECT_THAT(out,
+                AllOf(HasSubstr("SUP of attribute types"), HasSubstr("MUST of object classes"),
+                      HasSubstr("APPLIES of matching rule uses"), HasSubstr("MUST of name forms"),
+                      HasSubstr("OC of name forms"), HasSubstr("OID of content rules")));
 }
 
 TEST_F(SchemaFile, SaysWhatIsInherited) {
     const Json type = run({"show", "paint", "--json"}).json()[0];
-    const Json inherited = {
-        {{"keyword", "EQUALITY"}, {"values", {"sameText"}}, {"from", "tint"}},
-        {{"keyword", "SYNTAX"}, {"values", {"1.3.1{64}"}}, {"from", "tint"}}};
+    const Json inherited = {{{"keyword", "EQUALITY"}, {"values", {"sameText"}}, {"from", "tint"}},
+                            {{"keyword", "SYNTAX"}, {"values", {"1.3.1{64}"}}, {"from", "tint"}}};
     EXPECT_EQ(type["inherited"], inherited);
     const Json entry = run({"show", "1.2.2", "--kind", "class", "--json"}).json()[0];
     const Json must = {{{"keyword", "MUST"}, {"values", {"tint"}}, {"from", "thing"}}};
@@ -127,7 +124,7 @@ TEST_F(SchemaFile, AnUnknownNameIsAnError) {
     const Result result = run({"show", "tinnt", "--json"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.error()["code"], 32);
-    EXPECT_EQ(result.error()["hint"], "tint, thing?");
+    EXPECT_EQ(result.error()["hint"], "tint?");
     EXPECT_EQ(run({"show", "sameText", "--kind", "class"}).status, 1);
 }
 
@@ -234,8 +231,8 @@ TEST_F(SchemaFile, ReadsEveryForm) {
          "olcObjectIdentifier: {0}Root 1.5\nolcAttributeTypes: {12}( Root:6 NAM\n E 'x' )\n",
          "1.5.6"},
         {"ATTRIBUTETYPES:: KCAxLjYgTkFNRSAneCcgKQ==\n", "1.6"},
-        {R"([{"kind": "attribute", "definition": "( 1.7 NAME 'x' )"}])", "1.7"},
-        {"attributeTypes: ( x-oid NAME 'x' SUP 'name' )\n", "x-oid"},
+        {R"-([{"kind": "attribute", "definition": "( 1.7 NAME 'x' )"}])-", "1.7"},
+        {"attributeTypes: ( x-oid NAME 'x' SUP name )\n", "x-oid"},
         {"attributeTypes: (1.8 NAME 'x' SYNTAX '1.3{3}' EQUALITY caseIgnoreMatch)\n", "1.8"},
     };
     for (const FormCase &each : cases) {
@@ -273,7 +270,8 @@ TEST_F(SchemaFile, AFaultNamesItsPlaceAndTheRestIsRead) {
 }
 
 TEST_F(SchemaFile, HostileTextsDoNotSteerTheTerminal) {
-    const std::string hostile = "attributeTypes: ( 1.1 NAME 'x' DESC 'a\x1b[31m' X-\x1b[32m 'b' )\n";
+    const std::string hostile =
+        "attributeTypes: ( 1.1 NAME 'x' DESC 'a\x1b[31m' X-\x1b[32m 'b' )\n";
     for (const char *command : {"list", "show"}) {
         Arguments arguments = {command};
         if (arguments.front() == "show")

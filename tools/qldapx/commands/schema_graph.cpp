@@ -7,10 +7,9 @@
 namespace qldapx {
 
 void addSchemaGraph(CLI::App &group, Tool &tool) {
-    CLI::App &command =
-        addCommand(group, "graph", "Draw the inheritance of object classes",
-                   {"schema graph -o schema.svg",
-                    "schema graph inetOrgPerson --with attributes -o person.dot"});
+    CLI::App &command = addCommand(group, "graph", "Draw the inheritance of object classes",
+                                   {"schema graph -o schema.svg",
+                                    "schema graph inetOrgPerson --with attributes -o person.dot"});
     auto args = std::make_shared<GraphOptions>();
     command.add_option("CLASS", args->classes,
                        "Only these classes and all above them; without one, all");

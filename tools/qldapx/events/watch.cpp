@@ -4,6 +4,7 @@
 #include "events/event_json.h"
 #include "events/event_text.h"
 #include "interruption.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>

@@ -77,9 +77,8 @@ std::vector<const Element *> directSuperiors(const Model &model, const Element &
     return result;
 }
 
-std::vector<const Element *> relatedClasses(const Model &model,
-                                            const std::vector<const Element *> &chosen,
-                                            bool below) {
+std::vector<const Element *>
+relatedClasses(const Model &model, const std::vector<const Element *> &chosen, bool below) {
     Set seen(chosen.begin(), chosen.end());
     std::vector<const Element *> classes(seen.begin(), seen.end());
     sortByName(classes);
@@ -110,8 +109,7 @@ ClassGraph groupClasses(const Model &model, const std::vector<const Element *> &
         else if (bundle.classes.size() >= fewest)
             graph.bundles.push_back(std::move(bundle));
         else
-            graph.classes.insert(graph.classes.end(), bundle.classes.begin(),
-                                 bundle.classes.end());
+            graph.classes.insert(graph.classes.end(), bundle.classes.begin(), bundle.classes.end());
     sortByName(graph.classes);
     return graph;
 }

@@ -70,8 +70,34 @@ std::string_view firstWord(std::string_view text) {
 std::string_view wordForKey(std::string_view text, Kind kind) {
     const std::string_view word = firstWord(text);
     const bool isOid = word.find_first_not_of("0123456789.") == std::string_view::npos;
-    return isOid || keywordOf(kind, word) != nullptr || isExtension(word) ? std::string_view()
-                                                                          : word;
+    return isOid || keywordOf(kind, word) != nullptr ? std::string_view() : word;
+}
+
+/** Whether values of the keyword are OIDs, which stock files put in quotes now and then. */
+bool takesOids(Kind kind, std::string_view word) {
+    const Keyword *keyword = keywordOf(kind, word);
+    return keyword != nullptr && (keyword->form == Form::Oid || keyword->form == Form::Oids ||
+                                  keyword->form == Form::RuleIds);
+}
+
+/** The description without quotes around OIDs; libldap takes them in some places only. */
+std::string withBareOids(Kind kind, const std::string &text) {
+    std::string result;
+    bool bare = false; // behind a keyword of OIDs
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t quote = text[i] == '\'' ? text.find('\'', i + 1) : std::string::npos;
+        const std::size_t end = quote != std::string::npos ? quote + 1
+                                : std::min(text.find_first_of(" \t\n()'", i + 1), text.size());
+        const std::string word = text.substr(i, end - i);
+        i = end;
+        const bool isQuoted = quote != std::string::npos;
+        const std::string inner = isQuoted ? word.substr(1, word.size() - 2) : word;
+        const bool isOne = !inner.empty() && inner.find_first_of(" \t\n()'") == std::string::npos;
+        result += isQuoted && bare && isOne ? inner : word;
+        if (!isQuoted && (keywordOf(kind, word) != nullptr || isExtension(word)))
+            bare = takesOids(kind, word);
+    }
+    return result;
 }
 
 bool hasNul(const std::string &text) {
@@ -102,15 +128,17 @@ ParsedDescription parseDescription(Kind kind, const std::string &text, Reading r
         return {{}, "it has a NUL byte in it"};
     if (reading == Reading::Strict)
         // Names of forms are words, which libldap's readers of the other kinds take in any case.
-        return parse(kind, text, kind == Kind::StructureRule ? LDAP_SCHEMA_ALLOW_DESCR
-                                                             : LDAP_SCHEMA_ALLOW_NONE);
-    const std::string_view word = wordForKey(text, kind);
+        return parse(kind, text,
+                     kind == Kind::StructureRule ? LDAP_SCHEMA_ALLOW_DESCR
+                                                 : LDAP_SCHEMA_ALLOW_NONE);
+    const std::string bare = withBareOids(kind, text);
+    const std::string_view word = wordForKey(bare, kind);
     if (word.empty())
-        return parse(kind, text, LDAP_SCHEMA_ALLOW_ALL);
+        return parse(kind, bare, LDAP_SCHEMA_ALLOW_ALL);
     // libldap takes no word there.
     const std::string key(word);
-    std::string numeric = text;
-    numeric.replace(static_cast<std::size_t>(word.data() - text.data()), word.size(), "0.0");
+    std::string numeric = bare;
+    numeric.replace(static_cast<std::size_t>(word.data() - bare.data()), word.size(), "0.0");
     return parse(kind, numeric, LDAP_SCHEMA_ALLOW_ALL, key.c_str());
 }
 

@@ -19,8 +19,7 @@ bool isUrl(const std::string &text) {
 /** Names with commas between them, or one with commas in it. */
 std::vector<std::string> fileNames(const std::string &text) {
     std::error_code error;
-    return std::filesystem::exists(text, error) ? std::vector<std::string>{text}
-                                                : split(text, ',');
+    return std::filesystem::exists(text, error) ? std::vector<std::string>{text} : split(text, ',');
 }
 
 Source readSide(Run &run, const DiffOptions &options, const std::string &side) {

@@ -56,8 +56,7 @@ void compareFlag(const Element &from, const Element &to, const Keyword &keyword,
     if (before == after)
         return;
     const Values set = {keyword.name};
-    changes.push_back(
-        {keyword.name, Form::Flag, before ? set : Values(), after ? set : Values()});
+    changes.push_back({keyword.name, Form::Flag, before ? set : Values(), after ? set : Values()});
 }
 
 void compareExtensions(const Element &from, const Element &to, std::vector<FieldChange> &changes) {
@@ -136,8 +135,8 @@ std::vector<ElementChange> Comparison::changes() const {
     std::vector<ElementChange> changes;
     left.each([&](const Element &from) {
         const Element *to = right.byKey(from.kind, from.key);
-        std::vector<FieldChange> fields = to == nullptr ? std::vector<FieldChange>()
-                                                        : fieldChanges(from, *to);
+        std::vector<FieldChange> fields =
+            to == nullptr ? std::vector<FieldChange>() : fieldChanges(from, *to);
         if (to == nullptr || !fields.empty())
             changes.push_back({&from, to, std::move(fields)});
     });
@@ -149,8 +148,8 @@ std::vector<ElementChange> Comparison::changes() const {
 }
 
 std::string inWords(const FieldChange &change) {
-    const bool isText = change.form == Form::Quoted || change.form == Form::Oid ||
-                        change.form == Form::Usage;
+    const bool isText =
+        change.form == Form::Quoted || change.form == Form::Oid || change.form == Form::Usage;
     if (change.form == Form::Flag)
         return change.keyword + (change.lost.empty() ? " gained" : " lost");
     if (isText) {

@@ -6,7 +6,7 @@ namespace qldapx {
 
 /** How classes of a kind look, also without colour. */
 struct ClassLook {
-    const char *kind;   // its keyword
+    const char *kind; // its keyword
     const char *word;
     const char *fill;
     const char *border; // what a cell's STYLE takes

@@ -31,8 +31,7 @@ Field &fieldOf(Element &element, const std::string &keyword) {
     const auto found =
         std::find_if(element.fields.begin(), element.fields.end(),
                      [&](const Field &field) { return sameText(field.keyword, keyword); });
-    return found == element.fields.end() ? element.fields.emplace_back(Field{keyword, {}})
-                                         : *found;
+    return found == element.fields.end() ? element.fields.emplace_back(Field{keyword, {}}) : *found;
 }
 
 bool takesList(Kind kind, const std::string &keyword) {
@@ -53,8 +52,7 @@ bool sameValue(const Model &model, Kind kind, const std::string &keyword, const 
         return left == right;
     if (sameText(left, right))
         return true;
-    const Element *element =
-        known->refersTo ? model.resolve(*known->refersTo, left) : nullptr;
+    const Element *element = known->refersTo ? model.resolve(*known->refersTo, left) : nullptr;
     return element != nullptr && element == model.resolve(*known->refersTo, right);
 }
 
@@ -116,9 +114,9 @@ class Editor {
         if (contains(classKinds, argument.keyword))
             throw UsageError("a class is always of one kind", "ABSTRACT, STRUCTURAL or AUXILIARY");
         if (!element_.has(argument.keyword))
-            throw UsageError(fmt::format("{} has no {}", element_.label(),
-                                         printable(argument.keyword)),
-                             "qldapx schema show NAME says what it has");
+            throw UsageError(
+                fmt::format("{} has no {}", element_.label(), printable(argument.keyword)),
+                "qldapx schema show NAME says what it has");
         erase(element_, argument.keyword);
     }
 
@@ -159,9 +157,8 @@ bool isLetter(char c) {
 /** A name as RFC 4512, 1.4 has it. */
 bool isName(std::string_view text) {
     return !text.empty() && isLetter(text.front()) &&
-           std::all_of(text.begin(), text.end(), [](char c) {
-               return isLetter(c) || (c >= '0' && c <= '9') || c == '-';
-           });
+           std::all_of(text.begin(), text.end(),
+                       [](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '-'; });
 }
 
 void requireKey(const Element &element) {
@@ -199,9 +196,9 @@ Element newElement(Kind kind, const std::vector<std::string> &arguments) {
     for (const std::string &text : arguments) {
         const FieldArgument argument = parseFieldArgument(kind, text);
         if (argument.change != Change::Set)
-            throw UsageError(fmt::format("\"{}\" changes a field of an element that is there",
-                                         printable(text)),
-                             "FIELD=VALUE, once for each value of a list");
+            throw UsageError(
+                fmt::format("\"{}\" changes a field of an element that is there", printable(text)),
+                "FIELD=VALUE, once for each value of a list");
         editor.apply(argument);
     }
     element.key = element.value(keywordsOf(kind).front().name);

@@ -15,8 +15,8 @@
 namespace qldapx {
 namespace {
 
-[[noreturn]] void clash(const Run &run, const Element &element, int code,
-                        const std::string &reason, const std::string &hint) {
+[[noreturn]] void clash(const Run &run, const Element &element, int code, const std::string &reason,
+                        const std::string &hint) {
     Problem problem;
     problem.operation = run.name();
     problem.object = element.title();
@@ -99,8 +99,7 @@ class Additions {
         for (const Model *model : {&model_, &added_})
             if (const Element *other = namesake(*model, element))
                 clash(run_, element, LDAP_TYPE_OR_VALUE_EXISTS,
-                      fmt::format("{}: {} has one of its names", placeOf(element),
-                                  placeOf(*other)),
+                      fmt::format("{}: {} has one of its names", placeOf(element), placeOf(*other)),
                       "choose another name, or --force sends it all the same");
     }
 
@@ -163,8 +162,7 @@ void requireOneWay(const AddOptions &options) {
 
 void addToSchema(Run &run, const AddOptions &options) {
     requireOneWay(options);
-    const Model added =
-        options.files.empty() ? fromArguments(options) : fromFiles(run, options);
+    const Model added = options.files.empty() ? fromArguments(options) : fromFiles(run, options);
     ServerSchema server(run, options.dn);
     const Model model = server.model();
     Plan plan(run, server, options.dryRun);

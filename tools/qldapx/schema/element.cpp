@@ -176,17 +176,18 @@ Element readElement(LDAPSchemaElement &element) {
         if (!result.has(name))
             result.fields.push_back(readField(element, name));
     result.key = result.value(keywordsOf(result.kind).front().name);
-    result.description = printed(element);
     sortFields(result);
+    // The library writes the superior rules' ids in quotes, which RFC 4512 does not have.
+    const bool isQuoted = result.kind == Kind::StructureRule && result.has("SUP");
+    result.description = isQuoted ? writeDescription(result) : printed(element);
     return result;
 }
 
 void sortFields(Element &element) {
-    std::stable_sort(element.fields.begin(), element.fields.end(),
-                     [&](const Field &left, const Field &right) {
-                         return rank(element.kind, left.keyword) <
-                                rank(element.kind, right.keyword);
-                     });
+    std::stable_sort(
+        element.fields.begin(), element.fields.end(), [&](const Field &left, const Field &right) {
+            return rank(element.kind, left.keyword) < rank(element.kind, right.keyword);
+        });
 }
 
 std::string writeDescription(const Element &element) {

@@ -75,8 +75,7 @@ void exportSchema(Run &run, const ExportOptions &options) {
     if (toFile)
         checkTarget(options.file, options.replace);
     const Source source = readSource(run, options);
-    const std::string text =
-        run.out.isJson() ? asJson(source, kinds) : asLdif(source, kinds);
+    const std::string text = run.out.isJson() ? asJson(source, kinds) : asLdif(source, kinds);
     if (!toFile)
         return run.out.text(text);
     writeNewFile(run, options.file, options.replace, text);

@@ -22,13 +22,14 @@ std::string spelled(Kind kind, const std::string &name) {
         keywordOf(kind, kind == Kind::StructureRule && sameText(name, "OID") ? "RULEID" : name);
     if (keyword != nullptr)
         return keyword->name;
-    const bool isWord = name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
-                                               "0123456789-_.") == std::string::npos;
+    const bool isWord =
+        name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                               "0123456789-_.") == std::string::npos;
     if (isExtension(name) && isWord)
         return name;
-    throw UsageError(fmt::format("the field \"{}\" is unknown to {}", printable(name),
-                                 namesOf(kind).titles),
-                     allKeywords(kind));
+    throw UsageError(
+        fmt::format("the field \"{}\" is unknown to {}", printable(name), namesOf(kind).titles),
+        allKeywords(kind));
 }
 
 FieldArgument split(const std::string &text) {
@@ -40,7 +41,7 @@ FieldArgument split(const std::string &text) {
                 clears ? Change::Clear : Change::Set, "", false};
     }
     const char before = sign == 0 ? '\0' : text[sign - 1];
-    const Change change = before == '+' ? Change::Insert
+    const Change change = before == '+'   ? Change::Insert
                           : before == '-' ? Change::TakeOut
                                           : Change::Set;
     return {text.substr(0, sign - (change == Change::Set ? 0 : 1)), change, text.substr(sign + 1),

@@ -60,8 +60,9 @@ std::string dotText(const Run &run, const Source &source, const GraphOptions &op
     const auto chosen = chosenClasses(run, source, options);
     const GraphDetail detail = detailOf(options.with);
     if (chosen.size() == 1 && detail == GraphDetail::Attributes && !options.below)
-        return drawEntry(source.model, *chosen.front(),
-                         fmt::format("An entry of {}, by {}", chosen.front()->title(), source.name));
+        return drawEntry(
+            source.model, *chosen.front(),
+            fmt::format("An entry of {}, by {}", chosen.front()->title(), source.name));
     const auto classes = chosen.empty() ? allClasses(source.model)
                                         : relatedClasses(source.model, chosen, options.below);
     const std::string title = fmt::format("{} object class{} of {}", classes.size(),

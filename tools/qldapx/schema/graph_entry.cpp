@@ -13,8 +13,7 @@ std::string attributeCell(const Model &model, const std::string &name, bool must
     const std::string tip = type == nullptr ? "unknown here" : tooltipOf(*type);
     const std::string shown = dotMarkup(type == nullptr ? name : type->title());
     return fmt::format("<TD BORDER=\"0\" ALIGN=\"LEFT\" HREF=\"#\" TOOLTIP=\"{}\">{}</TD>",
-                       dotMarkupAttribute(tip),
-                       must ? fmt::format("<B>{} *</B>", shown) : shown);
+                       dotMarkupAttribute(tip), must ? fmt::format("<B>{} *</B>", shown) : shown);
 }
 
 std::vector<std::string> sortedNames(std::vector<std::string> names) {
@@ -32,7 +31,8 @@ std::string record(const Model &model, const std::string &id, const Element &ele
     for (const bool must : {true, false})
         for (const std::string &name : sortedNames(element.values(must ? "MUST" : "MAY")))
             cells.push_back(attributeCell(model, name, must));
-    const std::size_t columns = std::max<std::size_t>(1, (cells.size() + rowsOfColumn - 1) / rowsOfColumn);
+    const std::size_t columns =
+        std::max<std::size_t>(1, (cells.size() + rowsOfColumn - 1) / rowsOfColumn);
     const ClassLook &look = lookOf(element);
     return fmt::format("  {} [tooltip=\"{}\", label=<<TABLE BORDER=\"1\" STYLE=\"{}\" "
                        "CELLBORDER=\"0\" CELLSPACING=\"0\" CELLPADDING=\"3\">\n"

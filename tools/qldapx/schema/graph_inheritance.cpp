@@ -72,8 +72,8 @@ class InheritanceGraph {
     /** As many columns as make a table about as wide as it is high: a cell is five times wider. */
     static std::size_t columnsFor(std::size_t count) {
         constexpr double shape = 4.0;
-        return std::max<std::size_t>(
-            1, static_cast<std::size_t>(std::lround(std::sqrt(static_cast<double>(count) / shape))));
+        return std::max<std::size_t>(1, static_cast<std::size_t>(std::lround(
+                                            std::sqrt(static_cast<double>(count) / shape))));
     }
 
     static std::string placeOf(const ClassBundle &bundle) {

@@ -41,8 +41,7 @@ class CycleSearch {
                 path_.pop_back();
                 continue;
             }
-            const Element *next =
-                model_.resolve(step.element->kind, superiors[step.next++]);
+            const Element *next = model_.resolve(step.element->kind, superiors[step.next++]);
             const auto known = next == nullptr ? open_.end() : open_.find(next);
             if (known != open_.end() && known->second)
                 return next;
@@ -91,8 +90,8 @@ std::vector<std::string> brokenReferences(const Model &model, const Element &ele
                                              printable(name)));
     }
     if (const Element *cyclic = CycleSearch(model).from(element))
-        faults.push_back(fmt::format("SUP goes round in a circle at {}",
-                                     printable(cyclic->title())));
+        faults.push_back(
+            fmt::format("SUP goes round in a circle at {}", printable(cyclic->title())));
     return faults;
 }
 

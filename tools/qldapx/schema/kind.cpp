@@ -18,8 +18,7 @@ constexpr std::array<KindNames, kindCount> kindNames = {{
     {"rule-use", "rule-uses", "matchingRuleUse", "matching rule use", "matching rule uses"},
     {"name-form", "name-forms", "nameForms", "name form", "name forms"},
     {"content-rule", "content-rules", "dITContentRules", "content rule", "content rules"},
-    {"structure-rule", "structure-rules", "dITStructureRules", "structure rule",
-     "structure rules"},
+    {"structure-rule", "structure-rules", "dITStructureRules", "structure rule", "structure rules"},
 }};
 
 constexpr std::array attributeFields = {

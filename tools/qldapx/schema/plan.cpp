@@ -7,6 +7,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <fmt/format.h>
 #include <ldap.h>
 
@@ -68,10 +69,24 @@ constexpr std::array advice = {
            "stay as they are: qldapx schema show says who uses it"},
 };
 
+bool isWordCharacter(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' || c == '.';
+}
+
+/** Whether the text has it as a word of its own. */
+bool hasWord(const std::string &text, const std::string &word) {
+    for (std::size_t at = word.empty() ? std::string::npos : text.find(word);
+         at != std::string::npos; at = text.find(word, at + 1)) {
+        const std::size_t end = at + word.size();
+        if ((at == 0 || !isWordCharacter(text[at - 1])) &&
+            (end == text.size() || !isWordCharacter(text[end])))
+            return true;
+    }
+    return false;
+}
+
 bool mentions(const std::string &text, const Element &element) {
-    const auto isThere = [&](const std::string &word) {
-        return !word.empty() && text.find(word) != std::string::npos;
-    };
+    const auto isThere = [&](const std::string &word) { return hasWord(text, word); };
     return isThere(element.key) ||
            std::any_of(element.names().begin(), element.names().end(), isThere);
 }
@@ -148,15 +163,15 @@ void Plan::report() const {
     std::string sentences;
     Output::Json done = Output::Json::array(), skipped = Output::Json::array();
     for (const PlannedChange &change : changes_) {
-        sentences += fmt::format("{}{} {}", sentences.empty() ? "" : "\n", subjectOf(change).label(),
-                                 verbOf(change));
+        sentences += fmt::format("{}{} {}", sentences.empty() ? "" : "\n",
+                                 subjectOf(change).label(), verbOf(change));
         Output::Json json = {{"change", verbOf(change)}};
         json.update(jsonReference(subjectOf(change)));
         done.push_back(std::move(json));
     }
     for (const Element *element : skipped_) {
-        sentences += fmt::format("{}{} is as it shall be", sentences.empty() ? "" : "\n",
-                                 element->label());
+        sentences +=
+            fmt::format("{}{} is as it shall be", sentences.empty() ? "" : "\n", element->label());
         skipped.push_back(jsonReference(*element));
     }
     run_.done(sentences.empty() ? "nothing to change" : sentences,

@@ -48,8 +48,8 @@ bool isMacro(std::string_view name) {
 /** Without the place in an ordered list, as in "{12}( 1.2.3 ...". */
 std::string_view withoutOrder(std::string_view value) {
     const std::size_t end = value.find_first_not_of("0123456789", 1);
-    const bool ordered = value.starts_with('{') && end > 1 && end != std::string_view::npos &&
-                         value[end] == '}';
+    const bool ordered =
+        value.starts_with('{') && end > 1 && end != std::string_view::npos && value[end] == '}';
     return ordered ? value.substr(end + 1) : value;
 }
 
@@ -242,8 +242,8 @@ std::string OidMacros::expanded(const std::string &text) const {
     std::string previous = "(";
     bool quoted = false;
     for (std::size_t i = 0; i < text.size();) {
-        const std::size_t length = std::max<std::size_t>(
-            std::min(text.find_first_of(ends, i), text.size()) - i, 1);
+        const std::size_t length =
+            std::max<std::size_t>(std::min(text.find_first_of(ends, i), text.size()) - i, 1);
         const std::string word = text.substr(i, length);
         i += length;
         quoted = quoted != (word == "'");

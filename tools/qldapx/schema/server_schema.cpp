@@ -109,8 +109,8 @@ void ServerSchema::add(const Element &element) {
 }
 
 bool ServerSchema::modify(const Element &element, LDAPMod **fields) {
-    const int code = ldap_schema_modify(handle_.get(), lookupKey(element).c_str(),
-                                        numberOf(element), fields);
+    const int code =
+        ldap_schema_modify(handle_.get(), lookupKey(element).c_str(), numberOf(element), fields);
     if (code == LDAP_LOCAL_ERROR)
         return false;
     edit(element, code);
@@ -118,20 +118,14 @@ bool ServerSchema::modify(const Element &element, LDAPMod **fields) {
 }
 
 void ServerSchema::remove(const Element &element) {
-    edit(element,
-         ldap_schema_delete(handle_.get(), numberOf(element), lookupKey(element).c_str()));
+    edit(element, ldap_schema_delete(handle_.get(), numberOf(element), lookupKey(element).c_str()));
 }
 
 std::string ServerSchema::description(const Element &element) const {
     LDAPSchemaElement *found = nullptr;
-    char *text = nullptr;
-    const char *attribute = nullptr;
-    if (ldap_schema_get_by_name(handle_.get(), lookupKey(element).c_str(), numberOf(element),
-                                &found) != LDAP_SUCCESS ||
-        ldap_schema_element_to_string(found, &text, &attribute) != LDAP_SUCCESS)
-        return {};
-    const std::unique_ptr<char, FreeMemory> owner(text);
-    return text;
+    const int code = ldap_schema_get_by_name(handle_.get(), lookupKey(element).c_str(),
+                                             numberOf(element), &found);
+    return code == LDAP_SUCCESS ? readElement(*found).description : std::string();
 }
 
 void ServerSchema::save() {

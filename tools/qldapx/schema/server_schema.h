@@ -8,7 +8,8 @@
 
 namespace qldapx {
 
-/** The keyword that sets a field: a structure rule's name form has another one than it is read as. */
+/** The keyword that sets a field: a structure rule's name form has another one than it is read as.
+ */
 std::string libraryKeyword(Kind kind, const std::string &keyword);
 /** A field's values as the library stores them: it escapes nothing by itself. */
 std::vector<std::string> storedValues(Kind kind, const Field &field);
@@ -27,7 +28,7 @@ class ServerSchema {
     /** False when the library cannot write or would not read the result: nothing was changed. */
     bool modify(const Element &element, LDAPMod **fields);
     void remove(const Element &element);
-    /** What the library prints for an element now; empty when it is not there. */
+    /** An element's description now; empty when it is not there. */
     [[nodiscard]] std::string description(const Element &element) const;
     void save();
 

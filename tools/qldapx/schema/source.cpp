@@ -17,8 +17,7 @@ std::string baseName(const std::string &path) {
 }
 
 std::string filesTitle(const std::vector<std::string> &paths) {
-    return paths.size() == 1 ? baseName(paths.front())
-                             : fmt::format("{} files", paths.size());
+    return paths.size() == 1 ? baseName(paths.front()) : fmt::format("{} files", paths.size());
 }
 
 void readFile(const std::string &path, OidMacros &macros, Source &source) {

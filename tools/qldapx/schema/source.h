@@ -8,8 +8,8 @@ namespace qldapx {
 /** A schema, and where it is from. */
 struct Source {
     Model model;
-    std::string name; // of the server or of the files, for titles
-    std::string dn;   // of the subschema entry; a usual one for files
+    std::string name;                // of the server or of the files, for titles
+    std::string dn;                  // of the subschema entry; a usual one for files
     std::vector<std::string> faults; // FILE:LINE and what is wrong, one a description
 };
 

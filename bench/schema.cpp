@@ -48,8 +48,7 @@ double time(const std::function<void()> &work) {
 using Types = std::vector<LDAPAttributeType *>;
 
 void parse(LDAP *ld, LDAPMessage *result, Types &types) {
-    berval **values =
-        ldap_get_values_len(ld, ldap_first_entry(ld, result), "attributeTypes");
+    berval **values = ldap_get_values_len(ld, ldap_first_entry(ld, result), "attributeTypes");
     types.reserve(static_cast<std::size_t>(ldap_count_values_len(values)));
     for (berval **value = values; *value != nullptr; ++value) {
         int code = 0;
@@ -138,8 +137,8 @@ void measureLookup(const char *what, LDAPSchema *schema, std::vector<const char 
     for (int round = 0; round < rounds; ++round) {
         const double library = time([&] { lookUp(schema, keys); });
         const double hand = time([&] { searchByHand<compare>(strings, keys); });
-        std::printf("%s-library %.1f\n%s-hand %.1f\n%s-ratio %.4f\n", what,
-                    library * 1e3 / lookups, what, hand * 1e3 / lookups, what, library / hand);
+        std::printf("%s-library %.1f\n%s-hand %.1f\n%s-ratio %.4f\n", what, library * 1e3 / lookups,
+                    what, hand * 1e3 / lookups, what, library / hand);
     }
 }
 
@@ -192,22 +191,21 @@ void measureEdits(const bench::Subschema &server, int types, int rounds) {
         std::vector<Edit *> all;
         for (int i = 0; i < edits; ++i)
             all.push_back(new Edit(i));
-        std::printf("add %.3f\n", time([&] {
-                                      for (Edit *edit : all)
-                                          expectSuccess(
-                                              ldap_schema_add(schema, kind, edit->fields()));
-                                  }) / edits);
-        std::printf("modify %.3f\n",
+        std::printf("add %.3f\n",
                     time([&] {
                         for (Edit *edit : all)
-                            expectSuccess(ldap_schema_modify(schema, edit->oid(), kind,
-                                                             edit->description()));
+                            expectSuccess(ldap_schema_add(schema, kind, edit->fields()));
                     }) / edits);
-        std::printf("delete %.3f\n", time([&] {
+        std::printf("modify %.3f\n", time([&] {
                                          for (Edit *edit : all)
-                                             expectSuccess(
-                                                 ldap_schema_delete(schema, kind, edit->oid()));
+                                             expectSuccess(ldap_schema_modify(
+                                                 schema, edit->oid(), kind, edit->description()));
                                      }) / edits);
+        std::printf("delete %.3f\n",
+                    time([&] {
+                        for (Edit *edit : all)
+                            expectSuccess(ldap_schema_delete(schema, kind, edit->oid()));
+                    }) / edits);
         for (Edit *edit : all)
             delete edit;
         ldap_schema_free(schema);
@@ -233,8 +231,7 @@ void measureMemory(const bench::Subschema &server, int types) {
     std::size_t start = inUse();
     Types records;
     parseByHand(server, records);
-    const std::size_t byHand =
-        inUse() - start - records.capacity() * sizeof records[0];
+    const std::size_t byHand = inUse() - start - records.capacity() * sizeof records[0];
     release(records);
     Types().swap(records);
     start = inUse();

@@ -90,7 +90,8 @@ Subschema::Subschema(int types) {
         serve(pair[1], types);
     }
     close(pair[1]);
-    if (ldap_init_fd(pair[0], LDAP_PROTO_TCP, "ldap://subschema.example", &session_) != LDAP_SUCCESS)
+    if (ldap_init_fd(pair[0], LDAP_PROTO_TCP, "ldap://subschema.example", &session_) !=
+        LDAP_SUCCESS)
         std::abort();
     const int version = LDAP_VERSION3;
     ldap_set_option(session_, LDAP_OPT_PROTOCOL_VERSION, &version);

@@ -138,9 +138,8 @@ void Ranking::sortAlike(Rank *first, Rank *last, std::size_t depth) {
         common = alike(rank->text + depth, model, common);
     depth += common;
     if (depth >= deepest) {
-        std::sort(first, last, [this](const Rank &a, const Rank &b) {
-            return compare_(a.text, b.text) < 0;
-        });
+        std::sort(first, last,
+                  [this](const Rank &a, const Rank &b) { return compare_(a.text, b.text) < 0; });
         return;
     }
     for (Rank *rank = first; rank != last; ++rank)

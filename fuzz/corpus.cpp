@@ -150,6 +150,7 @@ std::vector<Seed> seeds() {
     for (const BadPayload &bad : badPayloads)
         addBad(all, bad);
     addBulkUpdates(all);
+    addSchemas(all);
     return all;
 }
 

@@ -20,5 +20,7 @@ struct Seed {
 std::vector<Seed> seeds();
 // Those of bulk updates.
 void addBulkUpdates(std::vector<Seed> &all);
+// Those of schema access.
+void addSchemas(std::vector<Seed> &all);
 
 } // namespace qldapx_fuzz

@@ -21,6 +21,9 @@ std::vector<Target> allTargets() {
         {"lburp_end_answer", runLburpAnswer},
         {"lburp_request", runLburpRequest},
         {"update", runUpdate},
+        {"schema_entry", runSchemaEntry},
+        {"schema_edits", runSchemaEdits},
+        {"structure_rule", runStructureRule},
     };
     for (unsigned kind : decodedKinds())
         all.push_back({decoderName(kind), runDecoder, kind});

@@ -44,4 +44,10 @@ void runLburpAnswer(const Target &target, const Bytes &bytes);
 void runUpdate(const Target &target, const Bytes &bytes);
 void runLburpRequest(const Target &target, const Bytes &bytes);
 
+// Take the bytes as the entry that a schema is fetched from, as edits of a schema, and as the
+// description of a structure rule.
+void runSchemaEntry(const Target &target, const Bytes &bytes);
+void runSchemaEdits(const Target &target, const Bytes &bytes);
+void runStructureRule(const Target &target, const Bytes &bytes);
+
 } // namespace qldapx_fuzz

@@ -36,11 +36,16 @@ std::string freeTcpUri() {
 
 } // namespace
 
-SlapdServer::SlapdServer(Transport transport, const std::string &overlay)
+const std::vector<std::string> SlapdServer::allSchemas = {
+    "core", "cosine", "inetorgperson", "nis",    "collective",  "corba",    "duaconf",
+    "dsee", "java",   "misc",          "msuser", "namedobject", "openldap", "pmi"};
+
+SlapdServer::SlapdServer(Transport transport, const std::string &overlay,
+                         const std::vector<std::string> &schemas)
     : folder_(makeFolder("slapd")),
       uri_(transport == Transport::tcp ? freeTcpUri() : unixSocketUri(folder_ / "socket")) {
     try {
-        writeConfiguration(overlay);
+        writeConfiguration(overlay, schemas);
         start();
         waitUntilItAnswers();
         addTree();
@@ -54,13 +59,13 @@ SlapdServer::~SlapdServer() {
     stop();
 }
 
-void SlapdServer::writeConfiguration(const std::string &overlay) const {
+void SlapdServer::writeConfiguration(const std::string &overlay,
+                                     const std::vector<std::string> &schemas) const {
     std::filesystem::create_directory(folder_ / "data");
     std::ofstream file(folder_ / "slapd.conf");
-    file << "include /etc/ldap/schema/core.schema\n"
-         << "include /etc/ldap/schema/cosine.schema\n"
-         << "include /etc/ldap/schema/inetorgperson.schema\n"
-         << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n";
+    for (const std::string &schema : schemas)
+        file << "include /etc/ldap/schema/" << schema << ".schema\n";
+    file << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n";
     if (!overlay.empty())
         file << "moduleload " << overlay << "\n";
     file << "pidfile " << (folder_ / "pid").string() << "\n"

@@ -6,6 +6,7 @@
 #include <ldap.h>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace test {
 
@@ -16,10 +17,17 @@ class SlapdServer {
 
     enum class Transport { unixSocket, tcp };
 
+    // What the package has, in an order in which each finds what it refers to; but for dyngroup,
+    // which defines a macro that dsee has, too.
+    static const std::vector<std::string> allSchemas;
+
     // Starts the server with a small tree and, if it is named, an overlay (a module of Debian's
-    // package); throws std::runtime_error when it does not come up.
+    // package), and these schema files of the package; throws std::runtime_error when it does not
+    // come up.
     explicit SlapdServer(Transport transport = Transport::unixSocket,
-                         const std::string &overlay = {});
+                         const std::string &overlay = {},
+                         const std::vector<std::string> &schemas = {"core", "cosine",
+                                                                    "inetorgperson"});
     ~SlapdServer();
     SlapdServer(const SlapdServer &) = delete;
     SlapdServer &operator=(const SlapdServer &) = delete;
@@ -30,7 +38,8 @@ class SlapdServer {
     [[nodiscard]] LDAP *session() const;
 
   private:
-    void writeConfiguration(const std::string &overlay) const;
+    void writeConfiguration(const std::string &overlay,
+                            const std::vector<std::string> &schemas) const;
     void start();
     void waitUntilItAnswers() const;
     void addTree() const;

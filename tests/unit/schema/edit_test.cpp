@@ -417,7 +417,8 @@ TEST(SchemaEdits, OidsChanged) {
     std::mt19937 random(5); // NOLINT: the same each time
     for (int i = 0; i < 500; ++i) {
         std::string &oid = oids[random() % oids.size()];
-        const std::string changed = "1.2." + std::to_string(random() % 400) + "." + std::to_string(i);
+        const std::string changed =
+            "1.2." + std::to_string(random() % 400) + "." + std::to_string(i);
         Modifications fields;
         fields.strings(replace, "OID", {changed.c_str()});
         ASSERT_EQ(ldap_schema_modify(schema.get(), oid.c_str(), 0, fields.list()), LDAP_SUCCESS);

@@ -230,6 +230,9 @@ TEST_F(SchemaModify, ElementsInUseStay) {
     refuse(53, user,
            {remove(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )"}),
             add(kTypes, {"( 1.2.3 NAME 'mine' SUP name )"})});
+    refuse(53, user,
+           {remove(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )"}),
+            add(kTypes, {"( 1.2.3 NAME 'mine' SUP name )", "( 1.2.9 NAME 'alias' SUP name )"})});
     accept({remove(kTypes, {"( 1.2.3 NAME ( 'mine' 'alias' ) SUP name )"}),
             add(kTypes, {"( 1.2.3 NAME ( 'new' 'alias' ) SUP name )"})});
     EXPECT_EQ(server_.code(wire::compare(entry, "new;x-a", "1")), 6);

@@ -181,7 +181,8 @@ QLDAPX_API int ldap_schema_element_to_string(LDAPSchemaElement *element, char **
  *         form of a structure rule is set as "OC". A value that comes with a mod_type of no field
  *         is an extension's.
  *
- * Whether another element has the same OID or name is not looked at.
+ * Whether another element has the same OID or name is not looked at. A class that is given no kind
+ * is ABSTRACT.
  *
  * Result:
  *   LDAP_PARAM_ERROR  schema or fields is NULL, there is no such kind, or no such usage.
@@ -203,17 +204,21 @@ QLDAPX_API int ldap_schema_add(LDAPSchema *schema, unsigned int kind, LDAPMod **
  *                             stays, empty, when none is left: use LDAP_MOD_REPLACE without values.
  *           LDAP_MOD_REPLACE  the values take the place of those that were there.
  *
- * An element that was renamed is found under its old names until the schema is fetched again.
- * The bound of an attribute type's syntax cannot be changed: "SYNTAX" sets the text before it.
+ * An element that was renamed is found under its old names until the schema is fetched again, or a
+ * change of it fails. A structure rule whose "RULEID" changed stays in its place until the next
+ * edit of "NAME", addition or failed change among the structure rules, and until then rule ids may
+ * not be found. The bound of an attribute type's syntax cannot be changed: "SYNTAX" sets the text
+ * before it.
  *
  * Result:
  *   LDAP_PARAM_ERROR  schema, name or fields is NULL, there is no such kind, or no such usage.
  *   LDAP_NO_MEMORY    memory ran out, or an extension to add has no values.
- *   LDAP_LOCAL_ERROR  the description cannot be written, now or as it was, or would not be
- *                     understood when it is read again (a quote in "DESC").
+ *   LDAP_LOCAL_ERROR  the description cannot be written, now or as it was, or as it was it would
+ *                     not be understood when it is read again (a quote in "DESC").
  *   otherwise as ldap_schema_get_by_name.
  * After a failure the element is as it was, written and read again; its address may be another.
- * When its key was changed before the failure the process ends with an assertion.
+ * When fields changed its key before the failing one the process ends with an assertion, unless
+ * the new key would have left the element where it stands: change the key by a call of its own.
  */
 QLDAPX_API int ldap_schema_modify(LDAPSchema *schema, const char *name, unsigned int kind,
                                   LDAPMod **fields);

@@ -60,12 +60,14 @@ int noteReplacement(LDAPSchema &schema, LDAPSchemaElement &before, LDAPSchemaEle
     return result == LDAP_SUCCESS ? add_change(&schema, &addition) : result;
 }
 
-// Puts the copy back in the place of an element whose change failed half-way. A change of the key
-// that cannot be traced back is a programming error.
+// Puts the copy back in the place of an element whose change failed half-way. A key that was
+// changed before has to lead back to the element: that it does not is a programming error.
 int restore(LDAPSchema &schema, LDAPSchemaElement *changed, ElementPtr copy, int failure) {
     const unsigned kind = changed->kind;
     const char *key = keyOf(*changed);
-    if (key == nullptr || findKey(schema, kind, key, {0, schema.elementCount[kind]}) < 0)
+    const bool isKept = compareKeys(key, keyOf(*copy)) == 0;
+    const Range all = {0, schema.elementCount[kind]};
+    if (!isKept && (key == nullptr || findBetween(schema, kind, key, all) < 0))
         fail(lostElement);
     erase(schema, changed);
     const int firstName = schema.nameCount[kind];
@@ -89,8 +91,7 @@ QLDAPX_API int dup_element(LDAPSchemaElement *element, LDAPSchemaElement **copy)
     const LdapStringPtr description = printDescription(*element);
     if (description == nullptr)
         return LDAP_LOCAL_ERROR;
-    int code = 0;
-    made->record = parseDescription(element->kind, description.get(), &code);
+    made->record = parseDescription(element->kind, description.get()).record;
     *copy = made.release();
     return LDAP_SUCCESS;
 }

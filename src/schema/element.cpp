@@ -35,16 +35,18 @@ void releaseElement(LDAPSchemaElement *element) {
 }
 
 ElementPtr newElement(unsigned kind) {
-    auto *element = static_cast<LDAPSchemaElement *>(std::calloc(1, sizeof(LDAPSchemaElement)));
-    if (element != nullptr)
-        element->kind = kind;
-    return ElementPtr(element);
+    auto *made = static_cast<OwnElement *>(std::calloc(1, sizeof(OwnElement)));
+    if (made == nullptr)
+        return nullptr;
+    made->element.kind = kind;
+    return ElementPtr(&made->element);
 }
 
-void *parseDescription(unsigned kind, const char *text, int *code) {
-    *code = 0; // libldap's parsers leave it alone when all is well
+Parsed parseDescription(unsigned kind, const char *text) {
+    int code = 0; // libldap's parsers leave it alone when all is well
     const char *errorAt = nullptr;
-    return kinds[kind].parse(text, code, &errorAt, parserFlags);
+    void *record = kinds[kind].parse(text, &code, &errorAt, parserFlags);
+    return {record, code};
 }
 
 LdapStringPtr printDescription(const LDAPSchemaElement &element) {

@@ -10,6 +10,17 @@ namespace qldapx::schema {
 void releaseElement(LDAPSchemaElement *element);
 using ElementPtr = std::unique_ptr<LDAPSchemaElement, Releaser<releaseElement>>;
 
+// An element as this library makes it: what callers see, and beside it, what the store counts.
+struct OwnElement {
+    LDAPSchemaElement element;
+    std::int32_t indexed; // entries of the index of names that lead to it
+};
+
+// Only for elements that newElement() made, as all in the store are.
+inline std::int32_t &indexedOf(LDAPSchemaElement &element) {
+    return reinterpret_cast<OwnElement &>(element).indexed;
+}
+
 // What every record begins with.
 struct RecordHead {
     char *key; // the OID or rule id; NULL: none, which some servers' classes are without
@@ -36,8 +47,12 @@ inline char *keyOf(const LDAPSchemaElement &element) {
 // An element without a record, of no more than a kind; empty when memory ran out.
 ElementPtr newElement(unsigned kind);
 
-// Reads a description. Whatever a parser says beside a record, the record is handed out.
-void *parseDescription(unsigned kind, const char *text, int *code);
+// What a parser makes of a description: libldap's may give a record together with a code.
+struct Parsed {
+    void *record;
+    int code;
+};
+Parsed parseDescription(unsigned kind, const char *text);
 
 // Prints a description; empty when it cannot be printed or memory ran out.
 LdapStringPtr printDescription(const LDAPSchemaElement &element);

@@ -1,10 +1,12 @@
 // fences.h - copies of some keys of a sorted list of elements, close together in memory.
 //
 // A look at an element's key goes through three places of the heap, none of them in the cache of a
-// large schema. Most steps of a search are made on these copies instead; only the last few look
-// at elements. They are copies and not pointers, so that nothing points at a key that is changed.
+// large schema. Most steps of a search are made on these copies instead, without what all of them
+// begin with; only the last few look at elements. They are copies and not pointers, so that nothing
+// points at a key that is changed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 struct LDAPSchemaElement;
@@ -16,16 +18,12 @@ struct Range {
     int last;
 };
 
-// Every element before `start` has a key below or like `key`, those from `start` on one like or
-// above it.
-struct Fence {
-    const char *key;
-    std::int32_t start;
-};
-
 // Lies in zeroed memory. Without fences all searches take the whole list.
 class Fences {
   public:
+    // Elements between two fences and behind the second, at most.
+    static constexpr int closest = 32;
+
     // Over sorted elements, up to those without keys, once there are enough of them.
     void build(LDAPSchemaElement *const *elements, int count);
     void clear();
@@ -40,7 +38,16 @@ class Fences {
     bool areWorn() const { return moves_ > count_; }
 
   private:
-    Fence *fences_; // the keys lie behind them in the same block
+    int compare(const char *key, std::int32_t fence) const;
+    Range between(std::int32_t first, std::int32_t end, int count) const;
+
+    // Every element before starts_[i] has a key below or like the i-th fence, those from there on
+    // one like or above it. All lies in one block, which bytes_ begins.
+    std::uint64_t *bytes_; // the first ones of each fence's key behind the prefix
+    const char **keys_;    // the whole of it
+    std::int32_t *starts_;
+    const char *prefix_;
+    std::size_t prefixLength_;
     std::int32_t count_;
     std::int32_t moves_;
 };

@@ -46,15 +46,32 @@ int kindOf(const char *attribute) {
     return -1;
 }
 
+// The lists of one kind while they are read.
+class KindReader {
+  public:
+    KindReader(LDAPSchema &schema, unsigned kind) : schema_(schema), kind_(kind) {}
+
+    int readValues(const berval *values);
+    void sort() { qldapx::schema::sort(schema_, kind_, keys_, names_); }
+
+  private:
+    int readValue(const char *text);
+
+    LDAPSchema &schema_;
+    unsigned kind_;
+    Ranking keys_{Ranking::Case::Matters};
+    Ranking names_{Ranking::Case::Ignored};
+};
+
 int parseElement(LDAPSchema &schema, const char *text, unsigned kind) {
     ElementPtr element = newElement(kind);
     if (element == nullptr)
         return LDAP_NO_MEMORY;
-    int code = 0;
-    element->record = parseDescription(kind, text, &code);
-    if (code == LDAP_SCHERR_OUTOFMEM)
+    const Parsed parsed = parseDescription(kind, text);
+    element->record = parsed.record;
+    if (parsed.code == LDAP_SCHERR_OUTOFMEM)
         return LDAP_NO_MEMORY;
-    if (code != 0 || element->record == nullptr)
+    if (parsed.code != 0 || parsed.record == nullptr)
         return LDAP_LOCAL_ERROR;
     return append(schema, element);
 }
@@ -64,22 +81,36 @@ bool mayFail(unsigned kind) {
     return kind == LDAP_SCHEMA_ATTRIBUTE_TYPE || kind == LDAP_SCHEMA_OBJECT_CLASS;
 }
 
-int readValues(LDAPSchema &schema, unsigned kind, const berval *values) {
+int KindReader::readValue(const char *text) {
+    const int firstElement = schema_.elementCount[kind_];
+    const int firstName = schema_.nameCount[kind_];
+    const int result = parseElement(schema_, text, kind_);
+    for (int i = firstElement; i < schema_.elementCount[kind_]; ++i)
+        if (const char *key = keyOf(*schema_.elements[kind_][i]))
+            keys_.add(key, schema_.elements[kind_][i]);
+    for (int i = firstName; i < schema_.nameCount[kind_]; ++i)
+        names_.add(schema_.names[kind_][i].name, schema_.names[kind_][i].element);
+    return result;
+}
+
+int KindReader::readValues(const berval *values) {
     int count = 0;
     while (values[count].bv_val != nullptr)
         ++count;
-    if (!makeRoom(schema, kind, count, count))
+    if (!makeRoom(schema_, kind_, count, count))
         return LDAP_NO_MEMORY;
+    keys_.reserve(static_cast<std::size_t>(count));
+    names_.reserve(static_cast<std::size_t>(count));
     for (const berval *value = values; value->bv_val != nullptr; ++value) {
-        const int result = parseElement(schema, value->bv_val, kind);
-        if (result != LDAP_SUCCESS && !mayFail(kind))
+        const int result = readValue(value->bv_val);
+        if (result != LDAP_SUCCESS && !mayFail(kind_))
             return result;
     }
     return LDAP_SUCCESS;
 }
 
 // The values are read where they lie in the message, which saves a copy of each.
-int readEntry(LDAP *ld, LDAPMessage *entry, LDAPSchema &schema) {
+int readEntry(LDAP *ld, LDAPMessage *entry, KindReader (&readers)[kindCount]) {
     BorrowingElementPtr cursor;
     berval name = {};
     if (ldap_get_dn_ber(ld, entry, Out(cursor), &name) != LDAP_SUCCESS)
@@ -93,7 +124,7 @@ int readEntry(LDAP *ld, LDAPMessage *entry, LDAPSchema &schema) {
         const int kind = values == nullptr ? -1 : kindOf(name.bv_val);
         if (kind < 0)
             continue;
-        const int result = readValues(schema, static_cast<unsigned>(kind), values);
+        const int result = readers[kind].readValues(values);
         if (result != LDAP_SUCCESS)
             return result;
     }
@@ -140,12 +171,14 @@ QLDAPX_API int ldap_schema_fetch(LDAP *ld, LDAPSchema **schema, const char *dn) 
     // From here on a failure leaves the handle, not valid, with what was read: callers are used to
     // find it behind the pointer.
     LDAPSchema &store = *handle.release();
+    KindReader readers[kindCount] = {{store, 0}, {store, 1}, {store, 2}, {store, 3},
+                                     {store, 4}, {store, 5}, {store, 6}, {store, 7}};
     LDAPMessage *entry = ldap_first_entry(ld, result.get());
-    const int read = entry == nullptr ? LDAP_SUCCESS : readEntry(ld, entry, store);
+    const int read = entry == nullptr ? LDAP_SUCCESS : readEntry(ld, entry, readers);
     if (read != LDAP_SUCCESS)
         return read;
-    for (unsigned kind = 0; kind < kindCount; ++kind)
-        sort(store, kind);
+    for (KindReader &reader : readers)
+        reader.sort();
     store.mark = validMark;
     return LDAP_SUCCESS;
 }

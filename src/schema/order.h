@@ -21,6 +21,12 @@ inline int compareKeys(const char *a, const char *b) {
     return std::strcmp(a, b);
 }
 
+inline int compareElements(const LDAPSchemaElement &a, const LDAPSchemaElement &b) {
+    requireKind(a, orderedKind);
+    requireKind(b, orderedKind);
+    return compareKeys(keyOf(a), keyOf(b));
+}
+
 inline int compareKeyTo(const char *key, const LDAPSchemaElement &element) {
     requireKind(element, soughtKind);
     return compareKeys(key, keyOf(element));

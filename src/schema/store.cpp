@@ -1,8 +1,8 @@
 #include "schema/store.h"
 
-#include "schema/sort.h"
 #include "schema/strings.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -48,6 +48,22 @@ int placeBehindKey(LDAPSchemaElement *const *elements, int count, const char *ke
     });
 }
 
+// Between two fences: all keys are asked for at once, so that the processor waits for them
+// together.
+int findClose(LDAPSchemaElement *const *elements, Range range, const char *key) {
+    const char *keys[Fences::closest];
+    const int count = range.last - range.first;
+    for (int i = 0; i < count; ++i) {
+        const LDAPSchemaElement &element = *elements[range.first + i];
+        requireKind(element, soughtKind);
+        keys[i] = keyOf(element);
+        __builtin_prefetch(keys[i]);
+    }
+    const int place =
+        searchByHalves(keys, 0, count, [&](const char *other) { return compareKeys(key, other); });
+    return place < 0 ? -1 : range.first + place;
+}
+
 void noteInsertion(LDAPSchema &schema, unsigned kind, int place) {
     LDAPSchemaElement **elements = schema.elements[kind];
     schema.fences[kind].inserted(keyOf(*elements[place]), place);
@@ -55,37 +71,72 @@ void noteInsertion(LDAPSchema &schema, unsigned kind, int place) {
         schema.fences[kind].build(elements, schema.elementCount[kind]);
 }
 
-void sortElements(LDAPSchema &schema, unsigned kind) {
-    LDAPSchemaElement **first = schema.elements[kind];
-    LDAPSchemaElement **last = first + schema.elementCount[kind];
-    LDAPSchemaElement **keyless = std::partition(first, last, [](const LDAPSchemaElement *element) {
-        requireKind(*element, orderedKind);
-        return keyOf(*element) != nullptr;
-    });
-    sortByText<ByteOrder>(first, static_cast<std::size_t>(keyless - first),
-                          [](const LDAPSchemaElement *element) { return keyOf(*element); });
-    schema.fences[kind].build(first, schema.elementCount[kind]);
+// As the ranking says, or, where it could not rank all keys, by comparing them.
+void sortElements(LDAPSchema &schema, unsigned kind, Ranking &keys) {
+    LDAPSchemaElement **elements = schema.elements[kind];
+    const int count = schema.elementCount[kind];
+    const bool isRanked = keys.sort(count);
+    for (int i = 0; isRanked && i < count; ++i)
+        elements[i] = keys[i].element;
+    if (!isRanked)
+        std::sort(elements, elements + count,
+                  [](const LDAPSchemaElement *a, const LDAPSchemaElement *b) {
+                      return compareElements(*a, *b) < 0;
+                  });
+    schema.fences[kind].build(elements, count);
     schema.isUnsorted[kind] = false;
 }
 
-void sortNames(LDAPSchema &schema, unsigned kind) {
-    sortByText<CaseIgnoreOrder>(schema.names[kind],
-                                static_cast<std::size_t>(schema.nameCount[kind]),
-                                [](const NameEntry &entry) { return entry.name; });
+void sortAnew(LDAPSchema &schema, unsigned kind) {
+    Ranking keys(Ranking::Case::Matters);
+    for (int i = 0; i < schema.elementCount[kind]; ++i)
+        if (const char *key = keyOf(*schema.elements[kind][i]))
+            keys.add(key, schema.elements[kind][i]);
+    sortElements(schema, kind, keys);
 }
 
-// An element that was renamed has entries under names that it no longer carries, so all entries
-// are looked at.
-void eraseNames(LDAPSchema &schema, const LDAPSchemaElement *element) {
-    NameEntry *first = schema.names[element->kind];
-    std::int32_t &count = schema.nameCount[element->kind];
-    NameEntry *end = std::remove_if(first, first + count, [&](const NameEntry &entry) {
-        if (entry.element != element)
-            return false;
-        std::free(entry.name);
-        return true;
-    });
-    count = static_cast<std::int32_t>(end - first);
+void sortNames(LDAPSchema &schema, unsigned kind, Ranking &names) {
+    NameEntry *entries = schema.names[kind];
+    const int count = schema.nameCount[kind];
+    const bool isRanked = names.sort(count);
+    for (int i = 0; isRanked && i < count; ++i)
+        entries[i] = {names[i].element, const_cast<char *>(names[i].text)};
+    if (!isRanked)
+        std::sort(entries, entries + count, [](const NameEntry &a, const NameEntry &b) {
+            return compareNameTo(a.name, b) < 0;
+        });
+}
+
+void eraseName(LDAPSchema &schema, unsigned kind, int place) {
+    NameEntry *entry = schema.names[kind] + place;
+    --indexedOf(*entry->element);
+    std::free(entry->name);
+    std::memmove(entry, entry + 1,
+                 static_cast<std::size_t>(--schema.nameCount[kind] - place) * sizeof *entry);
+}
+
+// Where an element is indexed under a name, among others of that name; -1: nowhere.
+int findEntry(const LDAPSchema &schema, const LDAPSchemaElement *element, const char *name) {
+    const NameEntry *entries = schema.names[element->kind];
+    int place = placeBehind(entries, schema.nameCount[element->kind],
+                            [&](const NameEntry &entry) { return compareNameTo(name, entry); });
+    while (place-- > 0 && compareNameTo(name, entries[place]) == 0)
+        if (entries[place].element == element)
+            return place;
+    return -1;
+}
+
+// The entries of other elements under the same names stay.
+void eraseNames(LDAPSchema &schema, LDAPSchemaElement *element) {
+    for (char **name = headOf(*element).names; name != nullptr && *name != nullptr; ++name) {
+        const int place = findEntry(schema, element, *name);
+        if (place >= 0)
+            eraseName(schema, element->kind, place);
+    }
+    // An element that was renamed is indexed under the names that it had.
+    for (int place = schema.nameCount[element->kind]; indexedOf(*element) > 0;)
+        if (schema.names[element->kind][--place].element == element)
+            eraseName(schema, element->kind, place);
 }
 
 } // namespace
@@ -110,6 +161,7 @@ int append(LDAPSchema &schema, ElementPtr &element) {
         if (copy == nullptr)
             return LDAP_NO_MEMORY;
         schema.names[kind][schema.nameCount[kind]++] = {added, copy};
+        ++indexedOf(*added);
     }
     return LDAP_SUCCESS;
 }
@@ -137,16 +189,16 @@ int placeOf(const LDAPSchema &schema, const LDAPSchemaElement *element) {
     return static_cast<int>(std::find(elements, elements + count, element) - elements);
 }
 
-void sort(LDAPSchema &schema, unsigned kind) {
-    sortElements(schema, kind);
-    sortNames(schema, kind);
+void sort(LDAPSchema &schema, unsigned kind, Ranking &keys, Ranking &names) {
+    sortElements(schema, kind, keys);
+    sortNames(schema, kind, names);
 }
 
 void settle(LDAPSchema &schema, unsigned kind, int firstName) {
     LDAPSchemaElement **elements = schema.elements[kind];
     const int last = schema.elementCount[kind] - 1;
     if (schema.isUnsorted[kind]) {
-        sortElements(schema, kind);
+        sortAnew(schema, kind);
     } else {
         const int place = placeBehindKey(elements, last, keyOf(*elements[last]));
         moveLastTo(elements, last + 1, place);
@@ -161,7 +213,7 @@ void settle(LDAPSchema &schema, unsigned kind, int firstName) {
 
 void replace(LDAPSchema &schema, unsigned kind, int place) {
     if (schema.isUnsorted[kind])
-        return sortElements(schema, kind);
+        return sortAnew(schema, kind);
     LDAPSchemaElement **elements = schema.elements[kind];
     const int count = schema.elementCount[kind];
     std::rotate(elements + place, elements + place + 1, elements + count);
@@ -171,15 +223,18 @@ void replace(LDAPSchema &schema, unsigned kind, int place) {
     noteInsertion(schema, kind, target);
 }
 
-int findKey(const LDAPSchema &schema, unsigned kind, const char *key, Range range) {
+int findKey(const LDAPSchema &schema, unsigned kind, const char *key) {
+    const int count = schema.elementCount[kind];
+    const Range range = schema.fences[kind].around(key, count);
+    return range.last - range.first <= Fences::closest
+               ? findClose(schema.elements[kind], range, key)
+               : findBetween(schema, kind, key, range);
+}
+
+int findBetween(const LDAPSchema &schema, unsigned kind, const char *key, Range range) {
     return searchByHalves(
         schema.elements[kind], range.first, range.last,
         [&](const LDAPSchemaElement *element) { return compareKeyTo(key, *element); });
-}
-
-int findKey(const LDAPSchema &schema, unsigned kind, const char *key) {
-    const int count = schema.elementCount[kind];
-    return findKey(schema, kind, key, schema.fences[kind].around(key, count));
 }
 
 } // namespace qldapx::schema

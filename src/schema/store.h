@@ -4,6 +4,7 @@
 
 #include "schema/fences.h"
 #include "schema/order.h"
+#include "schema/ranking.h"
 
 namespace qldapx::schema {
 
@@ -47,15 +48,15 @@ void erase(LDAPSchema &schema, LDAPSchemaElement *element);
 // Where an element stands in its list.
 int placeOf(const LDAPSchema &schema, const LDAPSchemaElement *element);
 
-// Restores the order of both lists, wholly or ...
-void sort(LDAPSchema &schema, unsigned kind);
+// Brings both lists into order, after a fetch ranked their texts, or ...
+void sort(LDAPSchema &schema, unsigned kind, Ranking &keys, Ranking &names);
 // ... after an element was appended, the names from `firstName` on with it, or ...
 void settle(LDAPSchema &schema, unsigned kind, int firstName);
 // ... after the key of the element at a place changed.
 void replace(LDAPSchema &schema, unsigned kind, int place);
 
-// The place of an element of this key within a range of the list; -1: none.
-int findKey(const LDAPSchema &schema, unsigned kind, const char *key, Range range);
+// The place of an element of this key, in the whole list or a part of it; -1: none.
 int findKey(const LDAPSchema &schema, unsigned kind, const char *key);
+int findBetween(const LDAPSchema &schema, unsigned kind, const char *key, Range range);
 
 } // namespace qldapx::schema

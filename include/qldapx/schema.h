@@ -176,10 +176,11 @@ QLDAPX_API int ldap_schema_element_to_string(LDAPSchemaElement *element, char **
  * ldap_schema_add - adds an element to the handle and notes the addition.
  *
  * kind:   LDAP_SCHEMA_...
- * fields: its fields, ended by NULL: mod_type is a keyword of ldap_schema_get_field_names or
- *         "USAGE", mod_values are its values; mod_op is not looked at. They are only read. The name
- *         form of a structure rule is set as "OC". A value that comes with a mod_type of no field
- *         is an extension's.
+ * fields: its fields, ended by NULL: mod_type is a keyword as ldap_schema_get_field_names lists
+ *         them, mod_values (strings) are its values; mod_op is not looked at. They are only read.
+ *         The usage is set as "USAGE" with one of the four words as its value, the name form of a
+ *         structure rule as "OC". Any other mod_type that is no keyword of the kind, the words of
+ *         the usage and "FORM" among them, is taken for the name of an extension.
  *
  * Whether another element has the same OID or name is not looked at. A class that is given no kind
  * is ABSTRACT.

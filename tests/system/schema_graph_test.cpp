@@ -18,7 +18,8 @@ constexpr const char *sample = "attributeTypes: ( 1.1.1 NAME 'tint' DESC 'its co
                                "objectClasses: ( 1.2.2 NAME 'box' SUP top STRUCTURAL MAY size )\n"
                                "objectClasses: ( 1.2.3 NAME 'crate' SUP box DESC 'large' )\n"
                                "objectClasses: ( 1.2.4 NAME 'lid' SUP top AUXILIARY )\n"
-                               "dITContentRules: ( 1.2.3 NAME 'crateRule' AUX lid )\n";
+                               "dITContentRules: ( 1.2.3 NAME 'crateRule' AUX lid MAY hue "
+                               "NOT size )\n";
 
 class SchemaGraph : public testing::Test {
   protected:
@@ -72,7 +73,8 @@ TEST_F(SchemaGraph, DrawsTheClassesAskedFor) {
 TEST_F(SchemaGraph, DrawsWhatAnEntryHolds) {
     const std::string dot = draw(sample, {"crate", "--with", "attributes"}).out;
     EXPECT_THAT(dot, AllOf(HasSubstr("<B>tint *</B>"), HasSubstr(">size<"),
-                           HasSubstr("content rule crateRule"), HasSubstr(">lid<"),
+                           HasSubstr(">crateRule</FONT></B><BR/>content rule<"), HasSubstr(">hue<"),
+                           HasSubstr("<S>size</S>"), HasSubstr(">lid<"),
                            HasSubstr("TOOLTIP=\"1.1.1: its colour\"")));
     EXPECT_THAT(draw(sample, {"--with", "must"}).out,
                 AllOf(HasSubstr("/>tint<"), Not(HasSubstr("/>size<"))));

@@ -8,12 +8,19 @@
 namespace qldapx {
 namespace {
 
-std::string attributeCell(const Model &model, const std::string &name, bool must) {
+/** What a class or content rule says of attributes, and how a picture shows it. */
+struct Rule {
+    const char *keyword;
+    const char *shape; // {} is the name
+};
+constexpr Rule rules[] = {{"MUST", "<B>{} *</B>"}, {"MAY", "{}"}, {"NOT", "<S>{}</S>"}};
+
+std::string attributeCell(const Model &model, const std::string &name, const Rule &rule) {
     const Element *type = model.resolve(Kind::Attribute, name);
     const std::string tip = type == nullptr ? "unknown here" : tooltipOf(*type);
     const std::string shown = dotMarkup(type == nullptr ? name : type->title());
     return fmt::format("<TD BORDER=\"0\" ALIGN=\"LEFT\" HREF=\"#\" TOOLTIP=\"{}\">{}</TD>",
-                       dotMarkupAttribute(tip), must ? fmt::format("<B>{} *</B>", shown) : shown);
+                       dotMarkupAttribute(tip), fmt::format(fmt::runtime(rule.shape), shown));
 }
 
 std::vector<std::string> sortedNames(std::vector<std::string> names) {
@@ -23,17 +30,16 @@ std::vector<std::string> sortedNames(std::vector<std::string> names) {
     return names;
 }
 
-/** A class with its own attributes, those that it requires first. */
+/** A class or content rule with its own attributes, those that it requires first. */
 std::string record(const Model &model, const std::string &id, const Element &element,
-                   const char *remark) {
+                   const ClassLook &look, const char *remark) {
     constexpr std::size_t rowsOfColumn = 12;
     std::vector<std::string> cells;
-    for (const bool must : {true, false})
-        for (const std::string &name : sortedNames(element.values(must ? "MUST" : "MAY")))
-            cells.push_back(attributeCell(model, name, must));
+    for (const Rule &rule : rules)
+        for (const std::string &name : sortedNames(element.values(rule.keyword)))
+            cells.push_back(attributeCell(model, name, rule));
     const std::size_t columns =
         std::max<std::size_t>(1, (cells.size() + rowsOfColumn - 1) / rowsOfColumn);
-    const ClassLook &look = lookOf(element);
     return fmt::format("  {} [tooltip=\"{}\", label=<<TABLE BORDER=\"1\" STYLE=\"{}\" "
                        "CELLBORDER=\"0\" CELLSPACING=\"0\" CELLPADDING=\"3\">\n"
                        "<TR><TD COLSPAN=\"{}\" BORDER=\"1\" SIDES=\"B\" BGCOLOR=\"{}\">"
@@ -55,10 +61,12 @@ class EntryGraph {
     }
 
     std::string text(const std::string &title) {
-        std::string text = graphStart(title) + fmt::format("  legend [sortv=1, label=<{}>];\n",
-                                                           legendTable("<B>bold *</B>: required"));
+        std::string text =
+            graphStart(title) +
+            fmt::format("  legend [sortv=1, label=<{}>];\n",
+                        legendTable("<B>bold *</B>: required<BR/><S>struck</S>: not allowed"));
         for (const Element *each : classes_)
-            text += record(model_, ids_.at(each), *each, "") + edges(*each);
+            text += record(model_, ids_.at(each), *each, lookOf(*each), "") + edges(*each);
         return text + contentRules() + "}\n";
     }
 
@@ -70,24 +78,33 @@ class EntryGraph {
         return text;
     }
 
-    /** The auxiliary classes that an entry may have besides, and what the rule itself says. */
+    /** What the rule itself says, and the auxiliary classes that an entry may have besides. */
     std::string contentRules() {
         std::string text;
-        for (const Element *rule : model_.find(Kind::ContentRule, element_.key))
+        for (const Element *rule : model_.find(Kind::ContentRule, element_.key)) {
+            const std::string id = fmt::format("r{}", rules_++);
+            text += record(model_, id, *rule, ruleLook, "") + side(ids_.at(&element_), id);
             for (const std::string &name : rule->values("AUX"))
                 if (const Element *auxiliary = model_.resolve(Kind::Class, name))
-                    text += auxiliaryNode(*auxiliary, *rule);
+                    text += auxiliaryNode(*auxiliary, id);
+        }
         return text;
     }
 
-    std::string auxiliaryNode(const Element &auxiliary, const Element &rule) {
-        const auto [id, isNew] = ids_.emplace(&auxiliary, fmt::format("c{}", ids_.size()));
-        std::string text = isNew ? record(model_, id->second, auxiliary, ", may be added") : "";
-        return text + fmt::format("  {} -> {} [style=dashed, arrowtail=none, "
-                                  "label=\"content rule {}\"];\n",
-                                  ids_.at(&element_), id->second, dotQuoted(rule.title()));
+    static std::string side(const std::string &from, const std::string &to) {
+        return fmt::format("  {} -> {} [style=dashed, arrowtail=none];\n", from, to);
     }
 
+    std::string auxiliaryNode(const Element &auxiliary, const std::string &rule) {
+        const auto [id, isNew] = ids_.emplace(&auxiliary, fmt::format("c{}", ids_.size()));
+        const std::string node =
+            isNew ? record(model_, id->second, auxiliary, lookOf(auxiliary), ", may be added") : "";
+        return node + side(rule, id->second);
+    }
+
+    static constexpr ClassLook ruleLook = {"", "content rule", "#fdf3d0", "dashed"};
+
+    std::size_t rules_ = 0;
     const Model &model_;
     const Element &element_;
     std::vector<const Element *> classes_;

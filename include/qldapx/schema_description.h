@@ -42,8 +42,9 @@ QLDAPX_API void ldap_ditcontentrule_free(LDAPContentRule *rule);
  * text:    the description; NULL: LDAP_SCHERR_EMPTY.
  * code:    receives 0 or an LDAP_SCHERR_... code; ldap_scherr2str has a text for it.
  * errorAt: receives where in text the reading stopped, after a failure; text after a success.
- * flags:   LDAP_SCHEMA_ALLOW_...: with ALLOW_NO_OID the rule id may be missing (then sr_ruleid is
- *          NULL) or a word, which is skipped; with ALLOW_QUOTED it may stand in quotes, as may
+ * flags:   LDAP_SCHEMA_ALLOW_...: with ALLOW_NO_OID the rule id may be missing in front of "NAME",
+ *          "DESC", "OBSOLETE" or an extension; any other word there is taken for one and skipped;
+ *          sr_ruleid is NULL then. With ALLOW_QUOTED it may stand in quotes, as may
  *          those of SUP, which the printer writes so.
  *
  * A list of rule ids may have "$" between them, as a list of OIDs has, or blanks alone, as RFC 4512

@@ -20,8 +20,6 @@ bool makeRoom(LDAPSchema &schema) {
         std::realloc(schema.changes, static_cast<std::size_t>(wanted) * sizeof(LDAPMod *)));
     if (grown == nullptr)
         return false;
-    // What had no NULL behind it before has one now, should nothing be added after all.
-    grown[schema.changeCount] = nullptr;
     schema.changes = grown;
     schema.changeCapacity = wanted;
     return true;

@@ -91,8 +91,7 @@ QLDAPX_API int dup_element(LDAPSchemaElement *element, LDAPSchemaElement **copy)
     const LdapStringPtr description = printDescription(*element);
     if (description == nullptr)
         return LDAP_LOCAL_ERROR;
-    int code = 0;
-    made->record = parseDescription(element->kind, description.get(), &code);
+    made->record = parseDescription(element->kind, description.get()).record;
     *copy = made.release();
     return LDAP_SUCCESS;
 }

@@ -42,10 +42,11 @@ ElementPtr newElement(unsigned kind) {
     return ElementPtr(&made->element);
 }
 
-void *parseDescription(unsigned kind, const char *text, int *code) {
-    *code = 0; // libldap's parsers leave it alone when all is well
+Parsed parseDescription(unsigned kind, const char *text) {
+    int code = 0; // libldap's parsers leave it alone when all is well
     const char *errorAt = nullptr;
-    return kinds[kind].parse(text, code, &errorAt, parserFlags);
+    void *record = kinds[kind].parse(text, &code, &errorAt, parserFlags);
+    return {record, code};
 }
 
 LdapStringPtr printDescription(const LDAPSchemaElement &element) {

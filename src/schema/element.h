@@ -47,8 +47,12 @@ inline char *keyOf(const LDAPSchemaElement &element) {
 // An element without a record, of no more than a kind; empty when memory ran out.
 ElementPtr newElement(unsigned kind);
 
-// Reads a description. Whatever a parser says beside a record, the record is handed out.
-void *parseDescription(unsigned kind, const char *text, int *code);
+// What a parser makes of a description: libldap's may give a record together with a code.
+struct Parsed {
+    void *record;
+    int code;
+};
+Parsed parseDescription(unsigned kind, const char *text);
 
 // Prints a description; empty when it cannot be printed or memory ran out.
 LdapStringPtr printDescription(const LDAPSchemaElement &element);

@@ -67,11 +67,11 @@ int parseElement(LDAPSchema &schema, const char *text, unsigned kind) {
     ElementPtr element = newElement(kind);
     if (element == nullptr)
         return LDAP_NO_MEMORY;
-    int code = 0;
-    element->record = parseDescription(kind, text, &code);
-    if (code == LDAP_SCHERR_OUTOFMEM)
+    const Parsed parsed = parseDescription(kind, text);
+    element->record = parsed.record;
+    if (parsed.code == LDAP_SCHERR_OUTOFMEM)
         return LDAP_NO_MEMORY;
-    if (code != 0 || element->record == nullptr)
+    if (parsed.code != 0 || parsed.record == nullptr)
         return LDAP_LOCAL_ERROR;
     return append(schema, element);
 }

@@ -213,7 +213,8 @@ TEST_F(SchemaEdit, ARefusalNamesTheElement) {
     const Json error = Json::parse(err.substr(err.find("{\"error\"")))["error"];
     EXPECT_EQ(error["code"], 53);
     EXPECT_EQ(error["object"], "b");
-    EXPECT_EQ(error["reason"], "object class b (1.2.9) is not added, nor is anything else");
+    EXPECT_EQ(error["reason"], "object class b (1.2.9) is not added");
+    EXPECT_THAT(error["hint"].get<std::string>(), HasSubstr("look at what is there now"));
 }
 
 TEST_F(SchemaEdit, RightsAreNeeded) {

@@ -2,8 +2,10 @@
 #include "modifications.h"
 #include "schema/samples.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <qldapx/schema_element.h>
+#include <random>
 
 namespace qldapx_test {
 namespace {
@@ -352,6 +354,81 @@ TEST(SchemaDelete, OneOfMany) {
                 ASSERT_EQ(find(schema, 0, (key + std::to_string(i)).c_str()) == nullptr, isGone);
         }
     }
+}
+
+// Of several elements with one OID the one that is meant goes.
+TEST(SchemaDelete, OneOfThoseWithAnOid) {
+    for (const char *gone : {"a", "b", "c"}) {
+        const SchemaPtr schema =
+            fetched(0, {"( 1.2 NAME 'a' )", "( 1.2 NAME 'b' )", "( 1.2 NAME 'c' )"});
+        EXPECT_EQ(ldap_schema_delete(schema.get(), 0, gone), LDAP_SUCCESS);
+        for (const char *name : {"a", "b", "c"})
+            EXPECT_EQ(find(schema, 0, name) == nullptr, std::string(name) == gone);
+        EXPECT_EQ(listed(schema, 0).size(), 2U);
+        EXPECT_THAT(listed(schema, 0),
+                    testing::Not(testing::Contains(testing::HasSubstr(std::string("'") + gone))));
+    }
+}
+
+// Large lists stay searchable while elements come in between the others and leave again.
+TEST(SchemaEdits, AmongMany) {
+    std::vector<std::string> oids, values;
+    for (int i = 100; i < 300; ++i) {
+        oids.push_back("1.2." + std::to_string(i));
+        values.push_back("( " + oids.back() + " )");
+    }
+    const SchemaPtr schema = fetched(0, values);
+    const auto expectAll = [&] {
+        for (const std::string &oid : oids)
+            ASSERT_NE(find(schema, 0, oid.c_str()), nullptr) << oid;
+        ASSERT_EQ(ldap_schema_get_count(schema.get(), 0), static_cast<int>(oids.size()));
+        ASSERT_EQ(find(schema, 0, "1.2.1"), nullptr);
+        ASSERT_EQ(find(schema, 0, "1.2.9"), nullptr);
+    };
+    const auto added = [&](const std::string &oid) {
+        Modifications fields;
+        fields.strings(add, "OID", {oid.c_str()});
+        ASSERT_EQ(ldap_schema_add(schema.get(), 0, fields.list()), LDAP_SUCCESS);
+        oids.push_back(oid);
+        expectAll();
+    };
+    for (int i = 100; i < 300; i += 7)
+        for (const char *more : {".1", ".0", "5"})
+            added("1.2." + std::to_string(i) + more);
+    for (const char *oid : {"0.1", "1.1", "1.3", "9.9", "1.2"})
+        added(oid);
+    std::shuffle(oids.begin(), oids.end(), std::mt19937(3)); // NOLINT: the same each time
+    while (oids.size() > 20) {
+        ASSERT_EQ(ldap_schema_delete(schema.get(), 0, oids.back().c_str()), LDAP_SUCCESS);
+        ASSERT_EQ(find(schema, 0, oids.back().c_str()), nullptr);
+        oids.pop_back();
+        expectAll();
+    }
+}
+
+// An OID that is changed again and again, through all places.
+TEST(SchemaEdits, OidsChanged) {
+    std::vector<std::string> oids, values;
+    for (int i = 100; i < 300; ++i) {
+        oids.push_back("1.2." + std::to_string(i));
+        values.push_back("( " + oids.back() + " )");
+    }
+    const SchemaPtr schema = fetched(0, values);
+    std::mt19937 random(5); // NOLINT: the same each time
+    for (int i = 0; i < 500; ++i) {
+        std::string &oid = oids[random() % oids.size()];
+        const std::string changed = "1.2." + std::to_string(random() % 400) + "." + std::to_string(i);
+        Modifications fields;
+        fields.strings(replace, "OID", {changed.c_str()});
+        ASSERT_EQ(ldap_schema_modify(schema.get(), oid.c_str(), 0, fields.list()), LDAP_SUCCESS);
+        ASSERT_EQ(find(schema, 0, oid.c_str()), nullptr);
+        oid = changed;
+        for (const std::string &other : oids)
+            ASSERT_NE(find(schema, 0, other.c_str()), nullptr) << other;
+    }
+    std::sort(oids.begin(), oids.end());
+    for (std::size_t i = 0; i < oids.size(); ++i)
+        ASSERT_EQ(elementAt(schema, 0, static_cast<int>(i)), find(schema, 0, oids[i].c_str()));
 }
 
 TEST(SchemaSave, NothingIsNotSent) {

@@ -113,10 +113,12 @@ TEST(SchemaFetch, AsksForTheDnThenForTheAttributes) {
 TEST(SchemaFetch, TakesTheDnThatIsGiven) {
     ScriptedPeer peer({subentryAnswer({})});
     LDAPSchema *schema = nullptr;
+    const int limit = 9;
+    ldap_set_option(peer.session(), LDAP_OPT_SIZELIMIT, &limit);
     EXPECT_EQ(ldap_schema_fetch(peer.session(), &schema, "cn=given"), LDAP_SUCCESS);
     EXPECT_EQ(ldap_schema_free(schema), LDAP_SUCCESS);
     ASSERT_EQ(peer.received().size(), 1U);
-    EXPECT_EQ(toHex(peer.received()[0]), toHex(schemaSearch(1, "cn=given")));
+    EXPECT_EQ(toHex(peer.received()[0]), toHex(schemaSearch(1, "cn=given", limit)));
 }
 
 TEST(SchemaFetch, RefusalComesThrough) {

@@ -82,17 +82,18 @@ bool takesOids(Kind kind, std::string_view word) {
 
 /** The description without quotes around OIDs; libldap takes them in some places only. */
 std::string withBareOids(Kind kind, const std::string &text) {
+    constexpr const char *separators = " \t\n()'";
     std::string result;
     bool bare = false; // behind a keyword of OIDs
     for (std::size_t i = 0; i < text.size();) {
         const std::size_t quote = text[i] == '\'' ? text.find('\'', i + 1) : std::string::npos;
-        const std::size_t end = quote != std::string::npos ? quote + 1
-                                : std::min(text.find_first_of(" \t\n()'", i + 1), text.size());
+        const std::size_t gap = std::min(text.find_first_of(separators, i), text.size());
+        const std::size_t end = quote != std::string::npos ? quote + 1 : std::max(gap, i + 1);
         const std::string word = text.substr(i, end - i);
         i = end;
         const bool isQuoted = quote != std::string::npos;
         const std::string inner = isQuoted ? word.substr(1, word.size() - 2) : word;
-        const bool isOne = !inner.empty() && inner.find_first_of(" \t\n()'") == std::string::npos;
+        const bool isOne = !inner.empty() && inner.find_first_of(separators) == std::string::npos;
         result += isQuoted && bare && isOne ? inner : word;
         if (!isQuoted && (keywordOf(kind, word) != nullptr || isExtension(word)))
             bare = takesOids(kind, word);

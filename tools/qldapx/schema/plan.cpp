@@ -66,7 +66,8 @@ constexpr std::array advice = {
     Advice{LDAP_CONSTRAINT_VIOLATION, "another element may have the name: qldapx schema show"},
     Advice{LDAP_UNWILLING_TO_PERFORM,
            "what the element names must be there, nothing may use what goes, and standard elements "
-           "stay as they are: qldapx schema show says who uses it"},
+           "stay as they are; some servers change no element that another one names: qldapx schema "
+           "show says who does"},
 };
 
 bool isWordCharacter(char c) {
@@ -139,13 +140,15 @@ Failure Plan::explained(const Failure &failure) const {
     for (const PlannedChange &change : changes_)
         if (changes_.size() == 1 || mentions(problem.diagnostic, subjectOf(change))) {
             problem.object = subjectOf(change).title();
-            problem.reason = subjectOf(change).label() + " is not " + verbOf(change) +
-                             (changes_.size() == 1 ? "" : ", nor is anything else");
+            problem.reason = subjectOf(change).label() + " is not " + verbOf(change);
             break;
         }
     for (const Advice &row : advice)
         if (row.code == problem.code)
             problem.hint = row.hint;
+    if (lines_.size() > 1)
+        problem.hint +=
+            "; not every server takes back the whole request: look at what is there now";
     return Failure(std::move(problem));
 }
 

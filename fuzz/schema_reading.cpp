@@ -5,6 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <string>
+#include <strings.h>
 
 namespace qldapx_fuzz {
 
@@ -22,10 +23,20 @@ bool lacksExtensions(const LDAPSchemaElement &element) {
     return element.kind == LDAP_SCHEMA_NAME_FORM || element.kind == LDAP_SCHEMA_DIT_CONTENT_RULE;
 }
 
+// Given as an extension's name, it would be one that is listed and not given.
+bool isUsage(const char *name) {
+    for (const char *usage :
+         {"userApplications", "directoryOperation", "distributedOperation", "dSAOperation"})
+        if (strcasecmp(name, usage) == 0)
+            return true;
+    return false;
+}
+
 void readField(LDAPSchemaElement *element, const char *name) {
     char **values = nullptr;
     int result = ldap_schema_get_field_values(element, name, &values);
-    const bool isNotGiven = result == LDAP_NO_SUCH_ATTRIBUTE && lacksExtensions(*element);
+    const bool isNotGiven =
+        result == LDAP_NO_SUCH_ATTRIBUTE && (lacksExtensions(*element) || isUsage(name));
     require(result == LDAP_SUCCESS || isNotGiven, "a listed field is not there");
     require((values != nullptr) == (result == LDAP_SUCCESS), "values and result do not agree");
     freeAll(values);

@@ -1,12 +1,14 @@
 // What comes from a server's schema: the entry, and a description that the library reads itself.
 #include "answered_session.h"
 #include "heap_watch.h"
+#include "peered_session.h"
 #include "schema_reading.h"
 #include "support/ldap_message.h"
 #include "targets.h"
 
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 namespace qldapx_fuzz {
 
@@ -68,6 +70,61 @@ void requireSameAgain(const LDAPDITStructureRule &rule, const Bytes &printed, un
     require(equal(rule, *again), "what is printed reads otherwise");
 }
 
+using ElementPtr = std::unique_ptr<BerElement, decltype([](BerElement *ber) { ber_free(ber, 0); })>;
+using ValuesPtr = std::unique_ptr<berval, decltype([](berval *values) { ber_memfree(values); })>;
+
+// As the library has them read.
+constexpr unsigned lenient = LDAP_SCHEMA_ALLOW_NO_OID | LDAP_SCHEMA_ALLOW_QUOTED |
+                             LDAP_SCHEMA_ALLOW_DESCR | LDAP_SCHEMA_ALLOW_DESCR_PREFIX;
+
+// libldap's parsers lose the name of an extension whose values they cannot read.
+bool losesExtension(std::string_view attribute, const char *text) {
+    int code = 0;
+    const char *where = nullptr;
+    bool isRead = true;
+    if (attribute == "attributeTypes") {
+        LDAPAttributeType *type = ldap_str2attributetype(text, &code, &where, lenient);
+        isRead = type != nullptr; // without a code, now and then
+        if (isRead)
+            ldap_attributetype_free(type);
+    } else if (attribute == "objectClasses") {
+        LDAPObjectClass *entryClass = ldap_str2objectclass(text, &code, &where, lenient);
+        isRead = entryClass != nullptr;
+        if (isRead)
+            ldap_objectclass_free(entryClass);
+    }
+    return (!isRead || code != 0) && strcasestr(text, "X-") != nullptr;
+}
+
+bool losesExtension(LDAP *ld, LDAPMessage *entry) {
+    BerElement *cursor = nullptr;
+    berval name{}, *values = nullptr;
+    if (entry == nullptr || ldap_get_dn_ber(ld, entry, &cursor, &name) != LDAP_SUCCESS)
+        return false;
+    const ElementPtr owner(cursor);
+    while (ldap_get_attribute_ber(ld, entry, cursor, &name, &values) == LDAP_SUCCESS &&
+           name.bv_val != nullptr) {
+        const ValuesPtr list(values);
+        for (berval *value = values; value != nullptr && value->bv_val != nullptr; ++value)
+            if (losesExtension(name.bv_val, value->bv_val))
+                return true;
+    }
+    return false;
+}
+
+bool losesExtension(const Bytes &entry) {
+    const Unwatched pause;
+    AnsweredSession session({entry, qldapx_test::searchDone(0)});
+    if (session.get() == nullptr)
+        return false;
+    LDAPMessage *found = nullptr;
+    ldap_search_ext_s(session.get(), "cn=schema", LDAP_SCOPE_BASE, nullptr, nullptr, 0, nullptr,
+                      nullptr, nullptr, LDAP_NO_LIMIT, &found);
+    const MessagePtr owner(found);
+    return found != nullptr &&
+           losesExtension(session.get(), ldap_first_entry(session.get(), found));
+}
+
 // The result of the fetch.
 int fetchAndRead(const Bytes &entry) {
     AnsweredSession session({entry, qldapx_test::searchDone(0)});
@@ -100,10 +157,11 @@ void runStructureRule(const Target & /*target*/, const Bytes &bytes) {
 
 void runSchemaEntry(const Target & /*target*/, const Bytes &bytes) {
     prepareSessions();
+    const bool isLost = losesExtension(bytes);
     HeapWatch watch(bytes.size());
     // What was read before a description that does not parse is lost, as is a message that libldap
     // refuses.
-    if (fetchAndRead(bytes) < LDAP_SUCCESS)
+    if (fetchAndRead(bytes) < LDAP_SUCCESS || isLost)
         watch.releaseAll();
 }
 

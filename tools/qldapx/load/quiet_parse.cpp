@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <ldif.h>
 #include <new>
 
 namespace qldapx {
@@ -54,6 +55,11 @@ int parseQuietly(berval text, LDIFRecord &record, std::string &complaint) {
     if (result != LDAP_SUCCESS)
         complaint = CapturedErrors::text();
     return result;
+}
+
+int parseLineQuietly(char *line, berval &name, berval &value, int &isOwn) {
+    const CapturedErrors captured;
+    return ldif_parse_line2(line, &name, &value, &isOwn);
 }
 
 } // namespace qldapx

@@ -3,6 +3,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <fmt/format.h>
 #include <set>
 #include <unordered_set>
@@ -74,6 +75,23 @@ void compareExtensions(const Element &from, const Element &to, std::vector<Field
     }
 }
 
+bool hasOid(const Element &element) {
+    return !element.key.empty() && std::isdigit(static_cast<unsigned char>(element.key[0])) != 0;
+}
+
+/**
+ * The same element of another schema. One that has no OID, but perhaps a word in its place, goes
+ * by its first name: servers keep such, and the library does not give the word.
+ */
+const Element *counterpart(const Model &model, const Element &element) {
+    if (hasOid(element) || element.names().empty())
+        return model.byKey(element.kind, element.key);
+    for (const Element *other : model.find(element.kind, element.names().front()))
+        if (!hasOid(*other))
+            return other;
+    return nullptr;
+}
+
 std::vector<ElementChange> sorted(std::vector<ElementChange> changes) {
     std::stable_sort(changes.begin(), changes.end(), [](const auto &left, const auto &right) {
         const Element &a = left.any(), &b = right.any();
@@ -134,14 +152,14 @@ std::vector<FieldChange> Comparison::fieldChanges(const Element &from, const Ele
 std::vector<ElementChange> Comparison::changes() const {
     std::vector<ElementChange> changes;
     left.each([&](const Element &from) {
-        const Element *to = right.byKey(from.kind, from.key);
+        const Element *to = counterpart(right, from);
         std::vector<FieldChange> fields =
             to == nullptr ? std::vector<FieldChange>() : fieldChanges(from, *to);
         if (to == nullptr || !fields.empty())
             changes.push_back({&from, to, std::move(fields)});
     });
     right.each([&](const Element &to) {
-        if (left.byKey(to.kind, to.key) == nullptr)
+        if (counterpart(left, to) == nullptr)
             changes.push_back({nullptr, &to, {}});
     });
     return sorted(std::move(changes));

@@ -25,13 +25,22 @@ std::vector<Kind> wantedKinds(const ExportOptions &options) {
     return kinds.empty() ? std::vector<Kind>(allKinds.begin(), allKinds.end()) : kinds;
 }
 
+/** What files have for an element without an OID: a word, which libldap passes over. */
+std::string loadable(const Element &element) {
+    const std::size_t start = element.description.find('(');
+    if (!element.key.empty() || element.names().empty() || start == std::string::npos)
+        return element.description;
+    return fmt::format("( {}-oid{}", element.names().front(),
+                       element.description.substr(start + 1));
+}
+
 std::string asLdif(const Source &source, const std::vector<Kind> &kinds) {
     std::string text = ldifLine("dn", source.dn);
     for (const char *name : {"top", "subschema"})
         text += ldifLine("objectClass", name);
     for (const Kind kind : kinds)
         for (const Element &element : source.model.elements(kind))
-            text += ldifLine(namesOf(kind).attribute, element.description);
+            text += ldifLine(namesOf(kind).attribute, loadable(element));
     return text;
 }
 

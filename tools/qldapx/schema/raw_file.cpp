@@ -2,6 +2,7 @@
 
 #include "errors.h"
 #include "load/ldif_line.h"
+#include "load/quiet_parse.h"
 #include "text.h"
 
 #include <algorithm>
@@ -9,7 +10,6 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <ldap.h>
-#include <ldif.h>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -87,7 +87,7 @@ struct FreeBytes {
 std::optional<std::string> valueOf(std::string line) {
     berval name{}, value{};
     int isOwn = 0;
-    if (ldif_parse_line2(line.data(), &name, &value, &isOwn) != 0)
+    if (parseLineQuietly(line.data(), name, value, isOwn) != 0)
         return std::nullopt;
     const std::unique_ptr<char, FreeBytes> owner(isOwn != 0 ? value.bv_val : nullptr);
     return std::string(value.bv_val == nullptr ? "" : value.bv_val, value.bv_len);
@@ -239,19 +239,19 @@ std::string OidMacros::define(const std::string &definition) {
 std::string OidMacros::expanded(const std::string &text) const {
     constexpr const char *ends = " \t\n()'{";
     std::string result;
-    std::string previous = "(";
-    bool quoted = false;
+    bool quoted = false, isOid = false; // where an OID stands: at the start, and behind SYNTAX
     for (std::size_t i = 0; i < text.size();) {
         const std::size_t length =
             std::max<std::size_t>(std::min(text.find_first_of(ends, i), text.size()) - i, 1);
         const std::string word = text.substr(i, length);
         i += length;
-        quoted = quoted != (word == "'");
-        const bool isOid = !quoted && (previous == "(" || sameText(previous, "SYNTAX"));
         const std::string value = isOid && !values_.empty() ? valueOf(word) : "";
+        const bool isFirst = result.find_first_not_of(" \t\n") == std::string::npos;
         result += value.empty() ? word : value;
-        if (!isBlank(word.front()) && word != "\n")
-            previous = previous == "(" && word == "(" && result.size() == 1 ? "(" : word;
+        if (word == "'")
+            quoted = !quoted; // some files quote the OID
+        else if (!isBlank(word.front()) && word != "\n")
+            isOid = (isFirst && word == "(") || (!quoted && sameText(word, "SYNTAX"));
     }
     return result;
 }

@@ -179,13 +179,6 @@ TEST_F(SchemaPeer389, AnExportLoadsIntoTheSimulator) {
         EXPECT_THAT(difference, StartsWith("lost "));
 }
 
-TEST_F(SchemaPeer389, StockFilesAreWhatTheServerHas) {
-    const Result diff = target().run({"diff", "/usr/share/dirsrv/schema/00core.ldif", "--json"});
-    EXPECT_LE(diff.status, 2) << diff.err;
-    for (const std::string &difference : differences(diff))
-        EXPECT_THAT(difference, Not(StartsWith("changed ")));
-}
-
 TEST_F(SchemaPeer389, GraphvizDrawsAllOfIt) {
     const std::string dot = folder.path("all.dot");
     must({"graph", "-o", dot});

@@ -3,6 +3,7 @@
 #include "heap_watch.h"
 #include "peered_session.h"
 #include "schema_reading.h"
+#include "support/expected_leak.h"
 #include "support/ldap_message.h"
 #include "targets.h"
 
@@ -114,6 +115,7 @@ bool losesExtension(LDAP *ld, LDAPMessage *entry) {
 
 bool losesExtension(const Bytes &entry) {
     const Unwatched pause;
+    const qldapx_test::ExpectedLeak leak;
     AnsweredSession session({entry, qldapx_test::searchDone(0)});
     if (session.get() == nullptr)
         return false;

@@ -43,13 +43,20 @@ class SchemaPeer389 : public testing::Test {
     std::string before;
 };
 
-/** What libldap reads of the server's values, as libldap prints it. */
+/** As libldap prints it; a class whose OID libldap has lost gets a word, without which nobody reads
+ * it. */
+std::string asExported(const SchemaRecord &record) {
+    return record.key.empty() ? "( " + record.names.front() + "-oid " + record.printed.substr(2)
+                              : record.printed;
+}
+
+/** What libldap reads of the server's values, as it is exported. */
 std::multiset<std::pair<std::string, std::string>> readable(const SchemaValues &values) {
     std::multiset<std::pair<std::string, std::string>> printed;
     for (unsigned kind = 0; kind < schemaKinds; ++kind)
         for (const std::string &value : values[kind])
             if (auto record = readDescription(kind, value))
-                printed.emplace(schemaAttributes[kind], record->printed);
+                printed.emplace(schemaAttributes[kind], asExported(*record));
     return printed;
 }
 
@@ -170,13 +177,6 @@ TEST_F(SchemaPeer389, AnExportLoadsIntoTheSimulator) {
     const Result diff = simulator.run({"schema", "diff", before, "--json"});
     for (const std::string &difference : differences(diff))
         EXPECT_THAT(difference, StartsWith("lost "));
-}
-
-TEST_F(SchemaPeer389, StockFilesAreWhatTheServerHas) {
-    const Result diff = target().run({"diff", "/usr/share/dirsrv/schema/00core.ldif", "--json"});
-    EXPECT_LE(diff.status, 2) << diff.err;
-    for (const std::string &difference : differences(diff))
-        EXPECT_THAT(difference, Not(StartsWith("changed ")));
 }
 
 TEST_F(SchemaPeer389, GraphvizDrawsAllOfIt) {

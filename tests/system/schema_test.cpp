@@ -207,6 +207,12 @@ TEST_F(SchemaFile, AClassWithoutAnOidIsExportedWithAWord) {
                 HasSubstr("\nobjectClasses: ( box-oid NAME 'box' SUP top STRUCTURAL )\n"));
 }
 
+// So has a backslash that stands alone; slapd's files keep the blanks of lines that go on.
+TEST_F(SchemaFile, TextsAreExportedEscaped) {
+    EXPECT_THAT(runOn("attributetype ( 1.1 DESC 'a\\b \\5c \\27\n   c' )\n", {"export"}).out,
+                HasSubstr("( 1.1 DESC 'a\\5cb \\5c \\27   c' )"));
+}
+
 TEST_F(SchemaFile, ExportFoldsAndEncodes) {
     const std::string out =
         runOn("attributeTypes: ( 1.1 NAME 'u' DESC '\xc3\xa4' )\n" + std::string(sample),

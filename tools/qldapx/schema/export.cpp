@@ -25,13 +25,28 @@ std::vector<Kind> wantedKinds(const ExportOptions &options) {
     return kinds.empty() ? std::vector<Kind>(allKinds.begin(), allKinds.end()) : kinds;
 }
 
-/** What files have for an element without an OID: a word, which libldap passes over. */
+/** A backslash that begins neither \27 nor \5c, as some servers keep it, made one that does. */
+std::string escaped(const std::string &text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        result += text[i];
+        const std::string digits = lowerCase(text.substr(i + 1, 2));
+        if (text[i] == '\\' && digits != "27" && digits != "5c")
+            result += "5c";
+    }
+    return result;
+}
+
+/**
+ * A description that others can read: with a word in the place of an OID that is missing, as files
+ * have it, which libldap passes over.
+ */
 std::string loadable(const Element &element) {
-    const std::size_t start = element.description.find('(');
+    const std::string text = escaped(element.description);
+    const std::size_t start = text.find('(');
     if (!element.key.empty() || element.names().empty() || start == std::string::npos)
-        return element.description;
-    return fmt::format("( {}-oid{}", element.names().front(),
-                       element.description.substr(start + 1));
+        return text;
+    return fmt::format("( {}-oid{}", element.names().front(), text.substr(start + 1));
 }
 
 std::string asLdif(const Source &source, const std::vector<Kind> &kinds) {

@@ -160,7 +160,7 @@ RawFile parseConfiguration(std::string_view content, OidMacros &macros) {
         if (withoutFill(line).empty())
             continue;
         if (isBlank(line.front())) {
-            directive.text += " " + std::string(withoutFill(line));
+            directive.text += line; // with its blanks, as slapd takes it
             continue;
         }
         takeDirective(file, macros, directive);

@@ -4,6 +4,7 @@
 #include "system/schema_peer.h"
 #include "system/simulator.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -43,11 +44,26 @@ class SchemaPeer389 : public testing::Test {
     std::string before;
 };
 
-/** As libldap prints it; a class whose OID libldap has lost gets a word, without which nobody reads
- * it. */
+/**
+ * As libldap prints it; a class whose OID libldap has lost gets a word, and a backslash that stands
+ * alone in a text its digits, without which nobody reads them.
+ */
 std::string asExported(const SchemaRecord &record) {
-    return record.key.empty() ? "( " + record.names.front() + "-oid " + record.printed.substr(2)
-                              : record.printed;
+    std::string text = record.key.empty()
+                           ? "( " + record.names.front() + "-oid " + record.printed.substr(2)
+                           : record.printed;
+    for (std::size_t at = 0; (at = text.find('\\', at)) != std::string::npos; ++at)
+        if (text.compare(at, 3, "\\27") != 0 && text.compare(at, 3, "\\5c") != 0 &&
+            text.compare(at, 3, "\\5C") != 0)
+            text.insert(at + 1, "5c");
+    return text;
+}
+
+std::size_t countOf(const SchemaValues &values) {
+    std::size_t count = 0;
+    for (const auto &each : values)
+        count += each.size();
+    return count;
 }
 
 /** What libldap reads of the server's values, as it is exported. */
@@ -62,7 +78,8 @@ std::multiset<std::pair<std::string, std::string>> readable(const SchemaValues &
 
 TEST_F(SchemaPeer389, ExportHasEveryDescription) {
     LDAP *ld = server->session();
-    const auto expected = readable(searchSchema(ld, "cn=schema"));
+    const SchemaValues all = searchSchema(ld, "cn=schema");
+    const auto expected = readable(all);
     ldap_unbind_ext_s(ld, nullptr, nullptr);
     EXPECT_GT(expected.size(), 1000U);
     LdifValues values = ldifValues(readFile(before));
@@ -72,9 +89,11 @@ TEST_F(SchemaPeer389, ExportHasEveryDescription) {
     for (const auto &[name, value] : values)
         if (value[0] == '(')
             exported.emplace(name, value);
-    EXPECT_EQ(exported, expected);
+    EXPECT_TRUE(std::includes(exported.begin(), exported.end(), expected.begin(), expected.end()));
+    // Also those that libldap does not read as they stand.
+    EXPECT_EQ(exported.size(), countOf(all));
     const Result json = target().run({"export", "--json"});
-    EXPECT_EQ(json.json()["elements"].size(), expected.size());
+    EXPECT_EQ(json.json()["elements"].size(), countOf(all));
 }
 
 TEST_F(SchemaPeer389, ListShowsEveryElement) {

@@ -315,6 +315,23 @@ TEST_F(SchemaFile, AFileThatIsNotThereIsNamed) {
     EXPECT_THAT(result.err, HasSubstr("cannot read /nowhere/x.ldif"));
 }
 
+// What the library leaves out of a server's schema is read as files are.
+TEST(Schema, HasWhatTheLibraryLeavesOut) {
+    const TemporaryFolder folder;
+    const Simulator simulator(
+        {"--schema-verbatim",
+         folder.write("v.ldif", "attributeTypes: ( wordy-oid NAME 'wordy' SUP name )\n"
+                                "attributeTypes: ( 1.2.3 NAME 'plain' )\n"
+                                "attributeTypes: rubbish\nobjectClasses: ( 1.2.4 NAME 'box' "
+                                "MUST wordy )\n")});
+    const Result list = simulator.run({"schema", "list", "attribute"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_THAT(list.out, AllOf(HasSubstr("wordy"), HasSubstr("plain")));
+    EXPECT_THAT(list.err, HasSubstr("1 of the server's descriptions cannot be read"));
+    EXPECT_THAT(simulator.run({"schema", "export"}).out,
+                HasSubstr("attributeTypes: ( wordy-oid NAME 'wordy' SUP name )\n"));
+}
+
 TEST(Schema, IsTheServers) {
     const Simulator simulator;
     EXPECT_THAT(simulator.run({"schema", "list", "class"}).out,

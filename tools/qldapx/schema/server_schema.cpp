@@ -1,8 +1,12 @@
 #include "schema/server_schema.h"
 
 #include "errors.h"
+#include "schema/description.h"
 #include "schema/field_list.h"
+#include "text.h"
 
+#include <array>
+#include <fmt/format.h>
 #include <ldap_schema.h>
 
 namespace qldapx {
@@ -39,6 +43,50 @@ std::string ownDn(Run &run) {
 std::string lookupKey(const Element &element) {
     const bool isOid = !element.key.empty() && element.key[0] >= '0' && element.key[0] <= '9';
     return isOid ? element.key : element.title();
+}
+
+struct FreeMessage {
+    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
+};
+struct FreeValues {
+    void operator()(berval **values) const { ldap_value_free_len(values); }
+};
+
+template <auto parse, auto release>
+bool isRead(const char *text) {
+    constexpr unsigned flags = LDAP_SCHEMA_ALLOW_NO_OID | LDAP_SCHEMA_ALLOW_QUOTED |
+                               LDAP_SCHEMA_ALLOW_DESCR | LDAP_SCHEMA_ALLOW_DESCR_PREFIX;
+    int code = 0; // libldap leaves it alone when all is well
+    const char *stopped = nullptr;
+    auto *record = parse(text, &code, &stopped, flags);
+    release(record);
+    return record != nullptr && code == 0;
+}
+
+/** The kinds of which the library leaves out what libldap does not read. */
+struct LenientKind {
+    Kind kind;
+    bool (*isRead)(const char *text);
+};
+constexpr std::array lenientKinds = {
+    LenientKind{Kind::Attribute, isRead<ldap_str2attributetype, ldap_attributetype_free>},
+    LenientKind{Kind::Class, isRead<ldap_str2objectclass, ldap_objectclass_free>},
+};
+
+/** Adds what was left out, as files are read: with words in the place of OIDs, for one. */
+void addLeftOut(Model &model, const LenientKind &lenient, berval **values,
+                std::vector<std::string> &faults) {
+    for (berval **value = values; value != nullptr && *value != nullptr; ++value) {
+        if (lenient.isRead((*value)->bv_val))
+            continue;
+        const std::string text((*value)->bv_val, (*value)->bv_len);
+        ParsedDescription parsed = parseDescription(lenient.kind, text, Reading::Lenient);
+        if (parsed.element)
+            model.add(std::move(*parsed.element));
+        else
+            faults.push_back(
+                fmt::format("{}: {}", namesOf(lenient.kind).title, printable(parsed.fault)));
+    }
 }
 
 unsigned numberOf(const Element &element) {
@@ -83,7 +131,37 @@ Model ServerSchema::model() const {
                 model.add(readElement(*element));
         }
     }
+    addLeftOut(model);
     return model;
+}
+
+void ServerSchema::addLeftOut(Model &model) const {
+    std::string types = namesOf(Kind::Attribute).attribute,
+                classes = namesOf(Kind::Class).attribute;
+    std::array<char *, 3> attributes = {types.data(), classes.data(), nullptr};
+    LDAP *session = nullptr;
+    LDAPMessage *result = nullptr;
+    run_.perform(dn_, [&](LDAP *ld) {
+        session = ld;
+        return ldap_search_ext_s(ld, dn_.c_str(), LDAP_SCOPE_BASE, "(objectClass=*)",
+                                 attributes.data(), 0, nullptr, nullptr, nullptr, LDAP_NO_LIMIT,
+                                 &result);
+    });
+    const std::unique_ptr<LDAPMessage, FreeMessage> owner(result);
+    LDAPMessage *entry = ldap_first_entry(session, result);
+    std::vector<std::string> faults;
+    for (const LenientKind &lenient : lenientKinds) {
+        const std::unique_ptr<berval *, FreeValues> values(
+            entry == nullptr
+                ? nullptr
+                : ldap_get_values_len(session, entry, namesOf(lenient.kind).attribute));
+        qldapx::addLeftOut(model, lenient, values.get(), faults);
+    }
+    if (!faults.empty())
+        warn(fmt::format("{} of the server's descriptions cannot be read and are left out; the "
+                         "first is {}",
+                         faults.size(), faults.front()),
+             run_.out.isJson());
 }
 
 void ServerSchema::edit(const Element &element, int code) const {

@@ -21,6 +21,7 @@ class ServerSchema {
     ServerSchema(Run &run, const std::string &dn);
 
     [[nodiscard]] const std::string &dn() const { return dn_; }
+    /** All of it, also what the library leaves out; what nobody can read is reported. */
     [[nodiscard]] Model model() const;
 
     /** Edits, noted by the library until they are saved. */
@@ -36,6 +37,7 @@ class ServerSchema {
     struct Free {
         void operator()(LDAPSchema *schema) const { ldap_schema_free(schema); }
     };
+    void addLeftOut(Model &model) const;
     void edit(const Element &element, int code) const;
 
     Run &run_;

@@ -18,7 +18,9 @@ bool receive(int connection) {
 void entertain(int connection, const Visit &visit) {
     const Bytes bound = ldapMessage(
         1, tlv(0x61, join({tlv(0x0a, Bytes(1, '\0')), octetString(""), octetString("")})));
-    for (const Bytes &reply : {bound, visit.answer})
+    std::vector<Bytes> replies = {bound, visit.answer};
+    replies.insert(replies.end(), visit.more.begin(), visit.more.end());
+    for (const Bytes &reply : replies)
         if (receive(connection))
             send(connection, reply.data(), reply.size(), MSG_NOSIGNAL);
     while (!visit.ends && receive(connection)) {

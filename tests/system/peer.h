@@ -11,12 +11,13 @@ namespace test {
 
 /** What happens on one connection. */
 struct Visit {
-    qldapx_test::Bytes answer; // to the first request after the bind
-    bool ends = false;         // the connection, after the answer
+    qldapx_test::Bytes answer;                 // to the first request after the bind
+    bool ends = false;                         // the connection, after the answers
+    std::vector<qldapx_test::Bytes> more = {}; // to further requests
 };
 
 /**
- * A server for one connection after the other: takes the bind, answers the next request with
+ * A server for one connection after the other: takes the bind, answers the next requests with
  * given bytes, and then nothing more.
  */
 class Peer {

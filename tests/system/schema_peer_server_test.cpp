@@ -21,19 +21,24 @@ constexpr int manyTypes = 3000;
 constexpr int manyTypes = 50000;
 #endif
 constexpr auto patience = std::chrono::seconds(20);
-constexpr int searchId = 2;
 
-/** The server's answer to the search of `--dn`, with one value for each pair. */
-Bytes schemaAnswer(const LdifValues &values) {
+/**
+ * The server's answers to the searches of `--dn`, the library's and the tool's own, with one value
+ * for each pair.
+ */
+Visit schemaAnswer(const LdifValues &values) {
     Bytes attributes;
     for (const auto &[name, value] : values)
         attributes += sequence({octetString(name), tlv(0x31, octetString(value))});
-    return ldapMessage(searchId, tlv(0x64, octetString("cn=schema") + sequence({attributes}))) +
-           ldapMessage(searchId, searchDone(0));
+    const Bytes entry = tlv(0x64, octetString("cn=schema") + sequence({attributes}));
+    const auto answer = [&](int id) {
+        return ldapMessage(id, entry) + ldapMessage(id, searchDone(0));
+    };
+    return {answer(2), false, {answer(3)}};
 }
 
-Result ask(const Bytes &answer, const Arguments &arguments) {
-    const Peer peer(answer);
+Result ask(const Visit &answer, const Arguments &arguments) {
+    const Peer peer(std::vector<Visit>{answer});
     Arguments all = {"-H", peer.uri(), "schema"};
     all.insert(all.end(), arguments.begin(), arguments.end());
     all.insert(all.end(), {"--dn", "cn=schema"});
@@ -88,7 +93,7 @@ const HostileSchema hostileSchemas[] = {
 class SchemaHostileServer : public testing::TestWithParam<HostileSchema> {};
 
 TEST_P(SchemaHostileServer, EndsInTimeAndPrintsNothingRaw) {
-    const Bytes answer = schemaAnswer(GetParam().values);
+    const Visit answer = schemaAnswer(GetParam().values);
     for (const Arguments &arguments : {Arguments{"list"},
                                        {"show", GetParam().element},
                                        {"get", GetParam().element},
@@ -141,7 +146,7 @@ TEST(SchemaHostileServerOnce, LongChainsOfSuperiors) {
         values.emplace_back("objectClasses",
                             "( 1.3." + own + " NAME 'c" + own + "' SUP c" + next + " )");
     }
-    const Bytes answer = schemaAnswer(values);
+    const Visit answer = schemaAnswer(values);
     EXPECT_EQ(ask(answer, {"show", "t1"}).status, 0);
     EXPECT_EQ(ask(answer, {"show", "c1"}).status, 0);
     EXPECT_EQ(ask(answer, {"list", "classes"}).status, 0);

@@ -93,7 +93,8 @@ std::multiset<std::string> differences(const Result &diff) {
     const Json json = diff.json();
     for (const Json &one : json["differences"])
         all.insert(one["change"].get<std::string>() + " " + one["kind"].get<std::string>() + " " +
-                   one["name"].get<std::string>() + " " + one["oid"].get<std::string>());
+                   one["name"].get<std::string>() + " " +
+                   one[one.contains("oid") ? "oid" : "ruleId"].get<std::string>());
     return all;
 }
 

@@ -114,9 +114,16 @@ def schema_rows(results):
             times["ratio"],
             at_most(1.10),
         )
-    few, many = fetch["5000"]["library"], fetch["50000"]["library"]
+    count = medians(results / "fetch-instructions.txt")
     growth = 10 * math.log(50000) / math.log(5000)
-    yield row("for 50,000; peer: for 5,000", many, few, many / few, at_most(round(growth, 1)))
+    yield row(
+        "instructions of a fetch of 50,000, and its release; peer: of 5,000, of which n log n is "
+        "the goal",
+        count["50000"],
+        count["5000"],
+        count["50000"] / count["5000"],
+        at_most(round(growth, 1)),
+    )
     lookup = medians(results / "lookup.txt")
     for key, text in ("oid", "an OID"), ("name", "a name"):
         yield row(

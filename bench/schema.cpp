@@ -1,6 +1,7 @@
 // schema WHAT TYPES ROUNDS - schema access beside the same done by hand on libldap, in turn:
 //
 //   fetch   ldap_schema_fetch; by hand: the search and ldap_str2attributetype of each value
+//   alone   ldap_schema_fetch and ldap_schema_free, for counting instructions
 //   lookup  ldap_schema_get_by_name by OID and by name; by hand: a binary search of an array of
 //           the same strings
 //   edit    1,000 modifies, adds and deletes; by hand: moving one array of so many pointers
@@ -89,6 +90,11 @@ void measureFetch(const bench::Subschema &server, int rounds) {
         if (round > 0) // the first one warms the heap
             std::printf("library %.0f\nhand %.0f\nratio %.4f\n", library, hand, library / hand);
     }
+}
+
+void fetchAlone(const bench::Subschema &server, int rounds) {
+    for (int round = 0; round < rounds; ++round)
+        ldap_schema_free(fetch(server));
 }
 
 LDAPAttributeType *typeAt(LDAPSchema *schema, int index) {
@@ -250,12 +256,14 @@ void measureMemory(const bench::Subschema &server, int types) {
 
 int main(int argc, char **argv) {
     if (argc != 4)
-        fail("schema fetch|lookup|edit|memory TYPES ROUNDS");
+        fail("schema fetch|alone|lookup|edit|memory TYPES ROUNDS");
     const std::string_view what = argv[1];
     const int types = std::atoi(argv[2]), rounds = std::atoi(argv[3]);
     const bench::Subschema server(types);
     if (what == "fetch")
         measureFetch(server, rounds);
+    else if (what == "alone")
+        fetchAlone(server, rounds);
     else if (what == "lookup")
         measureLookups(server, rounds);
     else if (what == "edit")

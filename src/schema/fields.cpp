@@ -131,9 +131,8 @@ QLDAPX_API int double_string_dup(char ***out, char **array) {
 }
 
 QLDAPX_API int ldap_schema_get_field_names(LDAPSchemaElement *element, char ***names) {
-    constexpr std::size_t mostKeywords = 20;
     requireKind(*element, listedKind);
-    char *keywords[mostKeywords];
+    char *keywords[mostFields];
     const std::size_t count = copyKeywords(*element, keywords);
     LDAPSchemaExtensionItem **items = extensionsOf(*element);
     auto **all =
@@ -141,7 +140,7 @@ QLDAPX_API int ldap_schema_get_field_names(LDAPSchemaElement *element, char ***n
     if (all == nullptr || !fillNames(all, keywords, count, items)) {
         // The copies are lost: callers count on this, wherever memory ran out.
         std::free(all);
-        return LDAP_NO_MEMORY;
+        return LDAP_NO_MEMORY; // NOLINT(clang-analyzer-unix.Malloc)
     }
     *names = all;
     return LDAP_SUCCESS;

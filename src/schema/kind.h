@@ -56,6 +56,9 @@ extern const KindTraits kinds[kindCount];
 inline constexpr const char *usages[] = {"userApplications", "directoryOperation",
                                          "distributedOperation", "dSAOperation"};
 
+// Rows of the longest table.
+inline constexpr std::size_t mostFields = 17;
+
 template <class T>
 T &member(void *record, std::size_t offset) {
     return *reinterpret_cast<T *>(static_cast<char *>(record) + offset);

@@ -2,6 +2,7 @@
 
 #include "qldapx/schema_description.h"
 
+#include <iterator>
 #include <strings.h>
 
 namespace qldapx::schema {
@@ -45,6 +46,7 @@ constexpr Field attributeType[] = {
     {usages[3], UsageKeyword, offsetof(LDAPAttributeType, at_usage), Listed | Read, 3},
     {"USAGE", Usage, offsetof(LDAPAttributeType, at_usage), Changed},
 };
+static_assert(std::size(attributeType) == mostFields);
 
 constexpr Field objectClass[] = {
     {"OID", Text, offsetof(LDAPObjectClass, oc_oid)},

@@ -110,8 +110,8 @@ int addItem(LDAPSchemaExtensionItem **&items, const char *name, char **values) {
     std::size_t count = 0;
     while (items != nullptr && items[count] != nullptr)
         ++count;
-    auto **grown =
-        static_cast<LDAPSchemaExtensionItem **>(ber_memrealloc(items, (count + 2) * sizeof *items));
+    auto **grown = static_cast<LDAPSchemaExtensionItem **>(
+        ber_memrealloc(items, (count + 2) * sizeof(LDAPSchemaExtensionItem *)));
     if (grown == nullptr)
         return LDAP_NO_MEMORY;
     grown[count] = item.release();

@@ -22,6 +22,7 @@ bool reserve(Item *&items, std::int32_t &capacity, std::int32_t count, int more)
     const int step = capacity == 0 ? 0 : std::max(least, capacity / 2);
     const int wanted =
         std::max(count + more, capacity > INT_MAX - step ? INT_MAX : capacity + step);
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): the items may be pointers
     auto *grown =
         static_cast<Item *>(std::realloc(items, static_cast<std::size_t>(wanted) * sizeof(Item)));
     if (grown == nullptr)
@@ -170,9 +171,7 @@ void erase(LDAPSchema &schema, LDAPSchemaElement *element) {
     const unsigned kind = element->kind;
     const int place = placeOf(schema, element);
     LDAPSchemaElement **elements = schema.elements[kind];
-    const int behind = --schema.elementCount[kind] - place;
-    std::memmove(elements + place, elements + place + 1,
-                 static_cast<std::size_t>(behind) * sizeof *elements);
+    std::copy(elements + place + 1, elements + schema.elementCount[kind]--, elements + place);
     schema.fences[kind].erased(place);
     eraseNames(schema, element);
     releaseElement(element);

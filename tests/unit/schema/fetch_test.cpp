@@ -206,6 +206,8 @@ TEST(SchemaFetch, AttributeSentManyTimes) {
 
 // What is not parsed: attribute types and classes are left out, any other kind ends the fetch.
 TEST(SchemaFetch, AttributeTypesAndClassesMayFail) {
+    // libldap loses the name of an extension whose values it does not read.
+    const ExpectedLeak lost;
     for (unsigned kind : {0U, 1U}) {
         const SchemaPtr schema =
             fetched(kind, {"( 1.3 )", "rubbish", "( 1.1", "( 1.2 X-A b )", "", "( 1.0 )"});

@@ -486,7 +486,8 @@ TEST(SchemaSave, ManyEdits) {
     const SchemaPtr schema = fetched(0, types);
     for (int i = 0; i < 500; ++i) {
         Modifications fields;
-        fields.strings(add, "OID", {("1.7." + std::to_string(i)).c_str()});
+        const std::string oid = "1.7." + std::to_string(i);
+        fields.strings(add, "OID", {oid.c_str()});
         ASSERT_EQ(ldap_schema_add(schema.get(), 0, fields.list()), LDAP_SUCCESS);
     }
     ASSERT_EQ(saved(schema).size(), 1U);

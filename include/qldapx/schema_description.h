@@ -44,8 +44,8 @@ QLDAPX_API void ldap_ditcontentrule_free(LDAPContentRule *rule);
  * errorAt: receives where in text the reading stopped, after a failure; text after a success.
  * flags:   LDAP_SCHEMA_ALLOW_...: with ALLOW_NO_OID the rule id may be missing in front of "NAME",
  *          "DESC", "OBSOLETE" or an extension; any other word there is taken for one and skipped;
- *          sr_ruleid is NULL then. With ALLOW_QUOTED it may stand in quotes, as may
- *          those of SUP, which the printer writes so.
+ *          sr_ruleid is NULL then. With ALLOW_QUOTED it may stand in quotes, as may those of SUP,
+ *          which the printer writes so.
  *
  * A list of rule ids may have "$" between them, as a list of OIDs has, or blanks alone, as RFC 4512
  * has it.

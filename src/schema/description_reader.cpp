@@ -86,9 +86,10 @@ int DescriptionReader::takeOid(bool mayBeQuoted, char *&oid) {
         ++at_;
     }
     const char *last = at_;
-    if (isQuoted && *at_++ != '\'') {
-        --at_;
-        return LDAP_SCHERR_UNEXPTOKEN;
+    if (isQuoted) {
+        if (*at_ != '\'')
+            return LDAP_SCHERR_UNEXPTOKEN;
+        ++at_;
     }
     oid = copyText(first, last).release();
     return oid == nullptr ? LDAP_SCHERR_OUTOFMEM : 0;

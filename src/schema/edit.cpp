@@ -26,15 +26,15 @@ int addFields(LDAPSchemaElement &element, LDAPMod **fields) {
 
 // What a change of fields means for the order of the store.
 struct Reordering {
-    bool isWanted = false;  // the key or the names changed
-    bool isMissing = false; // a rule id changed: the order is left as it is
+    bool isWanted = false;    // the key or the names changed
+    bool breaksOrder = false; // a rule id changed, after which the rule stays where it is
 };
 
 int changeFields(LDAPSchemaElement &element, LDAPMod **fields, Reordering &reordering) {
     for (; *fields != nullptr; ++fields) {
         const char *keyword = (*fields)->mod_type;
         reordering.isWanted |= strcasecmp(keyword, "OID") == 0 || strcasecmp(keyword, "NAME") == 0;
-        reordering.isMissing |= strcasecmp(keyword, "RULEID") == 0;
+        reordering.breaksOrder |= strcasecmp(keyword, "RULEID") == 0;
         const int result =
             modify_element(&element, keyword, (*fields)->mod_values, (*fields)->mod_op);
         if (result != LDAP_SUCCESS)
@@ -152,7 +152,7 @@ QLDAPX_API int ldap_schema_modify(LDAPSchema *schema, const char *name, unsigned
         result = noteReplacement(*schema, *copy, *element);
     if (result != LDAP_SUCCESS)
         return restore(*schema, element, std::move(copy), result);
-    if (reordering.isMissing && kind == LDAP_SCHEMA_DIT_STRUCTURE_RULE) {
+    if (reordering.breaksOrder && kind == LDAP_SCHEMA_DIT_STRUCTURE_RULE) {
         schema->isUnsorted[kind] = true;
         schema->fences[kind].clear();
     }

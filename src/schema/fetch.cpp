@@ -20,16 +20,12 @@ int searchEntry(LDAP *ld, const char *dn, const char *const *attributes, int siz
                              nullptr, nullptr, nullptr, sizeLimit, Out(result));
 }
 
-LdapStringPtr firstAttribute(LDAP *ld, LDAPMessage *entry, BorrowingElementPtr &cursor) {
-    return LdapStringPtr(ldap_first_attribute(ld, entry, Out(cursor)));
-}
-
 int readDn(LDAP *ld, LDAPMessage *result, char **dn) {
     LDAPMessage *entry = ldap_first_entry(ld, result);
     if (entry == nullptr)
         return LDAP_NO_RESULTS_RETURNED;
     BorrowingElementPtr cursor;
-    const LdapStringPtr attribute = firstAttribute(ld, entry, cursor);
+    const LdapStringPtr attribute(ldap_first_attribute(ld, entry, Out(cursor)));
     if (attribute == nullptr)
         return LDAP_NO_RESULTS_RETURNED;
     const CopiesPtr values(ldap_get_values_len(ld, entry, attribute.get()));

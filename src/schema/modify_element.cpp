@@ -147,8 +147,8 @@ QLDAPX_API int new_value(char **field, char **values, int operation) {
 
 QLDAPX_API int new_values(char ***field, char **values, int operation) {
     switch (operation) {
-    case LDAP_MOD_ADD:
-        return mergeValues(field, values, values);
+    case LDAP_MOD_ADD: // of nothing makes no list, which could not be written
+        return hasValue(values) ? mergeValues(field, values, values) : LDAP_SUCCESS;
     case LDAP_MOD_DELETE:
         return mergeValues(field, values, nullptr);
     case LDAP_MOD_REPLACE:

@@ -36,6 +36,10 @@ int countNames(const LDAPSchemaElement &element) {
     return static_cast<int>(countStrings(headOf(element).names));
 }
 
+// So many names of an element are looked up and moved one by one; to do it with more takes longer
+// than to go through all that there are.
+constexpr int fewNames = 8;
+
 // Moves the last item to a place further ahead.
 template <class Item>
 void moveLastTo(Item *items, int count, int place) {
@@ -96,6 +100,11 @@ void sortAnew(LDAPSchema &schema, unsigned kind) {
     sortElements(schema, kind, keys);
 }
 
+void compareAndSort(NameEntry *entries, int count) {
+    std::sort(entries, entries + count,
+              [](const NameEntry &a, const NameEntry &b) { return compareNameTo(a.name, b) < 0; });
+}
+
 void sortNames(LDAPSchema &schema, unsigned kind, Ranking &names) {
     NameEntry *entries = schema.names[kind];
     const int count = schema.nameCount[kind];
@@ -103,9 +112,18 @@ void sortNames(LDAPSchema &schema, unsigned kind, Ranking &names) {
     for (int i = 0; isRanked && i < count; ++i)
         entries[i] = {names[i].element, const_cast<char *>(names[i].text)};
     if (!isRanked)
-        std::sort(entries, entries + count, [](const NameEntry &a, const NameEntry &b) {
-            return compareNameTo(a.name, b) < 0;
-        });
+        compareAndSort(entries, count);
+}
+
+void settleNames(LDAPSchema &schema, unsigned kind, int firstName) {
+    NameEntry *entries = schema.names[kind];
+    const int count = schema.nameCount[kind];
+    if (count - firstName > fewNames)
+        return compareAndSort(entries, count);
+    for (int i = firstName; i < count; ++i)
+        moveLastTo(entries, i + 1, placeBehind(entries, i, [&](const NameEntry &entry) {
+                       return compareNameTo(entries[i].name, entry);
+                   }));
 }
 
 void eraseName(LDAPSchema &schema, unsigned kind, int place) {
@@ -127,17 +145,30 @@ int findEntry(const LDAPSchema &schema, const LDAPSchemaElement *element, const 
     return -1;
 }
 
+// All entries of an element, in one pass.
+void sweepNames(LDAPSchema &schema, const LDAPSchemaElement *element) {
+    NameEntry *first = schema.names[element->kind];
+    std::int32_t &count = schema.nameCount[element->kind];
+    NameEntry *end = std::remove_if(first, first + count, [&](const NameEntry &entry) {
+        if (entry.element != element)
+            return false;
+        std::free(entry.name);
+        return true;
+    });
+    count = static_cast<std::int32_t>(end - first);
+}
+
 // The entries of other elements under the same names stay.
 void eraseNames(LDAPSchema &schema, LDAPSchemaElement *element) {
-    for (char **name = headOf(*element).names; name != nullptr && *name != nullptr; ++name) {
+    char **name = indexedOf(*element) > fewNames ? nullptr : headOf(*element).names;
+    for (; name != nullptr && *name != nullptr; ++name) {
         const int place = findEntry(schema, element, *name);
         if (place >= 0)
             eraseName(schema, element->kind, place);
     }
-    // An element that was renamed is indexed under the names that it had.
-    for (int place = schema.nameCount[element->kind]; indexedOf(*element) > 0;)
-        if (schema.names[element->kind][--place].element == element)
-            eraseName(schema, element->kind, place);
+    // One that was renamed is indexed under the names that it had.
+    if (indexedOf(*element) > 0)
+        sweepNames(schema, element);
 }
 
 } // namespace
@@ -203,11 +234,7 @@ void settle(LDAPSchema &schema, unsigned kind, int firstName) {
         moveLastTo(elements, last + 1, place);
         noteInsertion(schema, kind, place);
     }
-    NameEntry *names = schema.names[kind];
-    for (int i = firstName; i < schema.nameCount[kind]; ++i)
-        moveLastTo(names, i + 1, placeBehind(names, i, [&](const NameEntry &entry) {
-                       return compareNameTo(names[i].name, entry);
-                   }));
+    settleNames(schema, kind, firstName);
 }
 
 void replace(LDAPSchema &schema, unsigned kind, int place) {

@@ -2,20 +2,6 @@
 
 namespace test {
 
-FieldChanges::FieldChanges(std::vector<FieldChange> changes)
-    : changes_(std::move(changes)), values_(changes_.size()), mods_(changes_.size()) {
-    for (std::size_t i = 0; i < changes_.size(); ++i) {
-        for (std::string &value : changes_[i].values)
-            values_[i].push_back(value.data());
-        values_[i].push_back(nullptr);
-        mods_[i].mod_op = changes_[i].operation;
-        mods_[i].mod_type = changes_[i].keyword.data();
-        mods_[i].mod_values = values_[i].data();
-        list_.push_back(&mods_[i]);
-    }
-    list_.push_back(nullptr);
-}
-
 int addElement(LDAPSchema *schema, unsigned kind, const Attributes &fields) {
     std::vector<FieldChange> changes;
     for (const auto &[keyword, values] : fields)

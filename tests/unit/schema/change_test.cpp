@@ -76,6 +76,8 @@ const ChangeCase changeCases[] = {
     {0, "( 1.2 NAME ( 'a' 'A' 'b' ) )", "NAME", {"a"}, add, 0, "( 1.2 NAME ( 'b' 'a' ) )"},
     {0, "( 1.2 )", "NAME", {"a", "a"}, add, 0, "( 1.2 NAME ( 'a' 'a' ) )"},
     {0, "( 1.2 )", "NAME", {"a"}, del, 0, "( 1.2 NAME () )"},
+    {1, "( 1.2 STRUCTURAL )", "MAY", null, add, 0, "( 1.2 STRUCTURAL )"},
+    {1, "( 1.2 STRUCTURAL )", "MAY", {}, add, 0, "( 1.2 STRUCTURAL )"},
     {1, "( 1.2 SUP s STRUCTURAL )", "SUP", {"t"}, add, 0, "( 1.2 SUP ( s $ t ) STRUCTURAL )"},
     {1, "( 1.2 STRUCTURAL )", "MUST", {"m"}, add, 0, "( 1.2 STRUCTURAL MUST m )"},
     {1, "( 1.2 STRUCTURAL MAY m )", "MAY", {"m"}, del, 0, nullptr},
@@ -223,11 +225,8 @@ TEST(SchemaChange, ValuesTwice) {
     }
 }
 
-void releaseCopy(unsigned, LDAPSchemaElement *copy) {
-    if (copy->kind == 0)
-        ldap_attributetype_free(static_cast<LDAPAttributeType *>(copy->record));
-    else
-        ldap_objectclass_free(static_cast<LDAPObjectClass *>(copy->record));
+void releaseCopy(LDAPSchemaElement *copy) {
+    ldap_attributetype_free(static_cast<LDAPAttributeType *>(copy->record));
     ldapx_memfree(copy);
 }
 
@@ -238,7 +237,7 @@ TEST(SchemaCopy, IsWrittenAndReadAgain) {
     EXPECT_EQ(copy->kind, 0U);
     EXPECT_NE(copy->record, elementAt(schema, 0, 0)->record);
     EXPECT_EQ(described(copy), "( 1.2 NAME ( 'a' 'b' ) DESC 'd' )");
-    releaseCopy(0, copy);
+    releaseCopy(copy);
 }
 
 // A description that is not understood again leaves the copy without a record.
@@ -250,7 +249,7 @@ TEST(SchemaCopy, NotUnderstood) {
     LDAPSchemaElement *copy = nullptr;
     ASSERT_EQ(dup_element(elementAt(schema, 0, 0), &copy), LDAP_SUCCESS);
     EXPECT_EQ(copy->record, nullptr);
-    releaseCopy(0, copy);
+    releaseCopy(copy);
 }
 
 TEST(SchemaCopy, CannotBeWritten) {

@@ -406,6 +406,39 @@ TEST(SchemaEdits, AmongMany) {
     }
 }
 
+// An element of more names than are moved one by one comes and goes among the others.
+TEST(SchemaEdits, ManyNames) {
+    std::vector<std::string> values;
+    for (int i = 0; i < 50; ++i)
+        values.push_back("( 1.2." + std::to_string(i) + " NAME ( 'm" + std::to_string(i) +
+                         "' 'shared' ) )");
+    const SchemaPtr schema = fetched(0, values);
+    std::string list;
+    for (int i = 0; i < 3000; ++i)
+        list += " 'n" + std::to_string(i * 7919 % 3001) + "'";
+    const std::string oid = "1.2.3.4";
+    const SchemaPtr source = fetched(0, {"( " + oid + " NAME (" + list + " 'shared' ) )"});
+    char **names = nullptr;
+    ASSERT_EQ(ldap_schema_get_field_values(elementAt(source, 0, 0), "NAME", &names), LDAP_SUCCESS);
+    char name[] = "NAME";
+    Modifications fields;
+    fields.strings(add, "OID", {oid.c_str()}).raw({add, name, {names}});
+    ASSERT_EQ(ldap_schema_add(schema.get(), 0, fields.list()), LDAP_SUCCESS);
+    for (char **each = names; each[1] != nullptr; ++each)
+        ASSERT_EQ(find(schema, 0, *each), find(schema, 0, oid.c_str())) << *each;
+    // Renamed, it keeps its entries until it goes.
+    Modifications renamed;
+    renamed.strings(replace, "NAME", {"shared"});
+    ASSERT_EQ(ldap_schema_modify(schema.get(), oid.c_str(), 0, renamed.list()), LDAP_SUCCESS);
+    ASSERT_EQ(ldap_schema_delete(schema.get(), 0, oid.c_str()), LDAP_SUCCESS);
+    for (char **each = names; each[1] != nullptr; ++each)
+        ASSERT_EQ(find(schema, 0, *each), nullptr) << *each;
+    for (int i = 0; i < 50; ++i)
+        ASSERT_NE(find(schema, 0, ("m" + std::to_string(i)).c_str()), nullptr);
+    EXPECT_NE(find(schema, 0, "shared"), nullptr);
+    taken(names);
+}
+
 // An OID that is changed again and again, through all places.
 TEST(SchemaEdits, OidsChanged) {
     std::vector<std::string> oids, values;

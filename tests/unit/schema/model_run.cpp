@@ -6,32 +6,6 @@ namespace qldapx_test::model {
 
 namespace {
 
-// The arrays that the library's functions take; they point into the changes.
-class Mods {
-  public:
-    explicit Mods(std::vector<FieldChange> changes)
-        : changes_(std::move(changes)), values_(changes_.size()), mods_(changes_.size()) {
-        for (std::size_t i = 0; i < changes_.size(); ++i) {
-            for (std::string &value : changes_[i].values)
-                values_[i].push_back(value.data());
-            values_[i].push_back(nullptr);
-            mods_[i] = {changes_[i].operation, changes_[i].keyword.data(), {values_[i].data()}};
-            list_.push_back(&mods_[i]);
-        }
-        list_.push_back(nullptr);
-    }
-    Mods(const Mods &) = delete;
-    Mods &operator=(const Mods &) = delete;
-
-    [[nodiscard]] LDAPMod **list() { return list_.data(); }
-
-  private:
-    std::vector<FieldChange> changes_;
-    std::vector<std::vector<char *>> values_;
-    std::vector<LDAPMod> mods_;
-    std::vector<LDAPMod *> list_;
-};
-
 // The name form of a structure rule is set under another name than it has.
 std::vector<FieldChange> asSet(unsigned kind, std::vector<FieldChange> changes) {
     for (FieldChange &change : changes)
@@ -85,7 +59,7 @@ Comparison::Comparison(std::array<std::vector<Element>, kindCount> elements) {
 }
 
 void Comparison::add(unsigned kind, const Element &element) {
-    EXPECT_EQ(ldap_schema_add(schema_.get(), kind, Mods(allFields(kind, element)).list()),
+    EXPECT_EQ(ldap_schema_add(schema_.get(), kind, FieldChanges(allFields(kind, element)).list()),
               LDAP_SUCCESS)
         << describe(kind, element);
     store_.add(kind, element);
@@ -110,8 +84,8 @@ Node *Comparison::lookUp(unsigned kind, const std::string &key) {
 void Comparison::modify(unsigned kind, const std::string &key,
                         const std::vector<FieldChange> &changes) {
     Node *node = lookUp(kind, key);
-    int result =
-        ldap_schema_modify(schema_.get(), key.c_str(), kind, Mods(asSet(kind, changes)).list());
+    int result = ldap_schema_modify(schema_.get(), key.c_str(), kind,
+                                    FieldChanges(asSet(kind, changes)).list());
     if (node == nullptr) {
         EXPECT_EQ(result, LDAP_NO_SUCH_OBJECT);
         return;

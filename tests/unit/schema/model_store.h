@@ -3,6 +3,7 @@
 #pragma once
 
 #include "model_wire.h"
+#include "support/field_changes.h"
 
 #include <list>
 #include <set>
@@ -16,13 +17,6 @@ inline Values namesOf(const Element &element) {
 struct Node {
     Element element;
     Values foundAs; // its names when it was fetched or added: an element that is renamed keeps them
-};
-
-// One field's change, as ldap_schema_modify takes it.
-struct FieldChange {
-    int operation;
-    std::string keyword;
-    Values values;
 };
 
 // Keys and descriptions; an element without a key has "".

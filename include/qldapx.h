@@ -16,6 +16,8 @@
 
 #include <qldapx/backup.h>
 #include <qldapx/control.h>
+#include <qldapx/crypto_lock.h>
+#include <qldapx/digest_md5.h>
 #include <qldapx/event.h>
 #include <qldapx/event_decoder.h>
 #include <qldapx/identity.h>
@@ -23,6 +25,7 @@
 #include <qldapx/legacy.h>
 #include <qldapx/memory.h>
 #include <qldapx/partition.h>
+#include <qldapx/random_pool.h>
 #include <qldapx/replica.h>
 #include <qldapx/replication_filter.h>
 #include <qldapx/schema.h>

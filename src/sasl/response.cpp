@@ -1,0 +1,196 @@
+#include "sasl/response.h"
+
+#include "core/handle.h"
+#include "qldapx/md5.h"
+#include "qldapx/random_pool.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+namespace qldapx {
+namespace {
+
+constexpr const char *clientMethod = "AUTHENTICATE";
+
+// A digest over texts.
+class Hash {
+  public:
+    Hash() { MD5Init(&context_); }
+    Hash(const Hash &) = delete;
+    Hash &operator=(const Hash &) = delete;
+
+    Hash &operator<<(std::string_view text) {
+        MD5Update(&context_, text.data(), text.size());
+        return *this;
+    }
+    void finish(unsigned char (&digest)[md5Size]) { MD5Final(digest, &context_); }
+    void finish(char (&hex)[hexSize]) {
+        unsigned char digest[md5Size];
+        finish(digest);
+        ConvertHex(digest, hex);
+    }
+
+  private:
+    QldapxMD5Context context_;
+};
+
+std::string_view asText(const unsigned char (&digest)[md5Size]) {
+    return {reinterpret_cast<const char *>(digest), md5Size};
+}
+
+struct Qop {
+    int bit;
+    const char *text;
+};
+
+// In order of preference; a challenge that has been read offers the first.
+const char *chooseQop(int options) {
+    constexpr std::array qops = {Qop{QLDAPX_DIGEST_QOP_AUTH, "auth"},
+                                 Qop{QLDAPX_DIGEST_QOP_AUTH_INT, "auth-int"},
+                                 Qop{QLDAPX_DIGEST_QOP_AUTH_CONF, "auth-conf"}};
+    for (const Qop &qop : qops)
+        if ((options & qop.bit) != 0)
+            return qop.text;
+    return "";
+}
+
+// What the client's response and the server's proof have in common.
+class Exchange {
+  public:
+    Exchange(const char *hostName, const char *cnonce, int nonceCount,
+             const DigestChallenge &challenge)
+        : challenge_(challenge), cnonce_(cnonce), qop_(chooseQop(challenge.qopOptions)) {
+        constexpr std::string_view service = "ldap/";
+        const std::size_t length = std::strlen(hostName);
+        digestUri_.reset(static_cast<char *>(std::malloc(service.size() + length + 1)));
+        if (digestUri_) {
+            std::memcpy(digestUri_.get(), service.data(), service.size());
+            std::memcpy(digestUri_.get() + service.size(), hostName, length + 1);
+        }
+        std::snprintf(count_, sizeof count_, "%8.8x", static_cast<unsigned>(nonceCount));
+    }
+
+    [[nodiscard]] bool hasUri() const { return digestUri_ != nullptr; }
+    [[nodiscard]] const char *digestUri() const { return digestUri_.get(); }
+    [[nodiscard]] const char *qop() const { return qop_; }
+    [[nodiscard]] const char *count() const { return count_; }
+
+    void calculate(const char *userName, const char *realm, const char *password,
+                   std::size_t passwordLength, bool withMethod, char (&out)[hexSize]) const {
+        char ha1[hexSize];
+        DigestCalcHA1(challenge_.algorithm, userName, realm, password, passwordLength,
+                      challenge_.nonce, cnonce_, ha1);
+        DigestCalcResponse(ha1, challenge_.nonce, count_, cnonce_, qop_, clientMethod, digestUri(),
+                           withMethod, out);
+        explicit_bzero(ha1, sizeof ha1);
+    }
+
+  private:
+    const DigestChallenge &challenge_;
+    const char *cnonce_;
+    const char *qop_;
+    HeapPtr digestUri_;
+    char count_[sizeof "ffffffff"];
+};
+
+} // namespace
+
+// The low half of a byte comes first, in upper case: to the server it is an opaque text.
+int getNonce(char (&out)[nonceSize]) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    unsigned char bytes[(nonceSize - 1) / 2] = {};
+    const int result = XRAND_bytes(bytes, sizeof bytes);
+    std::memset(out, 0, sizeof out);
+    for (std::size_t i = 0; result == 0 && i < sizeof bytes; ++i) {
+        out[2 * i] = digits[bytes[i] & 15];
+        out[2 * i + 1] = digits[bytes[i] >> 4];
+    }
+    return result;
+}
+
+void ConvertHex(const unsigned char (&digest)[md5Size], char (&out)[hexSize]) {
+    constexpr char digits[] = "0123456789abcdef";
+    for (std::size_t i = 0; i < md5Size; ++i) {
+        out[2 * i] = digits[digest[i] >> 4];
+        out[2 * i + 1] = digits[digest[i] & 15];
+    }
+    out[hexSize - 1] = '\0';
+}
+
+void DigestCalcHA1(const char *algorithm, const char *userName, const char *realm,
+                   const char *password, std::size_t passwordLength, const char *nonce,
+                   const char *cnonce, char (&out)[hexSize]) {
+    unsigned char digest[md5Size];
+    Hash secret;
+    secret << userName << ":" << realm << ":" << std::string_view(password, passwordLength);
+    secret.finish(digest);
+    if (std::strcmp(algorithm, "md5-sess") == 0) {
+        Hash session;
+        session << asText(digest) << ":" << nonce << ":" << cnonce;
+        session.finish(digest);
+    }
+    ConvertHex(digest, out);
+    explicit_bzero(digest, sizeof digest);
+}
+
+void DigestCalcResponse(const char (&ha1Hex)[hexSize], const char *nonce, const char *nonceCount,
+                        const char *cnonce, const char *qop, const char *method,
+                        const char *digestUri, bool withMethod, char (&out)[hexSize]) {
+    char ha2[hexSize];
+    Hash a2;
+    a2 << (withMethod ? method : "") << ":" << digestUri;
+    // Not for auth-conf, although RFC 2831 has it there, too: kept as it always was.
+    if (std::strcmp(qop, "auth-int") == 0)
+        a2 << ":00000000000000000000000000000000";
+    a2.finish(ha2);
+    Hash response;
+    response << ha1Hex << ":" << nonce << ":";
+    if (*qop != '\0')
+        response << nonceCount << ":" << cnonce << ":" << qop << ":";
+    response << ha2;
+    response.finish(out);
+}
+
+int createDigestResponse(const char *userName, const char *password, std::size_t passwordLength,
+                         const char *realm, const char *hostName, const char *cnonce,
+                         int nonceCount, const DigestChallenge *challenge, berval *response) {
+    *response = {0, nullptr};
+    HeapPtr buffer(static_cast<char *>(std::malloc(responseSize)));
+    const Exchange exchange(hostName, cnonce, nonceCount, *challenge);
+    if (!buffer || !exchange.hasUri())
+        return LDAP_NO_MEMORY;
+    char value[hexSize];
+    exchange.calculate(userName, realm, password, passwordLength, true, value);
+    const bool hasRealm = *realm != '\0';
+    const int length = std::snprintf(
+        buffer.get(), responseSize,
+        "username=\"%s\"%s%s%s,cnonce=\"%s\",nc=%s,qop=%s,digest-uri=\"%s\",response=%s,"
+        "charset=utf-8,nonce=\"%s\"",
+        userName, hasRealm ? ",realm=\"" : "", realm, hasRealm ? "\"" : "", cnonce,
+        exchange.count(), exchange.qop(), exchange.digestUri(), value, challenge->nonce);
+    // Nonce and realm are as long as the server likes.
+    if (length < 0 || static_cast<std::size_t>(length) >= responseSize)
+        return LDAP_PARAM_ERROR;
+    *response = {static_cast<ber_len_t>(length), buffer.release()};
+    return LDAP_SUCCESS;
+}
+
+int validateServerResponse(const char *userName, const char *password, std::size_t passwordLength,
+                           const char *realm, const char *hostName, const char *cnonce,
+                           int nonceCount, const DigestChallenge *challenge,
+                           berval *serverCredentials) {
+    HeapPtr proof;
+    if (const int result = getResponseAuth(serverCredentials, Out(proof)); result != LDAP_SUCCESS)
+        return result;
+    const Exchange exchange(hostName, cnonce, nonceCount, *challenge);
+    if (!exchange.hasUri())
+        return LDAP_NO_MEMORY;
+    char expected[hexSize];
+    exchange.calculate(userName, realm, password, passwordLength, false, expected);
+    const bool isProved = proof && std::strcmp(proof.get(), expected) == 0;
+    return isProved ? LDAP_SUCCESS : LDAP_INVALID_CREDENTIALS;
+}
+
+} // namespace qldapx

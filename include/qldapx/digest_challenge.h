@@ -151,8 +151,9 @@ QLDAPX_API int parseTokenList(const char *text, uint32_t length, const char **to
  *
  * A token of qop or cipher, and stale's value, is a keyword or any beginning of one, also an empty
  * one; the first keyword that fits counts: auth, auth-int, auth-conf; 3des, des, rc4-40, rc4,
- * rc4-56. The last cipher of a list is not looked at, and QLDAPX_DIGEST_CIPHER_OTHER stands for
- * it: what reads challenges here has always had it so.
+ * rc4-56 (so rc4 counts as rc4-40, and bit 8 is never set). The last cipher of a list is not looked
+ * at, and QLDAPX_DIGEST_CIPHER_OTHER stands for it: what reads challenges here has always had it
+ * so.
  *
  * Result: 0; QLDAPX_DIGEST_TWICE (but for realms); QLDAPX_DIGEST_BAD_MAXBUF, _BAD_CHARSET,
  * _BAD_ALGORITHM (both values are kept), _BAD_STALE; for lists of tokens the code of

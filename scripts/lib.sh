@@ -31,6 +31,7 @@ test_needs=(
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the tests"
     "389-ds-base|test -x /usr/sbin/ns-slapd|389-ds, a peer of the tests"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
+    "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's DIGEST-MD5, for OpenLDAP's client tools"
     "clang|clang++ --version|clang 14, the second compiler of the headers"
     "shellcheck|shellcheck --version|the shell linter"
     "clang-format|clang-format --version|clang-format 14"

@@ -33,12 +33,14 @@ QLDAPX_API int LockCallback(int mode, int lockNumber);
 QLDAPX_API void LockCleanUp(void);
 
 /*
- * CRYPTO_w_lock, CRYPTO_w_unlock - lock and unlock the mutex of the random pool. It is not
- * recursive: who holds it must not call the functions of random_pool.h.
+ * CRYPTO_w_lock - locks the mutex of the random pool. It is not recursive: who holds it must not
+ * call the functions of random_pool.h.
  *
- * Result: that of pthread_mutex_lock or pthread_mutex_unlock.
+ * Result: that of pthread_mutex_lock.
  */
 QLDAPX_API int CRYPTO_w_lock(void);
+
+/* CRYPTO_w_unlock - unlocks it; the result is that of pthread_mutex_unlock. */
 QLDAPX_API int CRYPTO_w_unlock(void);
 
 /* CRYPTO_thread_setup - does nothing: the mutex of the random pool is there from the beginning. */

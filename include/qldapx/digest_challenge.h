@@ -145,26 +145,63 @@ QLDAPX_API int parseTokenList(const char *text, uint32_t length, const char **to
                               uint32_t *tokenLength, void **state, int32_t *errorPosition);
 
 /*
- * handleRealm, handleNonce, handleQop, handleMaxbuf, handleCharset, handleAlgorithm, handleCipher,
- * handleStale - put what a directive says into the challenge. Its name is not looked at; it has a
- * value.
+ * The handlers put what one directive says into the challenge. The directive's name is not looked
+ * at; it has a value. A token of qop or cipher, and stale's value, is a keyword or any beginning of
+ * one, also an empty one; the first keyword that fits counts.
  *
- * A token of qop or cipher, and stale's value, is a keyword or any beginning of one, also an empty
- * one; the first keyword that fits counts: auth, auth-int, auth-conf; 3des, des, rc4-40, rc4,
- * rc4-56. The last cipher of a list is not looked at, and QLDAPX_DIGEST_CIPHER_OTHER stands for
- * it: what reads challenges here has always had it so.
- *
- * Result: 0; QLDAPX_DIGEST_TWICE (but for realms); QLDAPX_DIGEST_BAD_MAXBUF, _BAD_CHARSET,
- * _BAD_ALGORITHM (both values are kept), _BAD_STALE; for lists of tokens the code of
- * parseTokenList; LDAP_NO_MEMORY.
+ * Result: 0; QLDAPX_DIGEST_TWICE for a second one (but for realms); LDAP_NO_MEMORY; those that are
+ * named with each.
  */
+
+/* handleRealm - adds a realm, up to its first zero byte, before those that are there. */
 QLDAPX_API int handleRealm(ParsedDirective *directive, DigestChallenge *challenge);
+
+/* handleNonce - copies the nonce, all of its bytes. */
 QLDAPX_API int handleNonce(ParsedDirective *directive, DigestChallenge *challenge);
+
+/*
+ * handleQop - notes the tokens auth, auth-int, auth-conf and whether there are others.
+ *
+ * Result: also what parseTokenList gave for a list that is malformed, which counts as another
+ * token.
+ */
 QLDAPX_API int handleQop(ParsedDirective *directive, DigestChallenge *challenge);
+
+/*
+ * handleMaxbuf - notes a decimal number, modulo 2^32. 0xFFFFFFFF counts as not given.
+ *
+ * Result: also QLDAPX_DIGEST_BAD_MAXBUF for 0, which is kept.
+ */
 QLDAPX_API int handleMaxbuf(ParsedDirective *directive, DigestChallenge *challenge);
+
+/*
+ * handleCharset - copies the charset.
+ *
+ * Result: also QLDAPX_DIGEST_BAD_CHARSET when it is not "utf-8"; it is kept.
+ */
 QLDAPX_API int handleCharset(ParsedDirective *directive, DigestChallenge *challenge);
+
+/*
+ * handleAlgorithm - copies the algorithm.
+ *
+ * Result: also QLDAPX_DIGEST_BAD_ALGORITHM when it is not "md5-sess"; it is kept.
+ */
 QLDAPX_API int handleAlgorithm(ParsedDirective *directive, DigestChallenge *challenge);
+
+/*
+ * handleCipher - notes the tokens 3des, des, rc4-40, rc4, rc4-56 (of which rc4 counts as rc4-40, by
+ * its beginning) and whether there are others. The last one of the list always counts as another
+ * one: what reads challenges here has always had it so.
+ *
+ * Result: also what parseTokenList gave for a list that is malformed.
+ */
 QLDAPX_API int handleCipher(ParsedDirective *directive, DigestChallenge *challenge);
+
+/*
+ * handleStale - notes that the challenge is stale.
+ *
+ * Result: also QLDAPX_DIGEST_BAD_STALE when the value is not "true".
+ */
 QLDAPX_API int handleStale(ParsedDirective *directive, DigestChallenge *challenge);
 
 /*

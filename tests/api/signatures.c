@@ -214,6 +214,8 @@ static int layout_is_right(void) {
            sizeof(LBURPOperationFailure) == 16;
 }
 
+int sasl_interface_is_right(void);
+
 int main(void) {
     int all = HAVE_ALL(partition_operations) && HAVE_ALL(counts) && HAVE_ALL(pairs) &&
               HAVE_ALL(replicas) && HAVE_ALL(pairs_and_number) && HAVE_ALL(triples) &&
@@ -235,7 +237,7 @@ int main(void) {
           element_remove && change_add && change_note && changes_free && content_rule &&
           content_rule_text && content_rule_free && structure_rule && structure_rule_text &&
           structure_rule_free;
-    if (!all || !layout_is_right() || !schema_layout_is_right()) {
+    if (!all || !layout_is_right() || !schema_layout_is_right() || !sasl_interface_is_right()) {
         fputs("a function is missing or a record has moved\n", stderr);
         return 1;
     }

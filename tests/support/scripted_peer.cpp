@@ -91,6 +91,8 @@ void ScriptedPeer::playStep(const Step &step, const Bytes &message) {
     Bytes bytes = step.raw;
     for (const Bytes &operation : step.answers)
         bytes += sequence({idElement(message), operation});
+    if (step.compute)
+        bytes += sequence({idElement(message), step.compute(message)});
     // A session that has ended meanwhile takes no answer, and needs none.
     (void)send(peerFd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     // Only this direction, so that what the session still sends is no SIGPIPE.

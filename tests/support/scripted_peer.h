@@ -3,6 +3,7 @@
 
 #include "support/ber.h"
 
+#include <functional>
 #include <ldap.h>
 #include <optional>
 #include <thread>
@@ -20,9 +21,14 @@ class ScriptedPeer {
         Bytes raw;
         // Ends the peer's side of the connection.
         bool close = false;
+        // Makes one more operation, of the message that arrived.
+        std::function<Bytes(const Bytes &message)> compute = nullptr;
     };
     static Step answer(Bytes operation) { return {{std::move(operation)}, {}}; }
     static Step answers(std::vector<Bytes> operations) { return {std::move(operations), {}}; }
+    static Step computed(std::function<Bytes(const Bytes &message)> compute) {
+        return {{}, {}, false, std::move(compute)};
+    }
     static Step raw(Bytes bytes) { return {{}, std::move(bytes)}; }
     static Step silence() { return {{}, {}}; }
     static Step closeConnection() { return {{}, {}, true}; }

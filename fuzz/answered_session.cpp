@@ -9,13 +9,14 @@
 
 namespace qldapx_fuzz {
 
-AnsweredSession::AnsweredSession(const std::vector<Bytes> &operations) {
+AnsweredSession::AnsweredSession(const std::vector<Bytes> &operations, Answers answered) {
     int ends[2];
     require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "no socketpair");
     peer_ = ends[1];
     Bytes answers;
+    int id = 1;
     for (const Bytes &operation : operations)
-        answers += qldapx_test::ldapMessage(1, operation);
+        answers += qldapx_test::ldapMessage(answered == Answers::each ? id++ : id, operation);
     ssize_t sent = send(peer_, answers.data(), answers.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     shutdown(peer_, SHUT_WR);
     if (sent != static_cast<ssize_t>(answers.size())) {

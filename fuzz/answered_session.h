@@ -11,11 +11,13 @@ namespace qldapx_fuzz {
 
 using qldapx_test::Bytes;
 
-// The answers belong to the session's first request. Behind them the connection ends, so that no
-// run waits for more.
+// Behind the answers the connection ends, so that no run waits for more.
 class AnsweredSession {
   public:
-    explicit AnsweredSession(const std::vector<Bytes> &operations);
+    // What the operations answer: the session's first request, or each one request after another.
+    enum class Answers { first, each };
+    explicit AnsweredSession(const std::vector<Bytes> &operations,
+                             Answers answered = Answers::first);
     ~AnsweredSession();
     AnsweredSession(const AnsweredSession &) = delete;
     AnsweredSession &operator=(const AnsweredSession &) = delete;

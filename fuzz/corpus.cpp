@@ -151,6 +151,7 @@ std::vector<Seed> seeds() {
         addBad(all, bad);
     addBulkUpdates(all);
     addSchemas(all);
+    addDigests(all);
     return all;
 }
 

@@ -22,5 +22,7 @@ std::vector<Seed> seeds();
 void addBulkUpdates(std::vector<Seed> &all);
 // Those of schema access.
 void addSchemas(std::vector<Seed> &all);
+// Those of DIGEST-MD5.
+void addDigests(std::vector<Seed> &all);
 
 } // namespace qldapx_fuzz

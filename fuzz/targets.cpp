@@ -24,6 +24,10 @@ std::vector<Target> allTargets() {
         {"schema_entry", runSchemaEntry},
         {"schema_edits", runSchemaEdits},
         {"structure_rule", runStructureRule},
+        {"digest_challenge", runDigestChallenge},
+        {"token_list", runTokenList},
+        {"digest_proof", runDigestProof},
+        {"digest_bind", runDigestBind},
     };
     for (unsigned kind : decodedKinds())
         all.push_back({decoderName(kind), runDecoder, kind});

@@ -50,4 +50,11 @@ void runSchemaEntry(const Target &target, const Bytes &bytes);
 void runSchemaEdits(const Target &target, const Bytes &bytes);
 void runStructureRule(const Target &target, const Bytes &bytes);
 
+// Take the bytes as a challenge of DIGEST-MD5, as a list of tokens in one, as a server's proof, and
+// as the answers to a whole bind.
+void runDigestChallenge(const Target &target, const Bytes &bytes);
+void runTokenList(const Target &target, const Bytes &bytes);
+void runDigestProof(const Target &target, const Bytes &bytes);
+void runDigestBind(const Target &target, const Bytes &bytes);
+
 } // namespace qldapx_fuzz

@@ -29,6 +29,7 @@ test_needs=(
     "libgtest-dev|test -e /usr/include/gtest/gtest.h|GoogleTest"
     "libgmock-dev|test -e /usr/include/gmock/gmock.h|GoogleMock"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the tests"
+    "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's mechanisms, for binds by DIGEST-MD5"
     "389-ds-base|test -x /usr/sbin/ns-slapd|389-ds, a peer of the tests"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
     "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's DIGEST-MD5, for OpenLDAP's client tools"
@@ -38,6 +39,8 @@ test_needs=(
     "make|make --version|make, for OpenLDAP's sources"
     "xz-utils|xz --version|xz, for OpenLDAP's sources"
     "graphviz|dot -V|Graphviz's dot, which draws the schema"
+    "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
+    "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
 )
 lint_needs=(

@@ -1,34 +1,15 @@
 // An application that defines functions under names that the library calls inside itself: the
 // library must keep calling its own. (The executable exports its symbols, as one with plug-ins
 // does, so the dynamic linker would prefer them.)
+#include "interposition.h"
+
 #include <gtest/gtest.h>
-#include <qldapx.h>
-
-namespace {
-int captured = 0;
-} // namespace
-
-extern "C" {
-
-#define CAPTURE(name)                                                                              \
-    __attribute__((visibility("default"), used)) int name() {                                      \
-        ++captured;                                                                                \
-        return 4711;                                                                               \
-    }
 
 CAPTURE(add_change)
 CAPTURE(verify_callback)
 CAPTURE(add_cert)
 CAPTURE(new_value)
 CAPTURE(MD5)
-}
-
-// Those that the header declares have their types.
-#define CAPTURE_DECLARED(name, ...)                                                                \
-    extern "C" __attribute__((visibility("default"), used)) int name(__VA_ARGS__) {                \
-        ++captured;                                                                                \
-        return 4711;                                                                               \
-    }
 
 CAPTURE_DECLARED(wrapper_ldap_trigger_backlink, LDAP *)
 CAPTURE_DECLARED(wrapper_ldap_trigger_janitor, LDAP *)
@@ -43,14 +24,9 @@ CAPTURE_DECLARED(parseStringSequence, BerElement *, char ***)
 CAPTURE_DECLARED(parseReferralList, BerElement *, int *, ReferralEntry **)
 CAPTURE_DECLARED(parseConnectionData, BerElement *, ConnectionInfo **)
 
-#define CAPTURE_RELEASE(name, ...)                                                                 \
-    extern "C" __attribute__((visibility("default"), used)) void name(__VA_ARGS__) {               \
-        ++captured;                                                                                \
-    }
-
-CAPTURE_RELEASE(freeStringSequence, char **)
-CAPTURE_RELEASE(freeReferralList, int, ReferralEntry *)
-CAPTURE_RELEASE(freeConnectionData, ConnectionInfo *)
+CAPTURE_VOID(freeStringSequence, char **)
+CAPTURE_VOID(freeReferralList, int, ReferralEntry *)
+CAPTURE_VOID(freeConnectionData, ConnectionInfo *)
 
 namespace {
 

@@ -164,6 +164,12 @@ void DirectoryServer389::addTree() const {
                accessRule("writer writes", "all", writerDn)}}});
     mustAdd(ld, "ou=people,dc=example,dc=com",
             {{"objectClass", {"organizationalUnit"}}, {"ou", {"people"}}});
+    mustAdd(ld, "cn=people,cn=mapping,cn=sasl,cn=config",
+            {{"objectClass", {"nsSaslMapping"}},
+             {"cn", {"people"}},
+             {"nsSaslMapRegexString", {"^[^:@]+$"}},
+             {"nsSaslMapBaseDNTemplate", {std::string("ou=people,") + suffix}},
+             {"nsSaslMapFilterTemplate", {"(uid=&)"}}});
     for (const char *dn : {agentDn, writerDn, readerDn})
         mustAdd(
             ld, dn,

@@ -6,7 +6,9 @@
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
+#include <netdb.h>
 #include <netinet/in.h>
+#include <optional>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -19,33 +21,63 @@ namespace {
 
 constexpr pid_t noProcess = -1;
 
-// A port that the system has just given and taken back.
-std::string freeTcpUri() {
-    int probe = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto *generic = reinterpret_cast<sockaddr *>(&address);
-    bool found = bind(probe, generic, size) == 0 && getsockname(probe, generic, &size) == 0;
+// A port of the address that the system has just given and taken back; nothing where the system
+// does not have the address.
+std::optional<int> freePort(const char *address) {
+    addrinfo hints{}, *info = nullptr;
+    hints.ai_flags = AI_NUMERICHOST;
+    hints.ai_socktype = SOCK_STREAM;
+    if (getaddrinfo(address, "0", &hints, &info) != 0)
+        return std::nullopt;
+    int probe = socket(info->ai_family, SOCK_STREAM, 0);
+    sockaddr_in6 given{}; // the larger one; the port is at the same place in both
+    socklen_t size = sizeof given;
+    bool found = bind(probe, info->ai_addr, info->ai_addrlen) == 0 &&
+                 getsockname(probe, reinterpret_cast<sockaddr *>(&given), &size) == 0;
     close(probe);
-    if (!found)
+    freeaddrinfo(info);
+    return found ? std::optional<int>(ntohs(given.sin6_port)) : std::nullopt;
+}
+
+std::string freeTcpUri() {
+    std::optional<int> port = freePort("127.0.0.1");
+    if (!port)
         throw std::runtime_error("no free port");
-    return "ldap://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    return "ldap://127.0.0.1:" + std::to_string(*port);
+}
+
+std::vector<std::string> urisOf(SlapdServer::Transport transport, const std::string &socket) {
+    std::vector<std::string> uris;
+    if (transport != SlapdServer::Transport::tcp)
+        uris.push_back(unixSocketUri(socket));
+    if (transport != SlapdServer::Transport::unixSocket)
+        uris.push_back(freeTcpUri());
+    std::optional<int> port;
+    if (transport == SlapdServer::Transport::every && (port = freePort("::1")))
+        uris.push_back("ldap://[::1]:" + std::to_string(*port));
+    return uris;
+}
+
+std::string joined(const std::vector<std::string> &uris) {
+    std::string text;
+    for (const std::string &uri : uris)
+        text += (text.empty() ? "" : " ") + uri;
+    return text;
 }
 
 } // namespace
+
+const std::vector<std::string> SlapdServer::usualSchemas = {"core", "cosine", "inetorgperson"};
 
 const std::vector<std::string> SlapdServer::allSchemas = {
     "core", "cosine", "inetorgperson", "nis",    "collective",  "corba",    "duaconf",
     "dsee", "java",   "misc",          "msuser", "namedobject", "openldap", "pmi"};
 
 SlapdServer::SlapdServer(Transport transport, const std::string &overlay,
-                         const std::vector<std::string> &schemas)
-    : folder_(makeFolder("slapd")),
-      uri_(transport == Transport::tcp ? freeTcpUri() : unixSocketUri(folder_ / "socket")) {
+                         const std::vector<std::string> &schemas, const std::string &settings)
+    : folder_(makeFolder("slapd")), uris_(urisOf(transport, folder_ / "socket")) {
     try {
-        writeConfiguration(overlay, schemas);
+        writeConfiguration(overlay, schemas, settings);
         start();
         waitUntilItAnswers();
         addTree();
@@ -60,7 +92,8 @@ SlapdServer::~SlapdServer() {
 }
 
 void SlapdServer::writeConfiguration(const std::string &overlay,
-                                     const std::vector<std::string> &schemas) const {
+                                     const std::vector<std::string> &schemas,
+                                     const std::string &settings) const {
     std::filesystem::create_directory(folder_ / "data");
     std::ofstream file(folder_ / "slapd.conf");
     for (const std::string &schema : schemas)
@@ -68,7 +101,7 @@ void SlapdServer::writeConfiguration(const std::string &overlay,
     file << "modulepath /usr/lib/ldap\nmoduleload back_mdb\n";
     if (!overlay.empty())
         file << "moduleload " << overlay << "\n";
-    file << "pidfile " << (folder_ / "pid").string() << "\n"
+    file << settings << "pidfile " << (folder_ / "pid").string() << "\n"
          << "database mdb\nsuffix dc=example,dc=com\ndirectory " << (folder_ / "data").string()
          << "\ndbnosync\nauthz-policy to\nrootdn " << adminDn << "\nrootpw " << adminPassword
          << "\n";
@@ -77,7 +110,7 @@ void SlapdServer::writeConfiguration(const std::string &overlay,
 }
 
 void SlapdServer::start() {
-    std::string configuration = (folder_ / "slapd.conf").string();
+    std::string configuration = (folder_ / "slapd.conf").string(), uris = joined(uris_);
     process_ = fork();
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is cut short leaves nothing running
@@ -85,7 +118,7 @@ void SlapdServer::start() {
         dup2(null, STDOUT_FILENO);
         dup2(null, STDERR_FILENO);
         // -d keeps it in the foreground, so that it stays this test's own child.
-        execl(SLAPD_PATH, "slapd", "-d", "0", "-f", configuration.c_str(), "-h", uri_.c_str(),
+        execl(SLAPD_PATH, "slapd", "-d", "0", "-f", configuration.c_str(), "-h", uris.c_str(),
               static_cast<char *>(nullptr));
         _exit(127);
     }
@@ -93,7 +126,7 @@ void SlapdServer::start() {
 
 void SlapdServer::waitUntilItAnswers() const {
     for (int attempt = 0; attempt < 200; ++attempt) {
-        if (answers(uri_, adminDn, adminPassword))
+        if (answers(uri(), adminDn, adminPassword))
             return;
         if (waitpid(process_, nullptr, WNOHANG) == process_)
             throw std::runtime_error("slapd ended at its start");
@@ -103,7 +136,7 @@ void SlapdServer::waitUntilItAnswers() const {
 }
 
 LDAP *SlapdServer::session() const {
-    return openSession(uri_, adminDn, adminPassword);
+    return openSession(uri(), adminDn, adminPassword);
 }
 
 void SlapdServer::addTree() const {
@@ -122,9 +155,16 @@ void SlapdServer::addTree() const {
     ldap_unbind_ext_s(ld, nullptr, nullptr);
 }
 
+void SlapdServer::interrupt(int signalNumber) const {
+    siginfo_t ignored{};
+    kill(process_, signalNumber);
+    waitid(P_PID, static_cast<id_t>(process_), &ignored, WEXITED | WSTOPPED | WNOWAIT);
+}
+
 void SlapdServer::stop() {
     if (process_ > 0) {
         kill(process_, SIGTERM);
+        kill(process_, SIGCONT); // it may be stopped
         waitpid(process_, nullptr, 0);
     }
     process_ = noProcess;

@@ -1,5 +1,5 @@
 // slapd_server.h - an OpenLDAP server of the test's own, in a temporary folder, on a Unix socket
-// or on a free port of the loopback address.
+// or on free ports of the loopback addresses.
 #pragma once
 
 #include <filesystem>
@@ -15,38 +15,45 @@ class SlapdServer {
     static constexpr const char *adminDn = "cn=admin,dc=example,dc=com";
     static constexpr const char *adminPassword = "peer-secret";
 
-    enum class Transport { unixSocket, tcp };
+    // every: the Unix socket, TCP and, where the system has it, TCP over IPv6, in this order.
+    enum class Transport { unixSocket, tcp, every };
+
+    static const std::vector<std::string> usualSchemas;
 
     // What the package has, in an order in which each finds what it refers to; but for dyngroup,
     // which defines a macro that dsee has, too.
     static const std::vector<std::string> allSchemas;
 
     // Starts the server with a small tree and, if it is named, an overlay (a module of Debian's
-    // package), and these schema files of the package; throws std::runtime_error when it does not
-    // come up.
+    // package), these schema files of the package, and these lines of configuration; throws
+    // std::runtime_error when it does not come up.
     explicit SlapdServer(Transport transport = Transport::unixSocket,
                          const std::string &overlay = {},
-                         const std::vector<std::string> &schemas = {"core", "cosine",
-                                                                    "inetorgperson"});
+                         const std::vector<std::string> &schemas = usualSchemas,
+                         const std::string &settings = {});
     ~SlapdServer();
     SlapdServer(const SlapdServer &) = delete;
     SlapdServer &operator=(const SlapdServer &) = delete;
 
-    [[nodiscard]] const std::string &uri() const { return uri_; }
+    [[nodiscard]] const std::string &uri() const { return uris_.front(); }
+    [[nodiscard]] const std::vector<std::string> &uris() const { return uris_; }
 
     // A session bound as the administrator, or throws.
     [[nodiscard]] LDAP *session() const;
 
+    // Ends (SIGKILL) or stops (SIGSTOP) it, and waits until it has.
+    void interrupt(int signalNumber) const;
+
   private:
-    void writeConfiguration(const std::string &overlay,
-                            const std::vector<std::string> &schemas) const;
+    void writeConfiguration(const std::string &overlay, const std::vector<std::string> &schemas,
+                            const std::string &settings) const;
     void start();
     void waitUntilItAnswers() const;
     void addTree() const;
     void stop();
 
     std::filesystem::path folder_;
-    std::string uri_;
+    std::vector<std::string> uris_;
     pid_t process_ = -1;
 };
 

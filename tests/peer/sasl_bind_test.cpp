@@ -47,6 +47,7 @@ TEST_F(SaslBind, WhatIsWrongIsRefused) {
         {"another user", {"ben", "peer-secret"}, LDAP_INVALID_CREDENTIALS},
         {"a user who is not there", {"nobody", "peer-secret"}, peer.unknownUser},
         {"a part of a name", {"ad", "peer-secret"}, peer.unknownUser},
+        {"a name with a realm", {R"(ada",realm="elsewhere)", "peer-secret"}, peer.unknownUser},
         {"a pattern", {"ad*", "peer-secret"}, peer.unknownUser},
     };
     for (const auto &row : rows) {
@@ -145,6 +146,15 @@ TEST_F(SaslBind, HashedPasswordsCannotBeProven) {
     EXPECT_EQ(bindSimply(ld, {"hashed", "peer-secret"}), LDAP_SUCCESS);
     EXPECT_EQ(digestBind(ld, "hashed", "peer-secret"), LDAP_INVALID_CREDENTIALS);
     expectAnonymous(ld);
+}
+
+// Names stand between quotes as they are: these are read as other directives than were meant.
+TEST_F(SaslBind, NamesThatBreakTheQuotesAreRefused) {
+    for (const char *name : {R"(a"b)", R"(ada")", R"("ada)", R"(ada\)", R"(ada",username="ben)"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(digestBind(ld, name, "peer-secret"), LDAP_INVALID_CREDENTIALS);
+        expectAnonymous(ld);
+    }
 }
 
 // The server takes any host, since one server has many names.

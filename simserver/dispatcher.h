@@ -49,8 +49,9 @@ class Dispatcher {
     void serveSearch(Connection &connection, const Request &request, Outcome &outcome);
     void serveBind(Connection &connection, const Request &request, Outcome &outcome);
     void serveExtended(Connection &connection, const Request &request, Outcome &outcome);
-    /** Of the next answer to an operation or step, which is counted by the second function. */
+    /** What goes wrong with the next answer to an operation, by its OID, or step of a bind. */
     std::optional<Fault> faultOf(std::string_view answered) const;
+    /** That answer has been made. */
     void count(std::string_view answered) { ++answered_[std::string(answered)]; }
     ExtendedReply replyTo(Connection &connection, const ExtendedRequest &request,
                           const Fault *fault, ExtendedAftermath &after);

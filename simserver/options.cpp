@@ -149,6 +149,7 @@ void addContent(CLI::App &app, Options &options) {
         ->type_name("NAME")
         ->expected(1)
         ->take_all()
+        ->allow_extra_args(false) // or CLI11 takes "[a,b]" for two of them
         ->check(checkRealm);
 }
 

@@ -16,7 +16,6 @@ TEST_F(SaslBind, EverybodyIsWhoTheyAre) {
         SCOPED_TRACE(someone.uid);
         DigestBind bind(ld);
         EXPECT_EQ(bind.realms(), std::vector<std::string>{peer.realm});
-        EXPECT_EQ(bind.realms(), std::vector<std::string>{peer.realm});
         EXPECT_EQ(bind.finish(someone.uid, someone.password), LDAP_SUCCESS);
         EXPECT_FALSE(bind.isHeld());
         expectIs(ld, someone);

@@ -47,8 +47,9 @@ TEST(SaslTool, RefusalsAreExplained) {
 }
 
 TEST(SaslTool, Realms) {
-    const SimProgram server({"--sasl-realm", "R1", "--sasl-realm", "Two words"});
-    for (const char *realm : {"R1", "Two words"})
+    const SimProgram server(
+        {"--sasl-realm", "R1", "--sasl-realm", "Two words", "--sasl-realm", "[a,b]"});
+    for (const char *realm : {"R1", "Two words", "[a,b]"})
         EXPECT_EQ(whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", realm}).output, kAda);
     const auto other = whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", "strata"});
     EXPECT_EQ(other.code, 49);

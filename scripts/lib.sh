@@ -32,7 +32,6 @@ test_needs=(
     "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's mechanisms, for binds by DIGEST-MD5"
     "389-ds-base|test -x /usr/sbin/ns-slapd|389-ds, a peer of the tests"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
-    "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's DIGEST-MD5, for OpenLDAP's client tools"
     "clang|clang++ --version|clang 14, the second compiler of the headers"
     "shellcheck|shellcheck --version|the shell linter"
     "clang-format|clang-format --version|clang-format 14"
@@ -53,6 +52,8 @@ fuzz_needs=(
 )
 bench_needs=(
     "valgrind|valgrind --version|valgrind, for instruction counts"
+    "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
+    "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's mechanisms, for binds by DIGEST-MD5"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the benchmarks"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
     "python3|python3 --version|Python 3, for the tables"

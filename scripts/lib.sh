@@ -52,6 +52,8 @@ fuzz_needs=(
 )
 bench_needs=(
     "valgrind|valgrind --version|valgrind, for instruction counts"
+    "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
+    "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's mechanisms, for binds by DIGEST-MD5"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the benchmarks"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
     "python3|python3 --version|Python 3, for the tables"

@@ -7,10 +7,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace stratasim {
 
@@ -45,14 +47,18 @@ class Dispatcher {
   private:
     Outcome serve(Connection &connection, const Request &request);
     void serveSearch(Connection &connection, const Request &request, Outcome &outcome);
+    void serveBind(Connection &connection, const Request &request, Outcome &outcome);
     void serveExtended(Connection &connection, const Request &request, Outcome &outcome);
-    std::optional<Fault> faultOf(const ExtendedOperation *operation) const;
+    /** What goes wrong with the next answer to an operation, by its OID, or step of a bind. */
+    std::optional<Fault> faultOf(std::string_view answered) const;
+    /** That answer has been made. */
+    void count(std::string_view answered) { ++answered_[std::string(answered)]; }
     ExtendedReply replyTo(Connection &connection, const ExtendedRequest &request,
                           const Fault *fault, ExtendedAftermath &after);
 
     Directory &directory_;
     const Faults &faults_;
-    std::map<const ExtendedOperation *, std::uint64_t> answered_; // how often
+    std::map<std::string, std::uint64_t, std::less<>> answered_; // how often
 };
 
 } // namespace stratasim

@@ -85,8 +85,8 @@ QLDAPX_API int ldap_get_digest_md5_realms(void *context, char ***realms);
  * userName:       the user, UTF-8. It is put between quotes as it stands: a quote or a backslash
  *                 in it changes the directives that the server reads, so refuse such names.
  * password:       the password; hashed as it stands. RFC 2831 (2.1.2.1) wants it in ISO 8859-1
- *                 where each of its characters exists there and in UTF-8 otherwise: give it so to
- *                 servers that follow it, such as those with cyrus-sasl. NULL: of length 0.
+ *                 where each of its characters exists there and in UTF-8 otherwise; servers with
+ *                 cyrus-sasl take UTF-8 always. NULL: of length 0.
  * passwordLength: its bytes, which may be zeros; -1: up to the terminating zero.
  * realmIndex:     the realm, counted from 0 in the array of ldap_get_digest_md5_realms. A challenge
  *                 without a realm cannot be answered.

@@ -92,10 +92,24 @@ class Locked {
 class Place {
   public:
     Place(int index, int size) : index_(index), size_(size) {}
-    Shared<unsigned char> &next() {
-        if (index_ >= size_)
-            index_ = 0;
-        return pool.ring[static_cast<std::size_t>(index_++)];
+
+    // Visits so many bytes in their order, and goes on behind them.
+    template <class Visitor>
+    void visit(int count, Visitor visitor) {
+        for (int done = 0; done < count;) {
+            if (index_ >= size_)
+                index_ = 0;
+            const int end = std::min(count, done + size_ - index_);
+            for (; done < end; ++done)
+                visitor(pool.ring[static_cast<std::size_t>(index_++)], done);
+        }
+    }
+
+    // Mixes as many bytes in.
+    void add(const unsigned char *bytes, int count) {
+        visit(count, [bytes](Shared<unsigned char> &byte, int i) {
+            byte = static_cast<unsigned char>(byte ^ bytes[i]);
+        });
     }
 
   private:
@@ -106,35 +120,44 @@ class Place {
 class Message {
   public:
     Message() = default;
-    ~Message() { explicit_bzero(bytes_.data(), end_); }
+    ~Message() { explicit_bzero(bytes_.data(), bytes_.size()); }
     Message(const Message &) = delete;
     Message &operator=(const Message &) = delete;
 
+    void begin() { size_ = 0; }
     void add(const void *bytes, std::size_t count) {
         memcpy(bytes_.data() + size_, bytes, count);
         size_ += count;
     }
     void add(const Words &words) { add(words.data(), sizeof words); }
     void add(Place place, int count) {
-        for (int i = 0; i < count; ++i)
-            bytes_[size_++] = place.next();
+        unsigned char *const to = bytes_.data() + size_;
+        place.visit(count, [to](const Shared<unsigned char> &byte, int i) { to[i] = byte; });
+        size_ += static_cast<std::size_t>(count);
     }
 
     [[nodiscard]] Words digest() {
-        const std::uint64_t bits = std::uint64_t{size_} * 8;
-        const std::size_t blocks = size_ < md5LengthOffset ? 1 : 2;
-        end_ = blocks * md5BlockSize;
-        bytes_[size_] = 0x80;
-        memset(bytes_.data() + size_ + 1, 0, end_ - size_ - 1 - sizeof bits);
-        memcpy(bytes_.data() + end_ - sizeof bits, &bits, sizeof bits);
+        if (size_ != paddedSize_)
+            pad();
         Md5Chain chain = md5Start;
-        md5Transform(chain, bytes_.data(), blocks);
+        md5Transform(chain, bytes_.data(), blocks_);
         return std::bit_cast<Words>(chain);
     }
 
   private:
+    // What follows a message: the same for all that are as long.
+    void pad() {
+        const std::uint64_t bits = std::uint64_t{size_} * 8;
+        blocks_ = size_ < md5LengthOffset ? 1 : 2;
+        const std::size_t end = blocks_ * md5BlockSize - sizeof bits;
+        bytes_[size_] = 0x80;
+        memset(bytes_.data() + size_ + 1, 0, end - size_ - 1);
+        memcpy(bytes_.data() + end, &bits, sizeof bits);
+        paddedSize_ = size_;
+    }
+
     std::array<unsigned char, 2 * md5BlockSize> bytes_;
-    std::size_t size_ = 0, end_ = 0;
+    std::size_t size_ = 0, paddedSize_ = 0, blocks_ = 0;
 };
 
 // What a call works with outside the lock.
@@ -159,8 +182,9 @@ Claim claimForMixing(int count) {
     return claim;
 }
 
-Words mixChunkIn(const Claim &claim, Place place, const unsigned char *chunk, int size) {
-    Message message;
+Words mixChunkIn(Message &message, const Claim &claim, Place place, const unsigned char *chunk,
+                 int size) {
+    message.begin();
     message.add(claim.digest);
     message.add(place, size);
     message.add(chunk, static_cast<std::size_t>(size));
@@ -171,15 +195,12 @@ Words mixChunkIn(const Claim &claim, Place place, const unsigned char *chunk, in
 void mix(const unsigned char *input, int count, double entropy) {
     Claim claim = claimForMixing(count);
     Place place(claim.index, ringSize);
+    Message message;
     for (int done = 0; done < count; done += mixChunk) {
         const int size = std::min(mixChunk, count - done);
-        claim.digest = mixChunkIn(claim, place, input + done, size);
+        claim.digest = mixChunkIn(message, claim, place, input + done, size);
         ++claim.counter[1];
-        const auto bytes = std::bit_cast<DigestBytes>(claim.digest);
-        for (int i = 0; i < size; ++i) {
-            Shared<unsigned char> &byte = place.next();
-            byte = static_cast<unsigned char>(byte ^ bytes[static_cast<std::size_t>(i)]);
-        }
+        place.add(std::bit_cast<DigestBytes>(claim.digest).data(), size);
     }
     const UnlessHeld lock;
     pool.digest.first = pool.digest.first ^ claim.digest[0];
@@ -228,26 +249,24 @@ Claim claimForOutput(int count) {
 
 void output(unsigned char *out, int count, Claim &claim) {
     Place place(claim.index, claim.fill);
+    Message message;
     for (int done = 0; done < count; done += outputPiece) {
         const int size = std::min(outputPiece, count - done);
-        Message message;
+        message.begin();
         message.add(&claim.digest[1], sizeof claim.digest[1]);
         message.add(claim.counter);
         message.add(out + done, static_cast<std::size_t>(size));
         message.add(place, size);
         claim.digest = message.digest();
         const auto bytes = std::bit_cast<DigestBytes>(claim.digest);
-        for (int i = 0; i < size; ++i) {
-            const auto at = static_cast<std::size_t>(i);
-            Shared<unsigned char> &byte = place.next();
-            byte = static_cast<unsigned char>(byte ^ bytes[at]);
-            out[done + i] = bytes[outputPiece + at];
-        }
+        place.add(bytes.data(), size);
+        memcpy(out + done, bytes.data() + outputPiece, static_cast<std::size_t>(size));
     }
 }
 
 void chainOutput(const Claim &claim) {
     Message message;
+    message.begin();
     message.add(claim.counter);
     message.add(claim.digest);
     const Locked lock;
@@ -319,8 +338,8 @@ int XRAND_poll(void) {
     return 1;
 }
 
-// Takes no lock, so that a program may destroy the lock before.
 void XRAND_cleanup(void) {
+    const qldapx::Locked lock;
     qldapx::Pool &pool = qldapx::pool;
     for (auto &byte : pool.ring)
         byte = 0;

@@ -75,13 +75,14 @@ int getChallenge(LDAP *ld, UnseenChallengePtr &challenge) {
 }
 
 // The pool's own start-up gathering is little, and two children of one process would get the same
-// nonce. Its estimate stays as it is.
+// nonce. One chunk of the pool's mixing; its estimate stays as it is.
 void freshenPool() {
-    unsigned char bytes[32] = {};
-    if (getrandom(bytes, sizeof bytes, 0) > 0)
-        XRAND_add(bytes, sizeof bytes, 0.0);
-    const pid_t process = getpid();
-    XRAND_add(&process, sizeof process, 0.0);
+    struct {
+        unsigned char chance[12] = {};
+        pid_t process = getpid();
+    } fresh;
+    (void)getrandom(fresh.chance, sizeof fresh.chance, 0);
+    XRAND_add(&fresh, sizeof fresh, 0.0);
 }
 
 // "host:port" without its port.

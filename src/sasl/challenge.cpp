@@ -111,7 +111,6 @@ int check(const DigestChallenge &challenge, bool staleAllowed) {
 }
 
 int interpret(ParsedDirective *list, DigestChallenge &challenge, bool staleAllowed) {
-    challenge.maxbuf = maxbufNotGiven;
     for (ParsedDirective *directive = list; directive != nullptr; directive = directive->next)
         if (const int result = handle(*directive, challenge); result != 0)
             return result;
@@ -120,10 +119,13 @@ int interpret(ParsedDirective *list, DigestChallenge &challenge, bool staleAllow
     return check(challenge, staleAllowed);
 }
 
-template <class Owner>
-Owner allocate() {
-    return Owner(
-        static_cast<typename Owner::pointer>(std::calloc(1, sizeof(typename Owner::element_type))));
+UnseenChallengePtr newChallenge() {
+    auto *const challenge = static_cast<DigestChallenge *>(std::malloc(sizeof(DigestChallenge)));
+    if (challenge != nullptr) {
+        *challenge = {};
+        challenge->maxbuf = maxbufNotGiven;
+    }
+    return UnseenChallengePtr(challenge);
 }
 
 } // namespace
@@ -190,7 +192,7 @@ int getDigestChallenge(berval *credentials, DigestChallenge **challenge, int sta
     if (const int result = qldapx::parseCredentials(credentials, list); result != LDAP_SUCCESS)
         return result;
     *challenge = nullptr;
-    auto built = qldapx::allocate<qldapx::UnseenChallengePtr>();
+    qldapx::UnseenChallengePtr built = qldapx::newChallenge();
     if (!built)
         return LDAP_NO_MEMORY;
     const int result = qldapx::interpret(list.get(), *built, staleAllowed != 0);

@@ -1,5 +1,7 @@
 #include "sasl/directives.h"
 
+#include "sasl/bytes.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -20,9 +22,6 @@ enum State : std::int32_t {
     inToken,
     stateCount
 };
-
-enum class Kind : std::uint8_t { other, white, token, quote, equals, comma };
-constexpr std::size_t kindCount = 6;
 
 enum class Action : std::uint8_t { none, begin, beginBehind, endName, endValue };
 
@@ -45,7 +44,7 @@ constexpr Row beginning(int atEnd, State self) {
             atEnd};
 }
 
-// By state. Inside quotes all bytes but the closing quote are the value's.
+// By state. Inside quotes only the closing quote gets here.
 constexpr std::array<Row, stateCount> rows = {{
     {},
     beginning(0, beforeFirst),
@@ -65,9 +64,7 @@ constexpr std::array<Row, stateCount> rows = {{
      QLDAPX_DIGEST_BAD_VALUE,
      QLDAPX_DIGEST_NO_VALUE},
     {{{stop, {afterValue}, stop, stop, stop, {afterComma}}}, QLDAPX_DIGEST_NO_COMMA, 0},
-    {{{{inQuotes}, {inQuotes}, {inQuotes}, {afterValue, Action::endValue}, {inQuotes}, {inQuotes}}},
-     0,
-     QLDAPX_DIGEST_OPEN_QUOTE},
+    {{{stop, stop, stop, {afterValue, Action::endValue}, stop, stop}}, 0, QLDAPX_DIGEST_OPEN_QUOTE},
     {{{stop,
        {afterValue, Action::endValue},
        {inToken},
@@ -78,37 +75,15 @@ constexpr std::array<Row, stateCount> rows = {{
      0},
 }};
 
-constexpr char notInTokens[] = "%(),:;<=>?@[\\]{}";
-
-constexpr bool isTokenByte(unsigned c) {
-    const bool isControl = c < 0x20 || c == 0x7f;
-    return !isControl && c != ' ' &&
-           std::find(std::begin(notInTokens), std::end(notInTokens), static_cast<int>(c)) ==
-               std::end(notInTokens);
-}
-
-constexpr Kind kindOf(unsigned c) {
-    switch (c) {
-    case '\t':
-    case '\n':
-    case '\r':
-    case ' ':
-        return Kind::white;
-    case '"':
-        return Kind::quote; // a token's byte like any other, where no value begins with it
-    case '=':
-        return Kind::equals;
-    case ',':
-        return Kind::comma;
-    default:
-        return isTokenByte(c) ? Kind::token : Kind::other;
-    }
-}
-
-constexpr auto kinds = [] {
-    std::array<Kind, 256> table{};
-    for (unsigned c = 0; c < table.size(); ++c)
-        table[c] = kindOf(c);
+// Of each state the kinds of bytes that change nothing, a bit each.
+constexpr auto idleKinds = [] {
+    std::array<unsigned, stateCount> table{};
+    for (std::size_t state = 1; state < table.size(); ++state)
+        for (std::size_t kind = 0; kind < kindCount; ++kind) {
+            const Transition &on = rows[state].on[kind];
+            const bool stays = on.next == static_cast<State>(state) && on.action == Action::none;
+            table[state] |= stays ? 1U << kind : 0U;
+        }
     return table;
 }();
 
@@ -121,9 +96,12 @@ class Parser {
 
     // A fault's place is where this ends, but for a failing memory.
     int parse(std::int32_t length, std::int32_t &errorPosition) {
-        for (; parser_.position < length; ++parser_.position) {
+        for (;; ++parser_.position) {
+            parser_.position = skip(parser_.position, length);
             const Row &row = rows[static_cast<std::size_t>(parser_.state)];
-            const Transition transition = row.on[static_cast<std::size_t>(kind())];
+            if (parser_.position == length)
+                return parser_.state == inToken ? addValue(&parser_, 0) : row.atEnd;
+            const Transition transition = row.on[kindAt(parser_.position)];
             if (transition.next == stopped) {
                 errorPosition = parser_.position;
                 return row.elsewhere;
@@ -132,26 +110,34 @@ class Parser {
                 return result;
             parser_.state = transition.next;
         }
-        if (parser_.state == inToken)
-            return addValue(&parser_, 0);
-        return rows[static_cast<std::size_t>(parser_.state)].atEnd;
     }
 
     ParsedDirective *take() { return std::exchange(parser_.first, nullptr); }
 
   private:
-    [[nodiscard]] char at(std::int32_t position) const { return parser_.text[position]; }
+    [[nodiscard]] std::size_t kindAt(std::int32_t position) const {
+        return static_cast<std::size_t>(
+            byteKinds[static_cast<unsigned char>(parser_.text[position])]);
+    }
 
-    // A quote behind a backslash, and the backslash itself, are the string's like any byte. One
-    // that is itself escaped is no exception: the rule looks at one byte only, and is kept.
-    Kind kind() {
-        const char c = at(parser_.position);
-        if (parser_.state == inQuotes) {
-            hasEscapes_ = hasEscapes_ || c == '\\';
-            if (c == '"' && at(parser_.position - 1) == '\\')
-                return Kind::token;
-        }
-        return kinds[static_cast<unsigned char>(c)];
+    // The next byte that changes anything, or the end.
+    std::int32_t skip(std::int32_t position, std::int32_t length) {
+        if (parser_.state == inQuotes)
+            return closingQuote(position, length);
+        const unsigned idle = idleKinds[static_cast<std::size_t>(parser_.state)];
+        while (position < length && (idle >> kindAt(position) & 1) != 0)
+            ++position;
+        return position;
+    }
+
+    // A quote behind a backslash is the string's like any byte. One behind a backslash that is
+    // itself escaped is no exception: the rule looks at one byte only, and is kept.
+    std::int32_t closingQuote(std::int32_t position, std::int32_t length) {
+        const char *const text = parser_.text;
+        for (; position < length && (text[position] != '"' || text[position - 1] == '\\');
+             ++position)
+            hasEscapes_ = hasEscapes_ || text[position] == '\\';
+        return position;
     }
 
     int act(Action action) {
@@ -176,12 +162,16 @@ class Parser {
     bool hasEscapes_ = false;
 };
 
-void unescape(char *to, const char *from, std::int32_t size) {
-    for (std::int32_t i = 0; i < size; ++i) {
-        if (from[i] == '\\' && ++i == size)
-            return;
-        *to++ = from[i];
+// In place: each backslash goes, and the byte behind it stays as it is. What that leaves free at
+// the end becomes zeros.
+void unescape(char *text, std::size_t size) {
+    char *to = text;
+    for (std::size_t i = 0; i < size; ++i) {
+        if (text[i] == '\\' && ++i == size)
+            break;
+        *to++ = text[i];
     }
+    std::fill(to, text + size, '\0');
 }
 
 } // namespace
@@ -213,12 +203,11 @@ int parseCredentials(const berval *credentials, DirectivesPtr &directives) {
 extern "C" {
 
 int isWhiteSpace(unsigned char c) {
-    return qldapx::kinds[c] == qldapx::Kind::white ? 1 : 0;
+    return qldapx::isWhite(c) ? 1 : 0;
 }
 
 int isValidTokenChar(unsigned char c) {
-    const qldapx::Kind kind = qldapx::kinds[c];
-    return kind == qldapx::Kind::token || kind == qldapx::Kind::quote ? 1 : 0;
+    return qldapx::isToken(c) ? 1 : 0;
 }
 
 int parseDirectiveList(const char *text, uint32_t length, ParsedDirective **list,
@@ -245,10 +234,11 @@ void freeParsedDirectives(ParsedDirective *list) {
 }
 
 int addDirective(DirectiveParser *parser) {
-    auto *directive = static_cast<ParsedDirective *>(std::calloc(1, sizeof(ParsedDirective)));
-    qldapx::DirectivesPtr owner(directive);
-    if (!owner)
+    auto *directive = static_cast<ParsedDirective *>(std::malloc(sizeof(ParsedDirective)));
+    if (directive == nullptr)
         return QLDAPX_DIGEST_NO_MEMORY;
+    *directive = {};
+    qldapx::DirectivesPtr owner(directive);
     directive->name = qldapx::copyBytes(parser->text + parser->start,
                                         static_cast<std::size_t>(parser->position - parser->start))
                           .release();
@@ -264,15 +254,12 @@ int addValue(DirectiveParser *parser, int unescape) {
     if (directive == nullptr)
         return LDAP_PARAM_ERROR;
     const int32_t size = parser->position - parser->start;
-    const char *const from = parser->text + parser->start;
-    // What dropped backslashes leave free at the end are zeros.
-    directive->value = static_cast<char *>(std::calloc(static_cast<std::size_t>(size) + 1, 1));
+    const auto bytes = static_cast<std::size_t>(size);
+    directive->value = qldapx::copyBytes(parser->text + parser->start, bytes).release();
     if (directive->value == nullptr)
         return QLDAPX_DIGEST_NO_MEMORY;
     if (unescape != 0)
-        qldapx::unescape(directive->value, from, size);
-    else
-        std::memcpy(directive->value, from, static_cast<std::size_t>(size));
+        qldapx::unescape(directive->value, bytes);
     directive->valueLength = size;
     directive->kind = parser->state == qldapx::inQuotes ? 1 : 2;
     return 0;

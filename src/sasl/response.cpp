@@ -5,7 +5,6 @@
 #include "qldapx/random_pool.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -40,6 +39,38 @@ std::string_view asText(const unsigned char (&digest)[md5Size]) {
     return {reinterpret_cast<const char *>(digest), md5Size};
 }
 
+constexpr char smallDigits[] = "0123456789abcdef";
+
+// Eight digits and a zero.
+void writeHex(unsigned number, char (&out)[9]) {
+    for (int i = 7; i >= 0; --i, number >>= 4)
+        out[i] = smallDigits[number & 15];
+    out[8] = '\0';
+}
+
+// A text in a buffer of the size of a response; what does not fit spoils it.
+class ResponseText {
+  public:
+    explicit ResponseText(char *buffer) : buffer_(buffer) {}
+
+    ResponseText &operator<<(std::string_view text) {
+        fits_ = fits_ && text.size() < responseSize - size_;
+        if (fits_) {
+            std::memcpy(buffer_ + size_, text.data(), text.size());
+            size_ += text.size();
+            buffer_[size_] = '\0';
+        }
+        return *this;
+    }
+    [[nodiscard]] bool fits() const { return fits_; }
+    [[nodiscard]] std::size_t size() const { return size_; }
+
+  private:
+    char *buffer_;
+    std::size_t size_ = 0;
+    bool fits_ = true;
+};
+
 struct Qop {
     int bit;
     const char *text;
@@ -69,7 +100,7 @@ class Exchange {
             std::memcpy(digestUri_.get(), service.data(), service.size());
             std::memcpy(digestUri_.get() + service.size(), hostName, length + 1);
         }
-        std::snprintf(count_, sizeof count_, "%8.8x", static_cast<unsigned>(nonceCount));
+        writeHex(static_cast<unsigned>(nonceCount), count_);
     }
 
     [[nodiscard]] bool hasUri() const { return digestUri_ != nullptr; }
@@ -92,7 +123,7 @@ class Exchange {
     const char *cnonce_;
     const char *qop_;
     HeapPtr digestUri_;
-    char count_[sizeof "ffffffff"];
+    char count_[9];
 };
 
 } // namespace
@@ -111,10 +142,9 @@ int getNonce(char (&out)[nonceSize]) {
 }
 
 void ConvertHex(const unsigned char (&digest)[md5Size], char (&out)[hexSize]) {
-    constexpr char digits[] = "0123456789abcdef";
     for (std::size_t i = 0; i < md5Size; ++i) {
-        out[2 * i] = digits[digest[i] >> 4];
-        out[2 * i + 1] = digits[digest[i] & 15];
+        out[2 * i] = smallDigits[digest[i] >> 4];
+        out[2 * i + 1] = smallDigits[digest[i] & 15];
     }
     out[hexSize - 1] = '\0';
 }
@@ -163,17 +193,17 @@ int createDigestResponse(const char *userName, const char *password, std::size_t
         return LDAP_NO_MEMORY;
     char value[hexSize];
     exchange.calculate(userName, realm, password, passwordLength, true, value);
-    const bool hasRealm = *realm != '\0';
-    const int length = std::snprintf(
-        buffer.get(), responseSize,
-        "username=\"%s\"%s%s%s,cnonce=\"%s\",nc=%s,qop=%s,digest-uri=\"%s\",response=%s,"
-        "charset=utf-8,nonce=\"%s\"",
-        userName, hasRealm ? ",realm=\"" : "", realm, hasRealm ? "\"" : "", cnonce,
-        exchange.count(), exchange.qop(), exchange.digestUri(), value, challenge->nonce);
+    ResponseText text(buffer.get());
+    text << "username=\"" << userName << "\"";
+    if (*realm != '\0')
+        text << ",realm=\"" << realm << "\"";
+    text << ",cnonce=\"" << cnonce << "\",nc=" << exchange.count() << ",qop=" << exchange.qop()
+         << ",digest-uri=\"" << exchange.digestUri() << "\",response=" << value
+         << ",charset=utf-8,nonce=\"" << challenge->nonce << "\"";
     // Nonce and realm are as long as the server likes.
-    if (length < 0 || static_cast<std::size_t>(length) >= responseSize)
+    if (!text.fits())
         return LDAP_PARAM_ERROR;
-    *response = {static_cast<ber_len_t>(length), buffer.release()};
+    *response = {text.size(), buffer.release()};
     return LDAP_SUCCESS;
 }
 

@@ -1,3 +1,4 @@
+#include "sasl/bytes.h"
 #include "sasl/directives.h"
 
 #include <algorithm>
@@ -24,9 +25,9 @@ struct Reader {
 enum class Step { on, deliver, fault };
 
 Step enter(Reader &reader, unsigned char c) {
-    if (isWhiteSpace(c) != 0)
+    if (isWhite(c))
         return Step::on;
-    if (isValidTokenChar(c) == 0)
+    if (!isToken(c))
         return Step::fault;
     reader.start = reader.position;
     reader.state = inToken;
@@ -34,16 +35,16 @@ Step enter(Reader &reader, unsigned char c) {
 }
 
 Step goOn(Reader &reader, unsigned char c) {
-    if (isValidTokenChar(c) != 0)
+    if (isToken(c))
         return Step::on;
-    if (isWhiteSpace(c) == 0 && c != ',')
+    if (!isWhite(c) && c != ',')
         return Step::fault;
     reader.state = c == ',' ? afterComma : afterToken;
     return Step::deliver;
 }
 
 Step leave(Reader &reader, unsigned char c) {
-    if (isWhiteSpace(c) != 0)
+    if (isWhite(c))
         return Step::on;
     if (c != ',')
         return Step::fault;

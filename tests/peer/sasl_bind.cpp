@@ -12,8 +12,10 @@ DigestBind::DigestBind(LDAP *ld) {
 }
 
 std::vector<std::string> DigestBind::realms() const {
-    char **realms = nullptr;
+    char **realms = nullptr, **again = nullptr;
     EXPECT_EQ(ldap_get_digest_md5_realms(context_, &realms), LDAP_SUCCESS);
+    EXPECT_EQ(ldap_get_digest_md5_realms(context_, &again), LDAP_SUCCESS);
+    EXPECT_EQ(again, realms);
     std::vector<std::string> texts;
     for (char **realm = realms; realm != nullptr && *realm != nullptr; ++realm)
         texts.emplace_back(*realm);

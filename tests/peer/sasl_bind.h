@@ -22,6 +22,7 @@ class DigestBind {
     // Expects that the server sends a challenge.
     explicit DigestBind(LDAP *ld);
 
+    // Expects that they are the same array whenever they are asked for.
     [[nodiscard]] std::vector<std::string> realms() const;
     [[nodiscard]] int finish(const DigestAnswer &answer);
     [[nodiscard]] int finish(const std::string &user, const std::string &password);

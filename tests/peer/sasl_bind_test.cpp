@@ -16,7 +16,6 @@ TEST_F(SaslBind, EverybodyIsWhoTheyAre) {
         SCOPED_TRACE(someone.uid);
         DigestBind bind(ld);
         EXPECT_EQ(bind.realms(), std::vector<std::string>{peer.realm});
-        EXPECT_EQ(bind.realms(), std::vector<std::string>{peer.realm});
         EXPECT_EQ(bind.finish(someone.uid, someone.password), LDAP_SUCCESS);
         EXPECT_FALSE(bind.isHeld());
         expectIs(ld, someone);
@@ -47,6 +46,7 @@ TEST_F(SaslBind, WhatIsWrongIsRefused) {
         {"another user", {"ben", "peer-secret"}, LDAP_INVALID_CREDENTIALS},
         {"a user who is not there", {"nobody", "peer-secret"}, peer.unknownUser},
         {"a part of a name", {"ad", "peer-secret"}, peer.unknownUser},
+        {"a name with a realm", {R"(ada",realm="elsewhere)", "peer-secret"}, peer.unknownUser},
         {"a pattern", {"ad*", "peer-secret"}, peer.unknownUser},
     };
     for (const auto &row : rows) {
@@ -145,6 +145,15 @@ TEST_F(SaslBind, HashedPasswordsCannotBeProven) {
     EXPECT_EQ(bindSimply(ld, {"hashed", "peer-secret"}), LDAP_SUCCESS);
     EXPECT_EQ(digestBind(ld, "hashed", "peer-secret"), LDAP_INVALID_CREDENTIALS);
     expectAnonymous(ld);
+}
+
+// Names stand between quotes as they are: these are read as other directives than were meant.
+TEST_F(SaslBind, NamesThatBreakTheQuotesAreRefused) {
+    for (const char *name : {R"(a"b)", R"(ada")", R"("ada)", R"(ada\)", R"(ada",username="ben)"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(digestBind(ld, name, "peer-secret"), LDAP_INVALID_CREDENTIALS);
+        expectAnonymous(ld);
+    }
 }
 
 // The server takes any host, since one server has many names.

@@ -6,8 +6,10 @@
 #include "support/expected_leak.h"
 
 #include <csignal>
+#include <functional>
 #include <poll.h>
 #include <sys/socket.h>
+#include <thread>
 
 namespace {
 
@@ -145,6 +147,22 @@ TEST_F(SaslSession, BindsOfTwoSessionsAtOnce) {
     expectIs(ld, person("ada"));
     expectIs(other, person("ben"));
     ldap_unbind_ext_s(other, nullptr, nullptr);
+}
+
+TEST_F(SaslSession, BindsOfManyThreads) {
+    auto bindOften = [uri = peer.uri](const Person &someone) {
+        LDAP *session = openSession(uri);
+        for (int i = 0; i < 20; ++i) {
+            EXPECT_EQ(digestBind(session, someone.uid, someone.password), LDAP_SUCCESS);
+            expectIs(session, someone);
+        }
+        ldap_unbind_ext_s(session, nullptr, nullptr);
+    };
+    std::vector<std::thread> threads;
+    for (const char *uid : {"ada", "ben", "short", "long"})
+        threads.emplace_back(bindOften, std::cref(person(uid)));
+    for (std::thread &thread : threads)
+        thread.join();
 }
 
 // The request leaves, and nobody will answer it: the bind is lost, as it always was.

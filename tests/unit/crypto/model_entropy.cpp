@@ -1,6 +1,8 @@
 #include "crypto/model_entropy.h"
 
 #include <cstdlib>
+#include <cstring>
+#include <sys/random.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -8,10 +10,11 @@ namespace qldapx_test::pool_model {
 
 namespace {
 
-constexpr int pid = 0x12345, user = 1007, parent = 0x54321, pageSize = 16384;
+constexpr int user = 1007, parent = 0x54321, pageSize = 16384;
 constexpr int clockPairs = 16;
 
 Calls calls;
+Chance given;
 long readings = 0;
 unsigned lastSeed = 0;
 
@@ -33,7 +36,7 @@ int numberFor(unsigned seed) {
 } // namespace
 
 std::vector<int> Entropy::gather() {
-    std::vector<int> numbers = {numberFor(pid), numberFor(user)};
+    std::vector<int> numbers = {numberFor(static_cast<unsigned>(given.pid)), numberFor(user)};
     for (int i = 0; i < clockPairs; ++i, readings_ += 2)
         numbers.push_back(
             numberFor(static_cast<unsigned>(sumOf(readings_) ^ sumOf(readings_ + 1))));
@@ -44,6 +47,10 @@ std::vector<int> Entropy::gather() {
 
 void Entropy::restartClock() {
     readings = 0;
+}
+
+Chance &chance() {
+    return given;
 }
 
 const Calls &callsSoFar() {
@@ -58,7 +65,13 @@ extern "C" {
 
 pid_t getpid() noexcept {
     ++calls.pid;
-    return pid;
+    return chance().pid;
+}
+
+ssize_t getrandom(void *buffer, std::size_t length, unsigned /*flags*/) {
+    chance().asked += length;
+    std::memset(buffer, chance().byte, length);
+    return static_cast<ssize_t>(length);
 }
 
 uid_t getuid() noexcept {

@@ -2,6 +2,7 @@
 // replaces srand, rand and the rest for the whole program.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 namespace qldapx_test::pool_model {
@@ -17,6 +18,14 @@ class Entropy {
   private:
     long readings_ = 0;
 };
+
+// What the process id is, and which byte getrandom gives; how many bytes it has been asked for.
+struct Chance {
+    int pid = 0x12345;
+    unsigned char byte = 'c';
+    std::size_t asked = 0;
+};
+Chance &chance();
 
 // How often each of the functions has been called in the program.
 struct Calls {

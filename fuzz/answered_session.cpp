@@ -37,6 +37,14 @@ AnsweredSession::~AnsweredSession() {
     close(peer_);
 }
 
+Bytes AnsweredSession::takeRequests() const {
+    Bytes taken;
+    char some[4096];
+    for (ssize_t got; (got = recv(peer_, some, sizeof some, MSG_DONTWAIT)) > 0;)
+        taken.append(some, static_cast<std::size_t>(got));
+    return taken;
+}
+
 void prepareSessions() {
     static const bool isReady = [] {
         AnsweredSession first({});

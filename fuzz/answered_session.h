@@ -24,6 +24,8 @@ class AnsweredSession {
 
     // NULL: the answers are too large for the connection.
     [[nodiscard]] LDAP *get() const { return session_; }
+    // All that has been sent so far and not been taken.
+    [[nodiscard]] Bytes takeRequests() const;
 
   private:
     LDAP *session_ = nullptr;

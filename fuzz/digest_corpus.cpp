@@ -86,6 +86,9 @@ Bytes bind(char bits, char code, const Bytes &first, const Bytes &second) {
 const Bytes usual = challenges[0].bytes, proof = proofs[0].bytes;
 const Bytes inProgress = bindResponse(14, usual), success = bindResponse(0, proof);
 
+// With it a response is as long as it may be: 3600 bytes of the name, 214 of the rest.
+const Bytes longNonce(4095 - 3600 - 214, 'n');
+
 const Text binds[] = {
     {"WrongProof", bind(0, 0, usual, proof)},
     {"Refused", bind(0, 49, usual, "")},
@@ -97,6 +100,8 @@ const Text binds[] = {
     {"NoSecondRealm", bind(8, 0, usual, proof)},
     {"LongName", bind(16, 0, usual, proof)},
     {"TooLong", bind(16, 0, "realm=r,nonce=" + Bytes(400, 'n') + rest.substr(8), proof)},
+    {"Longest", bind(16, 0, "realm=r,nonce=" + longNonce + rest.substr(8), proof)},
+    {"OneTooLong", bind(16, 0, "realm=r,nonce=n" + longNonce + rest.substr(8), proof)},
     {"Operations", bind(3, 0, inProgress, success)},
     {"SuccessAtOnce", bind(3, 0, bindResponse(0, std::nullopt), success)},
     {"NoCredentials", bind(3, 0, bindResponse(14, std::nullopt), success)},

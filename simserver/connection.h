@@ -5,9 +5,11 @@
 #include "events/record.h"
 #include "lburp.h"
 #include "result.h"
+#include "sasl/offer.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace stratasim {
 
@@ -19,8 +21,9 @@ struct Connection {
     Backups backups;
     Restores restores;
     LburpSequence lburp;
-    std::size_t watches = 0;        // persistent searches and registrations under way
-    std::size_t waitingChanges = 0; // bytes of changes that they keep for the client
+    std::optional<digest::Offer> offer; // that the next bind may take up
+    std::size_t watches = 0;            // persistent searches and registrations under way
+    std::size_t waitingChanges = 0;     // bytes of changes that they keep for the client
 
     /** Counts one more watch; throws adminLimitExceeded when there are too many. */
     void beginWatch() {

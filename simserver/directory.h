@@ -67,6 +67,7 @@ class Directory {
     const Origin *origin = nullptr; // of what is being done, if a request is its cause
     ArchiveLimits archive;
     LburpSettings lburp;
+    std::vector<std::string> saslRealms = {"strata"}; // that DIGEST-MD5 offers
     std::string uri = "ldap://"; // where the server listens, as far as it is known
 
   private:

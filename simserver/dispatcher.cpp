@@ -1,6 +1,7 @@
 #include "dispatcher.h"
 
 #include "events/operation_events.h"
+#include "operations/bind.h"
 #include "operations/plain.h"
 
 #include <fmt/format.h>
@@ -66,6 +67,9 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
     case tag::kSearchRequest:
         serveSearch(connection, request, outcome);
         return outcome;
+    case tag::kBindRequest:
+        serveBind(connection, request, outcome);
+        return outcome;
     case tag::kExtendedRequest:
         serveExtended(connection, request, outcome);
         return outcome;
@@ -79,11 +83,6 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
                             fmt::format("protocolOp: {:#04x} is no request", request.tag)};
         raiseUnknown({directory_, connection, request, result});
         throw ber::Error(result.diagnostic);
-    }
-    if (request.tag == tag::kBindRequest) {
-        // Whatever comes of it, the old identity ends with the request.
-        outcome.abandonAll = true;
-        connection.forgetIdentity();
     }
     const Result result = servePlain(*plain, directory_, connection, connection.identity, request);
     appendResult(outcome.bytes, request.id, plain->response, result);
@@ -123,17 +122,36 @@ ExtendedReply Dispatcher::replyTo(Connection &connection, const ExtendedRequest 
     }
 }
 
-std::optional<Fault> Dispatcher::faultOf(const ExtendedOperation *operation) const {
-    if (operation == nullptr)
-        return std::nullopt;
-    const auto answered = answered_.find(operation);
-    return faults_.find(operation->oid, answered == answered_.end() ? 1 : answered->second + 1);
+std::optional<Fault> Dispatcher::faultOf(std::string_view answered) const {
+    const auto times = answered_.find(answered);
+    return faults_.find(answered, times == answered_.end() ? 1 : times->second + 1);
+}
+
+void Dispatcher::serveBind(Connection &connection, const Request &request, Outcome &outcome) {
+    outcome.abandonAll = true;
+    const BindRequest decoded = beginBind(connection, request);
+    const std::string_view step = stepOf(decoded);
+    const auto fault = faultOf(step);
+    const BindReply reply =
+        stratasim::serveBind(directory_, connection, request, decoded, fault ? &*fault : nullptr);
+    count(step);
+    outcome.note = describe("bind", reply.result);
+    if (fault) {
+        outcome.delay = fault->delay;
+        outcome.drop = fault->drop;
+    }
+    appendBind(outcome.bytes, request.id, reply);
+    if (!outcome.drop)
+        raiseResponse(directory_, connection,
+                      {request.id, tag::kBindResponse, reply.result, outcome.bytes.size()});
 }
 
 void Dispatcher::serveExtended(Connection &connection, const Request &request, Outcome &outcome) {
     const ExtendedRequest decoded = decodeExtended(directory_, request);
     const std::string_view name = decoded.operation ? decoded.operation->name : "extended";
-    const auto fault = faultOf(decoded.operation);
+    const std::string_view oid =
+        decoded.operation ? std::string_view(decoded.operation->oid) : std::string_view();
+    const auto fault = faultOf(oid);
     ExtendedAftermath after;
     ExtendedReply reply = replyTo(connection, decoded, fault ? &*fault : nullptr, after);
     if (after.waiting) {
@@ -141,7 +159,7 @@ void Dispatcher::serveExtended(Connection &connection, const Request &request, O
         outcome.note = fmt::format("{} waits for its turn", name);
         return;
     }
-    ++answered_[decoded.operation];
+    count(oid);
     outcome.open = std::move(after.open);
     outcome.note = describe(name, reply.result);
     raiseExtendedEvent({directory_, connection, request, reply.result}, decoded, reply);

@@ -7,10 +7,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace stratasim {
 
@@ -45,14 +47,17 @@ class Dispatcher {
   private:
     Outcome serve(Connection &connection, const Request &request);
     void serveSearch(Connection &connection, const Request &request, Outcome &outcome);
+    void serveBind(Connection &connection, const Request &request, Outcome &outcome);
     void serveExtended(Connection &connection, const Request &request, Outcome &outcome);
-    std::optional<Fault> faultOf(const ExtendedOperation *operation) const;
+    /** Of the next answer to an operation or step, which is counted by the second function. */
+    std::optional<Fault> faultOf(std::string_view answered) const;
+    void count(std::string_view answered) { ++answered_[std::string(answered)]; }
     ExtendedReply replyTo(Connection &connection, const ExtendedRequest &request,
                           const Fault *fault, ExtendedAftermath &after);
 
     Directory &directory_;
     const Faults &faults_;
-    std::map<const ExtendedOperation *, std::uint64_t> answered_; // how often
+    std::map<std::string, std::uint64_t, std::less<>> answered_; // how often
 };
 
 } // namespace stratasim

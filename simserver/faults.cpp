@@ -10,10 +10,6 @@
 namespace stratasim {
 namespace {
 
-constexpr const char *kKinds =
-    "no-oid, oid:OID, no-value, truncate:BYTES, value:HEX, code:NUMBER[:TEXT], delay:MS, drop, and "
-    "for lburp-operation partway:OPERATIONS";
-
 std::optional<std::int64_t> numberUpTo(std::string_view text, std::int64_t most) {
     const auto number = parseInteger(text);
     return number && *number >= 0 && *number <= most ? number : std::nullopt;
@@ -52,27 +48,97 @@ bool setPartway(Fault &fault, std::string_view text) {
     return operations.has_value();
 }
 
-/** Sets the member that `kind` names; false when kind and value are no fault. */
-bool apply(Fault &fault, std::string_view kind, const std::optional<std::string> &value) {
-    if (!value) {
-        fault.noOid = fault.noOid || kind == "no-oid";
-        fault.noValue = fault.noValue || kind == "no-value";
-        fault.drop = fault.drop || kind == "drop";
-        return kind == "no-oid" || kind == "no-value" || kind == "drop";
-    }
-    if (kind == "truncate")
-        return setTruncate(fault, *value);
-    if (kind == "code")
-        return setCode(fault, *value);
-    if (kind == "delay")
-        return setDelay(fault, *value);
-    if (kind == "partway")
-        return setPartway(fault, *value);
-    if (kind == "value")
-        return (fault.value = decodeHex(*value)).has_value();
-    if (kind == "oid")
-        fault.oid = *value;
-    return kind == "oid";
+bool setValue(Fault &fault, std::string_view text) {
+    return (fault.value = decodeHex(text)).has_value();
+}
+
+bool setOid(Fault &fault, std::string_view text) {
+    fault.oid = text;
+    return true;
+}
+
+template <bool Fault::*Member>
+bool setFlag(Fault &fault, std::string_view /*text*/) {
+    return fault.*Member = true;
+}
+
+// What a kind of fault is for.
+constexpr unsigned kOperation = 1, kLburpOperation = 2, kStep = 4;
+
+struct Kind {
+    std::string_view name;
+    std::string_view value; // what it takes, for people; empty: nothing
+    unsigned fits;
+    bool (*set)(Fault &, std::string_view);
+};
+
+constexpr Kind kKinds[] = {
+    {"no-oid", "", kOperation, setFlag<&Fault::noOid>},
+    {"oid", "OID", kOperation, setOid},
+    {"no-value", "", kOperation | kStep, setFlag<&Fault::noValue>},
+    {"truncate", "BYTES", kOperation | kStep, setTruncate},
+    {"value", "HEX", kOperation | kStep, setValue},
+    {"code", "NUMBER[:TEXT]", kOperation | kStep, setCode},
+    {"delay", "MS", kOperation | kStep, setDelay},
+    {"drop", "", kOperation | kStep, setFlag<&Fault::drop>},
+    {"partway", "OPERATIONS", kLburpOperation, setPartway},
+};
+
+/** What answers are spoilt of. */
+struct Target {
+    std::string key; // in Faults
+    unsigned is;     // what kinds have to fit
+};
+
+std::optional<Target> findTarget(std::string_view name) {
+    for (const std::string_view step : {digest::kChallengeStep, digest::kProofStep})
+        if (name == step)
+            return Target{std::string(step), kStep};
+    const ExtendedOperation *operation = findExtendedOperation(name);
+    if (operation == nullptr)
+        return std::nullopt;
+    const bool lburp = operation->name == "lburp-operation";
+    return Target{operation->oid, lburp ? kOperation | kLburpOperation : kOperation};
+}
+
+std::string write(std::string_view kind, std::string_view value) {
+    return value.empty() ? std::string(kind) : fmt::format("{}:{}", kind, value);
+}
+
+/** All kinds for a target, for people. */
+std::string kindsOf(const Target &target) {
+    std::vector<std::string> kinds;
+    for (const Kind &kind : kKinds)
+        if ((kind.fits & target.is) != 0)
+            kinds.push_back(write(kind.name, kind.value));
+    for (const digest::Distortion &kind : digest::distortions())
+        if (kind.step == target.key)
+            kinds.push_back(write(kind.kind, kind.value));
+    return fmt::format("{}", fmt::join(kinds, ", "));
+}
+
+std::function<bool(Fault &)> applyDistortion(const digest::Distortion &kind,
+                                             const std::string &value) {
+    return [&kind, value](Fault &fault) {
+        fault.distortions.emplace_back(
+            [&kind, value](digest::Answer &answer) { kind.change(answer, kind.directive, value); });
+        return kind.most == 0 || numberUpTo(value, kind.most);
+    };
+}
+
+/** Puts a kind of fault, as it is written, into a Fault; empty when the target has none such. */
+std::function<bool(Fault &)> applyKind(const Target &target, std::string_view text) {
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::string_view name = text.substr(0, colon);
+    const bool hasValue = colon < text.size();
+    const std::string value(hasValue ? text.substr(colon + 1) : std::string_view());
+    for (const Kind &kind : kKinds)
+        if (kind.name == name && kind.value.empty() != hasValue && (kind.fits & target.is) != 0)
+            return [&kind, value](Fault &fault) { return kind.set(fault, value); };
+    for (const digest::Distortion &kind : digest::distortions())
+        if (kind.kind == name && kind.value.empty() != hasValue && kind.step == target.key)
+            return applyDistortion(kind, value);
+    return nullptr;
 }
 
 } // namespace
@@ -82,25 +148,39 @@ void Fault::distort(ExtendedReply &reply) const {
         reply.oid.reset();
     if (oid)
         reply.oid = oid;
-    if (value)
-        reply.value = value;
-    if (truncate && reply.value)
-        reply.value->resize(std::min(*truncate, reply.value->size()));
-    if (noValue)
-        reply.value.reset();
+    distort(reply.value);
 }
 
-std::optional<Fault> Faults::find(std::string_view oid, std::uint64_t number) const {
-    const auto rules = byOid_.find(oid);
+void Fault::distort(std::optional<std::string> &replyValue) const {
+    if (value)
+        replyValue = value;
+    if (truncate && replyValue)
+        replyValue->resize(std::min(*truncate, replyValue->size()));
+    if (noValue)
+        replyValue.reset();
+}
+
+void Fault::distort(digest::Answer &answer) const {
+    for (const auto &change : distortions)
+        change(answer);
+}
+
+void requireNoCode(const Fault *fault) {
+    if (fault != nullptr && fault->code)
+        throw OperationError(static_cast<ResultCode>(*fault->code), fault->diagnostic);
+}
+
+std::optional<Fault> Faults::find(std::string_view answered, std::uint64_t number) const {
+    const auto rules = byAnswered_.find(answered);
     std::optional<Fault> fault;
-    if (rules == byOid_.end())
+    if (rules == byAnswered_.end())
         return fault;
     for (const Rule &rule : rules->second) {
         if (number < rule.first || number > rule.last)
             continue;
         if (!fault)
             fault.emplace();
-        apply(*fault, rule.kind, rule.value);
+        rule.apply(*fault);
     }
     return fault;
 }
@@ -132,20 +212,17 @@ std::string Faults::add(std::string_view text) {
                                name.substr(at));
         name = name.substr(0, at);
     }
-    const ExtendedOperation *operation = findExtendedOperation(name);
-    if (operation == nullptr)
-        return fmt::format("there is no operation \"{}\": see --list-operations", name);
-    rule.kind = text.substr(equals + 1);
-    if (const std::size_t colon = rule.kind.find(':'); colon != std::string::npos) {
-        rule.value = rule.kind.substr(colon + 1);
-        rule.kind.resize(colon);
-    }
-    Fault fault;
-    if (!apply(fault, rule.kind, rule.value) ||
-        (fault.partway && operation->name != "lburp-operation"))
-        return fmt::format("\"{}\" is no kind of fault: there are {}", text.substr(equals + 1),
-                           kKinds);
-    byOid_[operation->oid].push_back(std::move(rule));
+    const auto target = findTarget(name);
+    if (!target)
+        return fmt::format("there is no operation \"{}\": see --list-operations; there are also {} "
+                           "and {}",
+                           name, digest::kChallengeStep, digest::kProofStep);
+    const std::string_view kind = text.substr(equals + 1);
+    rule.apply = applyKind(*target, kind);
+    if (Fault scratch; !rule.apply || !rule.apply(scratch))
+        return fmt::format("\"{}\" is no kind of fault: there are {} for {}", kind,
+                           kindsOf(*target), name);
+    byAnswered_[target->key].push_back(std::move(rule));
     return {};
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "message.h"
+#include "sasl/digest_faults.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <optional>
@@ -14,7 +16,10 @@
 
 namespace stratasim {
 
-/** What is to go wrong with the answers to one extended operation. All of it may be combined. */
+/**
+ * What is to go wrong with the answers to one extended operation or step of a bind. All of it may
+ * be combined. The value of a bind's answer are its serverSaslCreds.
+ */
 struct Fault {
     /** The answer carries no response OID. */
     bool noOid = false;
@@ -36,21 +41,31 @@ struct Fault {
     bool drop = false;
     /** The connection ends when that many operations of a bulk update's request are done. */
     std::optional<std::size_t> partway;
+    /** What is changed in the words of a step of DIGEST-MD5, in this order. */
+    std::vector<std::function<void(digest::Answer &)>> distortions;
 
     /** Changes the answer as the members from noOid to value say. */
     void distort(ExtendedReply &reply) const;
+    void distort(std::optional<std::string> &replyValue) const;
+    void distort(digest::Answer &answer) const;
 };
 
-/** The faults of a server, by the request OID of the operation and the number of the answer. */
+/** Throws the result code that a fault gives, if it gives one; null is no fault. */
+void requireNoCode(const Fault *fault);
+
+/**
+ * The faults of a server by the number of the answer and by what is answered: the request OID of
+ * an operation, or a step of DIGEST-MD5.
+ */
 class Faults {
   public:
-    /** What goes wrong with that answer to the operation, counted from 1, if anything does. */
-    std::optional<Fault> find(std::string_view oid, std::uint64_t number) const;
+    /** What goes wrong with that answer, counted from 1, if anything does. */
+    std::optional<Fault> find(std::string_view answered, std::uint64_t number) const;
 
     /**
-     * Adds one written as OID[@N[+]]=KIND[:VALUE], where OID may be an operation's name: it is
-     * for the Nth answer alone, with a plus sign for those after it, too. Gives the problem in
-     * words, or nothing when all is well.
+     * Adds one written as OID[@N[+]]=KIND[:VALUE], where OID may be an operation's name or a step:
+     * it is for the Nth answer alone, with a plus sign for those after it, too. Gives the problem
+     * in words, or nothing when all is well.
      */
     std::string add(std::string_view text);
 
@@ -58,13 +73,12 @@ class Faults {
     struct Rule {
         std::uint64_t first = 1;
         std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
-        std::string kind;
-        std::optional<std::string> value;
+        std::function<bool(Fault &)> apply; // false when the value is none for the kind
     };
 
     static bool readNumbers(Rule &rule, std::string_view text);
 
-    std::map<std::string, std::vector<Rule>, std::less<>> byOid_;
+    std::map<std::string, std::vector<Rule>, std::less<>> byAnswered_;
 };
 
 } // namespace stratasim

@@ -106,6 +106,7 @@ void serve(const Options &options) {
     directory->archive.restoreBytes = options.maxMessage * restoreMessages;
     Dispatcher dispatcher(*directory, options.faults);
     directory->lburp = options.lburp;
+    directory->saslRealms = options.saslRealms;
     directory->events.queueBytes = options.eventQueue;
     asio::io_context io(1);
     Replay replay(io, directory->events, options.replay, [](const std::string &problem) {

@@ -70,6 +70,21 @@ void appendControl(std::string &controls, std::string_view oid, std::string_view
     writer.close(control);
 }
 
+// BindResponse ::= [APPLICATION 1] SEQUENCE { COMPONENTS OF LDAPResult,
+//     serverSaslCreds [7] OCTET STRING OPTIONAL }
+void appendBind(std::string &out, std::int32_t id, const BindReply &reply) {
+    constexpr std::uint8_t serverSaslCreds = 0x87;
+    ber::Writer writer(out);
+    const std::size_t message = writer.open(ber::kSequence);
+    writer.integer(id);
+    const std::size_t op = writer.open(tag::kBindResponse);
+    writeResult(writer, reply.result);
+    if (reply.credentials)
+        writer.octets(*reply.credentials, serverSaslCreds);
+    writer.close(op);
+    writer.close(message);
+}
+
 void appendExtended(std::string &out, std::int32_t id, const ExtendedReply &reply) {
     constexpr std::uint8_t responseName = 0x8a;
     constexpr std::uint8_t responseValue = 0x8b;

@@ -64,6 +64,13 @@ void appendResult(std::string &out, std::int32_t id, std::uint8_t responseTag, c
 /** Appends a Control that is not critical; several of them are the `controls` of a response. */
 void appendControl(std::string &controls, std::string_view oid, std::string_view value);
 
+struct BindReply {
+    Result result;
+    std::optional<std::string> credentials; // serverSaslCreds
+};
+
+void appendBind(std::string &out, std::int32_t id, const BindReply &reply);
+
 struct ExtendedReply {
     Result result;
     std::optional<std::string> oid;

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace stratasim {
@@ -114,7 +115,19 @@ void addSchema(CLI::App &app, Options &options) {
         ->check(CLI::ExistingFile);
 }
 
-void addContent(CLI::App &app, Options &options, std::vector<std::string> &faults) {
+/** Gives the problem with a realm in words, or nothing. */
+std::string checkRealm(const std::string &realm) {
+    const bool bad = std::any_of(realm.begin(), realm.end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x20 || c == 0x7f || c == '"' || c == '\\';
+    });
+    if (!realm.empty() && !bad)
+        return {};
+    return fmt::format("\"{}\" is no realm: it needs a character, and no quotes, backslashes and "
+                       "control characters",
+                       realm);
+}
+
+void addContent(CLI::App &app, Options &options) {
     app.add_option("--ldif", options.ldifFile, "Serve the entries of this file, not the sample")
         ->type_name("FILE")
         ->check(CLI::ExistingFile);
@@ -131,11 +144,22 @@ void addContent(CLI::App &app, Options &options, std::vector<std::string> &fault
         ->check([](const std::string &text) -> std::string {
             return text.empty() ? "the administrator needs a password" : "";
         });
-    app.add_option("--fault", faults,
-                   "Spoil the answers to an operation: no-oid, oid:OID, no-value, truncate:BYTES, "
-                   "value:HEX, code:NUMBER[:TEXT], delay:MS or drop; lburp-operation also "
-                   "partway:OPERATIONS; "
-                   "@N is for the Nth answer alone, @N+ for those after it, too")
+    app.add_option("--sasl-realm", options.saslRealms,
+                   "Realm that DIGEST-MD5 offers, \"strata\" unless given")
+        ->type_name("NAME")
+        ->expected(1)
+        ->take_all()
+        ->check(checkRealm);
+}
+
+void addFaults(CLI::App &app, Options &options, std::vector<std::string> &faults) {
+    app.add_option(
+           "--fault", faults,
+           "Spoil the answers to an operation: no-oid, oid:OID, no-value, truncate:BYTES, "
+           "value:HEX, code:NUMBER[:TEXT], delay:MS or drop; lburp-operation also "
+           "partway:OPERATIONS; digest-md5-challenge and digest-md5-proof, the answers to a SASL "
+           "bind, have kinds of their own, which a wrong kind lists; "
+           "@N is for the Nth answer alone, @N+ for those after it, too")
         ->type_name("OPERATION[@N[+]]=KIND[:VALUE]")
         ->expected(1)
         ->take_all()
@@ -159,7 +183,8 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
     addServing(app, options, address);
     addLburp(app, options);
     addEvents(app, options);
-    addContent(app, options, faults);
+    addContent(app, options);
+    addFaults(app, options, faults);
     addSchema(app, options);
     try {
         app.parse(argc, argv);

@@ -21,6 +21,7 @@ struct Options {
     std::size_t schemaSize = 0;     // generated attribute types
     std::string schemaVerbatimFile; // empty: the schema is shown as it is
     Directory::Administrator administrator;
+    std::vector<std::string> saslRealms = {"strata"};
     Faults faults;
     std::size_t maxMessage = 16U * 1024 * 1024;
     std::size_t backupPiece = 65536;

@@ -18,6 +18,7 @@ enum class ResultCode {
     AuthMethodNotSupported = 7,
     AdminLimitExceeded = 11,
     UnavailableCriticalExtension = 12,
+    SaslBindInProgress = 14,
     NoSuchAttribute = 16,
     UndefinedAttributeType = 17,
     ConstraintViolation = 19,

@@ -123,6 +123,17 @@ std::optional<std::string> decodeHex(std::string_view text) {
     return out;
 }
 
+std::string hexOf(std::string_view bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string out;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        out += digits[byte >> 4U];
+        out += digits[byte & 0xfU];
+    }
+    return out;
+}
+
 std::optional<std::string> decodeBase64(std::string_view text) {
     if (text.size() % 4 != 0)
         return std::nullopt;
@@ -165,6 +176,29 @@ std::optional<std::string> utf8FromUtf16Be(std::string_view bytes) {
         }
         appendUtf8(out, point);
     }
+    return out;
+}
+
+std::optional<std::string> latin1FromUtf8(std::string_view text) {
+    constexpr unsigned char next = 0x80, nextMask = 0xc0, firstTwo = 0xc2, lastTwo = 0xc3;
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        auto byte = static_cast<unsigned char>(text[i]);
+        if (byte >= next) {
+            const auto second = i + 1 < text.size() ? static_cast<unsigned char>(text[++i]) : 0U;
+            if (byte < firstTwo || byte > lastTwo || (second & nextMask) != next)
+                return std::nullopt;
+            byte = static_cast<unsigned char>((byte - firstTwo) * 0x40 + second);
+        }
+        out.push_back(static_cast<char>(byte));
+    }
+    return out;
+}
+
+std::string utf8FromLatin1(std::string_view bytes) {
+    std::string out;
+    for (const char c : bytes)
+        appendUtf8(out, static_cast<unsigned char>(c));
     return out;
 }
 

@@ -20,12 +20,6 @@ std::vector<ExtendedOperation> collect() {
     return all;
 }
 
-/** Throws the result code that a fault gives. */
-void requireNoCode(const Fault *fault) {
-    if (fault != nullptr && fault->code)
-        throw OperationError(static_cast<ResultCode>(*fault->code), fault->diagnostic);
-}
-
 ResponseValue run(const ExtendedRequest &request, Context &context, const Fault *fault,
                   ExtendedAftermath &after) {
     const ExtendedOperation &operation = *request.operation;

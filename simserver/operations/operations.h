@@ -18,7 +18,6 @@ struct Context {
 
 // Each takes the content of its protocolOp, throws ber::Error when that is not what RFC 4511
 // says, and OperationError when the operation fails.
-Result bind(Context &context, Bytes body);
 Result add(Context &context, Bytes body);
 Result remove(Context &context, Bytes body);
 Result modify(Context &context, Bytes body);

@@ -9,7 +9,6 @@ namespace stratasim {
 namespace {
 
 constexpr PlainOperation kPlain[] = {
-    {tag::kBindRequest, tag::kBindResponse, "bind", bind},
     {tag::kModifyRequest, tag::kModifyResponse, "modify", modify},
     {tag::kAddRequest, tag::kAddResponse, "add", add},
     {tag::kDeleteRequest, tag::kDeleteResponse, "delete", remove},

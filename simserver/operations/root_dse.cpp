@@ -1,6 +1,7 @@
 #include "extended/registry.h"
 #include "operations/controls.h"
 #include "operations/operations.h"
+#include "sasl/digest_md5.h"
 
 namespace stratasim {
 
@@ -15,6 +16,7 @@ std::shared_ptr<Node> makeRootDse(const Directory &directory) {
         if (isServed(directory, operation))
             extensions.push_back(operation.oid);
     entry.set("supportedExtension", std::move(extensions));
+    entry.set("supportedSASLMechanisms", {std::string(digest::kMechanism)});
     entry.set("supportedControl", supportedControls());
     // Increment (RFC 4525), "+" (RFC 3673), filters that are always true or false (RFC 4526).
     entry.set("supportedFeatures",

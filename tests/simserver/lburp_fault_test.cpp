@@ -163,7 +163,7 @@ TEST_F(LburpFaultTest, MistakesAreExplained) {
         {"lburp-operation@1++=drop", "\"@1++\" is no number"},
         {"lburp-operation@x=drop", "\"@x\" is no number"},
         {"nothing@1=drop", "there is no operation \"nothing\""},
-        {"lburp-operation@1=explode", "for lburp-operation partway:OPERATIONS"},
+        {"lburp-operation@1=explode", "partway:OPERATIONS for lburp-operation"},
         {"lburp-operation=partway", "\"partway\" is no kind"},
         {"lburp-operation=partway:-1", "\"partway:-1\" is no kind"},
         {"lburp-end=partway:1", "\"partway:1\" is no kind"},

@@ -1,3 +1,4 @@
+#include "digest.h"
 #include "event_fixture.h"
 
 #include <gtest/gtest.h>
@@ -30,6 +31,27 @@ TEST_F(EventTest, Binds) {
     EXPECT_EQ(ask(wire::bind(kAda, "wrong"), ignored()).code, 49);
     EXPECT_EQ(monitor.events(),
               (Values{bound("", kAda, 49, strings(0x80, {"1.2.3"})), state("", 49)}));
+}
+
+TEST_F(EventTest, StepsOfSaslBinds) {
+    Monitored monitor(server_, {{10}, {9}, {23}});
+    monitor.events(); // its own answer
+    const auto challenge = ask(digest_client::begin());
+    const auto expected = [](const char *dn, std::uint8_t code, const std::string &size) {
+        const std::string bound = element(0x71, head(dn) + number(3) + text("") +
+                                                    wideNumber("00a3") + text(dn) + number(code));
+        const std::string state = element(0x69, text("127.0.0.1:389") + number(7) +
+                                                    number(*dn != '\0' ? 1 : 0) + text(dn));
+        const std::string response =
+            element(0x7b, head(dn) + number(0x61) + number(code) + wideNumber(size) + text(""));
+        return Values{event(10, code, bound, address()), event(9, code, state),
+                      event(23, code, response, address())};
+    };
+    EXPECT_EQ(monitor.events(), expected("", 14, "73"));
+    const digest_client::Response response{.nonce =
+                                               digest_client::valueIn(challenge.value, "nonce")};
+    EXPECT_EQ(ask(response.op()).code, 0);
+    EXPECT_EQ(monitor.events(), expected(kAda, 0, "38"));
 }
 
 TEST_F(EventTest, Searches) {

@@ -27,6 +27,28 @@ TEST(Text, DecodesHex) {
     EXPECT_FALSE(decodeHex("0g"));
 }
 
+TEST(Text, WritesHex) {
+    EXPECT_EQ(hexOf("\x00\x0f\xa1"s), "000fa1");
+    EXPECT_EQ(hexOf(""), "");
+}
+
+TEST(Text, ConvertsLatin1) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"a\x7f"s, "a\x7f"s},
+        {"\xc2\x80\xc2\xbf"s, "\x80\xbf"s},
+        {"\xc3\x80\xc3\xbf"s, "\xc0\xff"s},
+        {"Gr\xc3\xbc\xc3\x9f"s, "Gr\xfc\xdf"s},
+    };
+    for (const auto &[utf8, latin] : cases) {
+        EXPECT_EQ(latin1FromUtf8(utf8), latin);
+        EXPECT_EQ(utf8FromLatin1(latin), utf8);
+    }
+    for (const char *other : {"\xc4\x80", "\xce\xb1", "\xe2\x82\xac", "\xc3", "a\xc3z", "\xc3\xc3",
+                              "\x80", "\xc1\xbf", "\xc0\x80", "\xff"})
+        EXPECT_FALSE(latin1FromUtf8(other)) << hexOf(other);
+}
+
 TEST(Text, ReadsIntegersWhole) {
     EXPECT_EQ(parseInteger("-12"), -12);
     for (const char *bad : {"", "1x", " 1", "99999999999999999999"})

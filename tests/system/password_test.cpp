@@ -168,6 +168,7 @@ TEST(Password, DoesNotStayInTheProcess) {
         EXPECT_TRUE(soon([&] { return memoryHolds(tool.pid(), simulator.uri()); }));
         EXPECT_TRUE(soon([&] { return !memoryHolds(tool.pid(), oddEnd); }))
             << identity.front() << " " << way.front();
+        EXPECT_TRUE(memoryHolds(tool.pid(), simulator.uri())) << "it has ended";
     }
 }
 

@@ -69,7 +69,7 @@ TEST(SaslAbandon, AnswerHasTheChosenRealmAndUser) {
     EXPECT_EQ(result.error()["code"], -5);
     for (const char *directive : {R"(username="ada")", R"(realm="two")", R"(nonce="abc")"})
         EXPECT_THAT(peer.rest(), HasSubstr(directive));
-    EXPECT_THAT(peer.rest(), EndsWith(unbind(4)));
+    EXPECT_THAT(peer.rest(), EndsWith(unbind(3)));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <ostream>
 
 namespace test {
 namespace {
@@ -19,6 +20,10 @@ struct Fault {
     const char *reason;
 };
 
+void PrintTo(const Fault &fault, std::ostream *out) {
+    *out << fault.step << "=" << fault.fault;
+}
+
 constexpr const char *noList = "none as RFC 2831 has it";
 constexpr const char *impostor = "may be an impostor";
 
@@ -28,7 +33,7 @@ const Fault faults[] = {
     {challengeStep, "no-qop", 1006, "qop"},
     {challengeStep, "no-algorithm", 1010, "no algorithm"},
     {challengeStep, "nonce-twice", 1002, "twice"},
-    {challengeStep, "qop:auth-int", 1006, "integrity or encryption"},
+    {challengeStep, "qop:auth-int", 1006, "qop has no auth"},
     {challengeStep, "qop:auth,auth-conf", 1007, "without a cipher"},
     {challengeStep, "qop:auth auth-int", 1026, "comma is missing"},
     {challengeStep, "qop:auth,", 1027, "ends with a comma"},
@@ -39,7 +44,7 @@ const Fault faults[] = {
     {challengeStep, "text:stale=false,nonce=\"a\"", 1005, "not true"},
     {challengeStep, "text:=", 2, noList},
     {challengeStep, "value:00ff", 2, noList},
-    {challengeStep, "no-value", 2, noList},
+    {challengeStep, "no-value", 1006, "qop has no auth"},
     {challengeStep, "success", 2, "content without a proof"},
     {challengeStep, "nonce-size:5000", -9, "longer than 4096"},
     {challengeStep, "code:7:unknown mechanism", 7, "does not know DIGEST-MD5"},
@@ -47,11 +52,11 @@ const Fault faults[] = {
     {challengeStep, "drop", -1, "no connection"},
     {proofStep, "wrong-rspauth", 49, impostor},
     {proofStep, "upper-rspauth", 49, impostor},
-    {proofStep, "empty-rspauth", 49, impostor},
+    {proofStep, "empty-rspauth", 2, impostor},
     {proofStep, "long-rspauth", 49, impostor},
     {proofStep, "other-directive", 2, impostor},
     {proofStep, "text:=", 2, impostor},
-    {proofStep, "no-value", 2, impostor},
+    {proofStep, "no-value", 49, impostor},
     {proofStep, "code:49:wrong", 49, ""},
     {proofStep, "code:2:what", 2, ""},
     {proofStep, "code:14", 14, "more than DIGEST-MD5"},

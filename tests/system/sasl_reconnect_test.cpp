@@ -82,7 +82,9 @@ class ChosenRealm : public testing::Test {
   protected:
     void SetUp() override {
         server.start("first", {"one", "two"});
-        terminal.emplace(watching(server, {"events", "watch"}), losingRealms(server.uri()));
+        Arguments arguments = watching(server, {});
+        arguments.insert(arguments.begin(), {"events", "watch"});
+        terminal.emplace(arguments, losingRealms(server.uri()));
         ASSERT_TRUE(terminal->waitFor(question));
         terminal->type("2\n");
         ASSERT_TRUE(terminal->waitFor("first"));

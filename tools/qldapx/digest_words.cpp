@@ -47,7 +47,7 @@ constexpr std::array challengeRows = {
     Row{QLDAPX_DIGEST_BAD_STALE, anyCode, "stale of the server's challenge is not true",
         strangeChallenge, badChallenge},
     Row{QLDAPX_DIGEST_NO_AUTH, anyCode,
-        "the server wants integrity or encryption by SASL (qop of its challenge has no auth)",
+        "the server offers no authentication alone: its challenge's qop has no auth",
         strangeChallenge, badChallenge},
     Row{QLDAPX_DIGEST_NO_CIPHER, anyCode,
         "the server's challenge offers encryption without a cipher that is known", strangeChallenge,

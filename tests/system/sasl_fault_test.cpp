@@ -125,10 +125,10 @@ TEST(SaslFaults, APasswordFileIsNotBlamedForTheServersProof) {
     const Simulator simulator(
         {"--admin-password", "secret\n", "--fault", "digest-md5-proof=wrong-rspauth"});
     const TemporaryFolder folder;
-    const Result result = simulator.run(
-        {"whoami", "-Y", "DIGEST-MD5", "-U", "admin", "-y", folder.write("password", "secret\n")});
-    EXPECT_THAT(result.err, HasSubstr(impostor));
-    EXPECT_THAT(result.err, Not(HasSubstr("printf")));
+    const Result result = simulator.run({"whoami", "--json", "-Y", "DIGEST-MD5", "-U", "admin",
+                                         "-y", folder.write("password", "secret\n")});
+    EXPECT_THAT(result.error()["reason"].get<std::string>(), HasSubstr(impostor));
+    EXPECT_THAT(result.error()["hint"].get<std::string>(), Not(HasSubstr("printf")));
 }
 
 TEST(SaslFaults, TheSessionsTimeoutCounts) {

@@ -15,7 +15,7 @@ Arguments realmOptions(const std::vector<std::string> &realms) {
     return options;
 }
 
-Surroundings losingRealms(const std::string &uri) {
+Surroundings losingBind(const std::string &uri) {
     return {{{"LDAPURI", uri}, {"ASAN_OPTIONS", "detect_leaks=0"}}, {}, {}};
 }
 

@@ -16,9 +16,10 @@ Arguments digestBind(const std::string &user, const std::string &password,
 Arguments realmOptions(const std::vector<std::string> &realms);
 
 /**
- * The environment of a bind with several realms, or of one that is given up: the library loses, as
- * its contract says, the names of the realms that were not chosen. That is no leak of the tool's.
+ * The environment of a bind with several realms, or of one that is given up or not answered: the
+ * library loses, as its contract says, the names of the realms that were not chosen, and a bind
+ * that was not answered. That is no leak of the tool's.
  */
-Surroundings losingRealms(const std::string &uri);
+Surroundings losingBind(const std::string &uri);
 
 } // namespace test

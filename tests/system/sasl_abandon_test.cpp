@@ -38,7 +38,7 @@ void expectAbandoned(ChallengePeer &peer) {
 TEST(SaslAbandon, AfterARealmThatIsNotOffered) {
     ChallengePeer peer(challenge);
     EXPECT_EQ(
-        runTool(digestBind("ada", "secret", {"whoami", "-R", "three"}), losingRealms(peer.uri()))
+        runTool(digestBind("ada", "secret", {"whoami", "-R", "three"}), losingBind(peer.uri()))
             .status,
         1);
     expectAbandoned(peer);
@@ -54,7 +54,7 @@ TEST(SaslAbandon, AfterAChallengeWithoutARealm) {
 
 TEST(SaslAbandon, AtCtrlC) {
     ChallengePeer peer(challenge);
-    Terminal terminal(digestBind("ada", "secret", {"whoami"}), losingRealms(peer.uri()));
+    Terminal terminal(digestBind("ada", "secret", {"whoami"}), losingBind(peer.uri()));
     ASSERT_TRUE(terminal.waitFor("Realm"));
     terminal.type("\x03");
     EXPECT_EQ(terminal.finish().status, 128 + SIGINT);
@@ -65,7 +65,7 @@ TEST(SaslAbandon, AnswerHasTheChosenRealmAndUser) {
     ChallengePeer peer(challenge);
     const Result result =
         runTool(digestBind("ada", "secret", {"whoami", "-R", "two", "--timeout", "1", "--json"}),
-                losingRealms(peer.uri()));
+                losingBind(peer.uri()));
     EXPECT_EQ(result.error()["code"], -5);
     for (const char *directive : {R"(username="ada")", R"(realm="two")", R"(nonce="abc")"})
         EXPECT_THAT(peer.rest(), HasSubstr(directive));

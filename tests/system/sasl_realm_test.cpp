@@ -15,14 +15,14 @@ using testing::Not;
 Result whoami(const Simulator &simulator, const Arguments &more) {
     Arguments all = digestBind("admin", adminPassword, {"whoami"});
     all.insert(all.end(), more.begin(), more.end());
-    return runTool(all, losingRealms(simulator.uri()));
+    return runTool(all, losingBind(simulator.uri()));
 }
 
 /** The same in a session of its own, which has no terminal. */
 Result whoamiWithoutTerminal(const Simulator &simulator, const std::string &more = "") {
     return runShell(std::string("setsid -w ") + QLDAPX_PATH +
                         " whoami -Y DIGEST-MD5 -U admin -w secret " + more,
-                    losingRealms(simulator.uri()));
+                    losingBind(simulator.uri()));
 }
 
 void expectBound(const Result &result) {
@@ -143,8 +143,7 @@ class RealmQuestion : public testing::Test {
 
     static constexpr const char *question = "Realm (number or name): ";
     const Simulator simulator{realmOptions({"one", "two", "1"})};
-    Terminal terminal{digestBind("admin", adminPassword, {"whoami"}),
-                      losingRealms(simulator.uri())};
+    Terminal terminal{digestBind("admin", adminPassword, {"whoami"}), losingBind(simulator.uri())};
     std::size_t asked_ = 1;
 };
 

@@ -84,7 +84,7 @@ class ChosenRealm : public testing::Test {
         server.start("first", {"one", "two"});
         Arguments arguments = watching(server, {});
         arguments.insert(arguments.begin(), {"events", "watch"});
-        terminal.emplace(arguments, losingRealms(server.uri()));
+        terminal.emplace(arguments, losingBind(server.uri()));
         ASSERT_TRUE(terminal->waitFor(question));
         terminal->type("2\n");
         ASSERT_TRUE(terminal->waitFor("first"));
@@ -117,7 +117,7 @@ TEST(SaslReconnect, NothingIsAskedUnderAPicture) {
     server.start("first", {"one", "two"});
     const Arguments top =
         digestBind("admin", adminPassword, {"events", "top", "--type", "1000", "--reconnect"});
-    Surroundings surroundings = losingRealms(server.uri());
+    Surroundings surroundings = losingBind(server.uri());
     surroundings.environment["TERM"] = "xterm";
     Terminal terminal(top, surroundings);
     const Result result = terminal.finish();
@@ -128,7 +128,7 @@ TEST(SaslReconnect, NothingIsAskedUnderAPicture) {
 TEST(SaslReconnect, TopAsksBeforeItDraws) {
     Server server;
     server.start("first", {"one", "two"});
-    Surroundings surroundings = losingRealms(server.uri());
+    Surroundings surroundings = losingBind(server.uri());
     surroundings.environment["TERM"] = "xterm";
     Terminal terminal(digestBind("admin", adminPassword, {"events", "top", "--type", "1000"}),
                       surroundings);

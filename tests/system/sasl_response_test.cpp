@@ -50,7 +50,7 @@ TEST(SaslResponse, IsMadeOfThePasswordAsRfc2831HashesIt) {
         ChallengePeer peer(
             R"(realm="home",nonce="abc",qop="auth",charset=utf-8,algorithm=md5-sess)");
         const Result result = runTool(digestBind("ada", each.typed, {"whoami", "--timeout", "1"}),
-                                      losingRealms(peer.uri()));
+                                      losingBind(peer.uri()));
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(directive(peer.rest(), "response"), response(peer.rest(), each.hashed));
     }

@@ -62,7 +62,7 @@ class SaslSlapd : public testing::Test {
             "search",          "-H",         server->uri(), "-b", "ou=people,dc=example,dc=com",
             "(description=*)", "description"};
         all.insert(all.end(), more.begin(), more.end());
-        return runTool(digestBind(user.name, user.password, all));
+        return runTool(digestBind(user.name, user.password, all), losingBind(server->uri()));
     }
 
     static inline std::unique_ptr<SlapdServer> server;

@@ -92,7 +92,9 @@ QLDAPX_API int ldap_get_digest_md5_realms(void *context, char ***realms);
  *                 without a realm cannot be answered.
  * mode:           QLDAPX_DIGEST_COMPLETE; or QLDAPX_DIGEST_ABANDON, which tells the server with
  *                 another first request, whose answer nobody waits for: libldap keeps it among the
- *                 session's unread messages. All other arguments are not looked at then.
+ *                 session's unread messages. All other arguments are not looked at then. A request
+ *                 that is sent before that answer has come may be refused (RFC 4511, 4.2.1): fetch
+ *                 it with ldap_result(ld, LDAP_RES_ANY, ...), or end the session.
  *
  * The server's name in the answer (digest-uri) is what the session has as LDAP_OPT_HOST_NAME up to
  * its last ":"; of several servers all of them but the last one's port. A name that is NULL counts

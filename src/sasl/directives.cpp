@@ -121,7 +121,7 @@ class Parser {
     }
 
     // The next byte that changes anything, or the end.
-    std::int32_t skip(std::int32_t position, std::int32_t length) {
+    std::int32_t skip(std::int32_t position, std::int32_t length) const {
         if (parser_.state == inQuotes)
             return closingQuote(position, length);
         const unsigned idle = idleKinds[static_cast<std::size_t>(parser_.state)];
@@ -132,11 +132,10 @@ class Parser {
 
     // A quote behind a backslash is the string's like any byte. One behind a backslash that is
     // itself escaped is no exception: the rule looks at one byte only, and is kept.
-    std::int32_t closingQuote(std::int32_t position, std::int32_t length) {
+    std::int32_t closingQuote(std::int32_t position, std::int32_t length) const {
         const char *const text = parser_.text;
-        for (; position < length && (text[position] != '"' || text[position - 1] == '\\');
-             ++position)
-            hasEscapes_ = hasEscapes_ || text[position] == '\\';
+        while (position < length && (text[position] != '"' || text[position - 1] == '\\'))
+            ++position;
         return position;
     }
 
@@ -153,13 +152,12 @@ class Parser {
         case Action::endName:
             return addDirective(&parser_);
         case Action::endValue:
-            return addValue(&parser_, std::exchange(hasEscapes_, false) ? 1 : 0);
+            return addValue(&parser_, parser_.state == inQuotes ? 1 : 0);
         }
         return 0;
     }
 
     DirectiveParser parser_ = {0, 0, nullptr, beforeFirst, nullptr, nullptr};
-    bool hasEscapes_ = false;
 };
 
 // In place: each backslash goes, and the byte behind it stays as it is. What that leaves free at

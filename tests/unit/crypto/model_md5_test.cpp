@@ -222,6 +222,8 @@ TEST(Md5Model, MoreThan32BitsAtOnce) {
     EXPECT_EQ(hex(finish(context)), "aa559b4e3523a6c931f08f4df52d58f2");
     MD5Update(&longer, zeros, 1);
     EXPECT_EQ(hex(finish(longer)), "ea3b62c6b93cb3625a1fd76777985f5a");
+    EXPECT_EQ(hex(atOnce({static_cast<const char *>(zeros), size})),
+              "ea3b62c6b93cb3625a1fd76777985f5a");
     munmap(zeros, size);
 }
 #endif

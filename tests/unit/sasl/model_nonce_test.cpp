@@ -1,7 +1,8 @@
 // The client nonce of a bind, in processes whose chance is known: what it hangs on.
 #include "crypto/model_child.h"
-#include "crypto/model_entropy.h"
+#include "crypto/model_pool.h"
 #include "sasl/proof.h"
+#include "sasl/response.h"
 #include "support/scripted_peer.h"
 
 #include <array>
@@ -47,6 +48,22 @@ TEST(BindNonce, HangsOnChanceAndOnTheProcess) {
     EXPECT_EQ(nonceWith(1000, 'a'), nonce);
     EXPECT_NE(nonceWith(1000, 'b'), nonce);
     EXPECT_NE(nonceWith(1001, 'a'), nonce);
+}
+
+// The first bytes of the pool, over zeros.
+TEST(BindNonce, IsInHexadecimalWithLowHalvesFirst) {
+    inChild([] {
+        Entropy::restartClock();
+        Pool model;
+        std::string bytes(32, '\0'), expected;
+        EXPECT_EQ(model.bytes(bytes), 0);
+        for (const char byte : bytes)
+            for (const int shift : {0, 4})
+                expected += "0123456789ABCDEF"[static_cast<unsigned char>(byte) >> shift & 15];
+        char nonce[65];
+        EXPECT_EQ(qldapx::getNonce(nonce), 0);
+        EXPECT_EQ(nonce, expected);
+    });
 }
 
 // A child has its parent's pool: the process id tells them apart where chance does not.

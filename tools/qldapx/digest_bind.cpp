@@ -34,7 +34,7 @@ std::vector<std::string> DigestBind::realms() const {
     return names;
 }
 
-// The bind is gone afterwards, even where the library leaves its pointer after a wait that failed.
+// A bind whose answer did not come is lost: to give it up libldap would connect anew.
 int DigestBind::finish(const std::string &user, const Secret &password, const std::string &realm) {
     char **first = offered();
     char **chosen = first;

@@ -115,9 +115,10 @@ QLDAPX_API int ldap_get_digest_md5_realms(void *context, char ***realms);
  *   otherwise why a request could not be sent or no answer came, or the server's result code.
  *
  * Only when the wait for the answer fails nothing is released, and the pointer stays: call once
- * more with QLDAPX_DIGEST_ABANDON to release the bind; what this call had allocated is lost. In
- * every bind that is finished or abandoned the strings of the realms that were not chosen are lost,
- * too. Both are kept for the callers who knew it so.
+ * more with QLDAPX_DIGEST_ABANDON to release the bind (libldap connects anew for that where the
+ * connection has ended); what this call had allocated is lost. In every bind that is finished or
+ * abandoned the strings of the realms that were not chosen are lost, too. Both are kept for the
+ * callers who knew it so.
  */
 QLDAPX_API int ldap_bind_digest_md5_finish(void **context, const char *userName,
                                            const char *password, int passwordLength, int realmIndex,

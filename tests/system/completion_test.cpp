@@ -44,6 +44,7 @@ TEST(Completion, OffersOptions) {
     EXPECT_THAT(complete("qldapx replica add --t"), ElementsAre("--type", "--timeout"));
     EXPECT_THAT(complete("qldapx replica list --t"), ElementsAre("--timeout"));
     EXPECT_THAT(complete("qldapx --j"), ElementsAre("--json"));
+    EXPECT_THAT(complete("qldapx whoami -U"), ElementsAre("-U"));
 }
 
 TEST(Completion, KnowsOptionsBeforeTheCommand) {
@@ -51,10 +52,14 @@ TEST(Completion, KnowsOptionsBeforeTheCommand) {
                 ElementsAre("remove", "retype", "receive-updates"));
     EXPECT_THAT(complete("qldapx -H ldap : //host : 389 -w partition filter g"),
                 ElementsAre("get"));
+    EXPECT_THAT(complete("qldapx -Y DIGEST-MD5 -U partition -R replica filter g"),
+                ElementsAre("get"));
 }
 
 TEST(Completion, OffersNothingForAValue) {
     EXPECT_THAT(complete("qldapx -D ''"), IsEmpty());
+    for (const char *option : {"-Y", "-U", "-R"})
+        EXPECT_THAT(complete(std::string("qldapx ") + option + " ''"), IsEmpty());
     EXPECT_THAT(complete("qldapx -D cn = ''"), IsEmpty());
     EXPECT_THAT(complete("qldapx replica add --type ''"), IsEmpty());
 }

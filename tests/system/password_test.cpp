@@ -149,8 +149,12 @@ TEST(Password, DoesNotStayInTheProcess) {
     const TemporaryFolder folder;
     const Arguments ways[] = {
         {"-w", oddPassword}, {"-w" + oddPassword}, {"-y", folder.write("password", oddPassword)}};
-    for (const Arguments &way : ways) {
-        Arguments all = {"whoami", "-H", simulator.uri(), "-D", adminDn};
+    const Arguments identities[] = {{"-D", adminDn}, {"-Y", "DIGEST-MD5", "-U", adminDn}};
+    for (std::size_t i = 0; i < std::size(ways) * std::size(identities); ++i) {
+        const Arguments &way = ways[i / std::size(identities)];
+        const Arguments &identity = identities[i % std::size(identities)];
+        Arguments all = {"whoami", "-H", simulator.uri()};
+        all.insert(all.end(), identity.begin(), identity.end());
         all.insert(all.end(), way.begin(), way.end());
         // With a sanitizer it is not malloc that overwrites what is released.
         Process tool(QLDAPX_PATH, all, {{{"ASAN_OPTIONS", "max_free_fill_size=1048576"}}, {}, {}});
@@ -162,7 +166,9 @@ TEST(Password, DoesNotStayInTheProcess) {
         }));
         // What must be there is found: the search looks in the right place.
         EXPECT_TRUE(soon([&] { return memoryHolds(tool.pid(), simulator.uri()); }));
-        EXPECT_TRUE(soon([&] { return !memoryHolds(tool.pid(), oddEnd); })) << way.front();
+        EXPECT_TRUE(soon([&] { return !memoryHolds(tool.pid(), oddEnd); }))
+            << identity.front() << " " << way.front();
+        EXPECT_TRUE(memoryHolds(tool.pid(), simulator.uri())) << "it has ended";
     }
 }
 

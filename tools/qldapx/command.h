@@ -31,6 +31,8 @@ class Run {
     [[nodiscard]] const ConnectionOptions &connection() const { return connection_; }
     /** For a command that opens more sessions than one: asks for the password only now. */
     void keepPassword() { qldapx::keepPassword(connection_, out.isJson()); }
+    /** From now on no question can be asked on the terminal: something else is shown there. */
+    void takeTerminal() { connection_.mayAsk = false; }
     /** The server's, once the session is open. */
     [[nodiscard]] std::string uri() const { return session_->uri(); }
     /** The command, such as "partition split". */

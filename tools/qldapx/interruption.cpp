@@ -39,7 +39,9 @@ void remember(int signal) {
 
 } // namespace
 
-Interruption::Interruption(LastAct lastAct) {
+Interruption::Interruption(LastAct lastAct) : isOutermost_(wakeUp[0] < 0) {
+    if (!isOutermost_)
+        return;
     finalAct = lastAct;
     if (pipe2(wakeUp.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::bad_alloc();
@@ -50,6 +52,8 @@ Interruption::Interruption(LastAct lastAct) {
 }
 
 Interruption::~Interruption() {
+    if (!isOutermost_)
+        return;
     for (const int signal : endingSignals)
         std::signal(signal, SIG_DFL);
     for (int &end : wakeUp) {

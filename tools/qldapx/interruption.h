@@ -8,7 +8,7 @@ namespace qldapx {
 
 /**
  * While this lives, the first Ctrl-C (or SIGTERM, SIGHUP) only asks the command to end; a second
- * one ends the process.
+ * one ends the process. One inside the life of another changes nothing.
  */
 class Interruption {
   public:
@@ -27,6 +27,9 @@ class Interruption {
     static void wait(std::span<pollfd> ends, std::chrono::milliseconds longest);
     /** Ends by the signal itself, so that a shell's loop around the process ends too. */
     static void endProcess();
+
+  private:
+    const bool isOutermost_;
 };
 
 } // namespace qldapx

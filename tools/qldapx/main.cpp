@@ -1,5 +1,6 @@
 #include "command.h"
 #include "errors.h"
+#include "interruption.h"
 #include "reference/reference.h"
 #include "usage.h"
 
@@ -83,6 +84,8 @@ int main(int argc, char **argv) {
         report(error, json);
         return exitUsage;
     } catch (const Failure &failure) {
+        if (Interruption::requested()) // at a question of the bind
+            Interruption::endProcess();
         report(failure.problem(), json);
     } catch (const OutputError &error) {
         reportOutput(error, json);

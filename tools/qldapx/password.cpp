@@ -1,38 +1,21 @@
 #include "password.h"
 
 #include "errors.h"
+#include "open_file.h"
 #include "text.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <termios.h>
-#include <unistd.h>
 
 namespace qldapx {
 namespace {
 
 constexpr std::size_t maxPassword = 64 * 1024;
-
-class File {
-  public:
-    File(const char *path, int flags) : descriptor_(open(path, flags | O_CLOEXEC)) {}
-    ~File() {
-        if (isOpen())
-            close(descriptor_);
-    }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-    [[nodiscard]] bool isOpen() const { return descriptor_ >= 0; }
-    [[nodiscard]] int descriptor() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
 
 [[noreturn]] void failToRead(const std::string &path, const char *why) {
     throw UsageError(fmt::format("cannot read the password file {}: {}", printable(path), why));
@@ -102,7 +85,7 @@ Secret readLine(int terminal) {
 } // namespace
 
 Secret readPasswordFile(const std::string &path, bool json) {
-    const File file(path.c_str(), O_RDONLY);
+    const OpenFile file(path.c_str(), O_RDONLY);
     if (!file.isOpen())
         failToRead(path, std::strerror(errno));
     if (isReadableByOthers(file.descriptor()))
@@ -127,7 +110,7 @@ Secret readPasswordFile(const std::string &path, bool json) {
 }
 
 Secret askPassword(const PasswordPrompt &prompt) {
-    const File terminal("/dev/tty", O_RDWR | O_NOCTTY);
+    const OpenFile terminal("/dev/tty", O_RDWR | O_NOCTTY);
     if (!terminal.isOpen())
         needTerminal(prompt);
     Secret password;

@@ -80,11 +80,11 @@ Words explain(const Outcome &outcome) {
     case LDAP_TIMEOUT:
         return timedOut(outcome);
     case LDAP_OPERATIONS_ERROR:
-        if (outcome.answered)
+        if (outcome.answered())
             return {"the server answered success, but without the value asked for", strangeAnswer};
         return {"", "see the server's log"};
     case LDAP_NOT_SUPPORTED:
-        if (!outcome.answered)
+        if (!outcome.answered())
             return {"no answer came that names this operation: the connection may have ended, the "
                     "time be over, or the server may not know the operation",
                     strangeAnswer};

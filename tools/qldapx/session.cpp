@@ -1,8 +1,10 @@
 #include "session.h"
 
+#include "digest_bind.h"
+#include "digest_words.h"
 #include "errors.h"
 #include "password.h"
-#include "result_words.h"
+#include "realm.h"
 #include "text.h"
 
 #include <fmt/format.h>
@@ -36,7 +38,8 @@ Secret givenPassword(ConnectionOptions &options, bool json) {
     if (options.passwordIsKept)
         return Secret(options.password.view());
     if (options.ask)
-        return askPassword({"LDAP password: ", "-W", "-y FILE"});
+        return askPassword(
+            {options.mechanism ? "SASL password: " : "LDAP password: ", "-W", "-y FILE"});
     if (options.passwordFile)
         return readPasswordFile(*options.passwordFile, json);
     return std::move(options.password);
@@ -47,7 +50,12 @@ Secret givenPassword(ConnectionOptions &options, bool json) {
 void requirePassword(const ConnectionOptions &options, const Secret &password) {
     if (!password.empty())
         return;
-    if (options.hasPassword || options.ask)
+    const bool isGiven = options.hasPassword || options.ask;
+    if (options.mechanism)
+        throw UsageError(isGiven ? "the password is empty: give the user's (-U)"
+                                 : "-Y needs a password: add -W (asks for it), -y FILE or "
+                                   "-w PASSWORD");
+    if (isGiven)
         throw UsageError("the password is empty: that would be an unauthenticated bind, which "
                          "proves nothing; leave out -D and the password to be anonymous");
     if (options.bindDn && !options.bindDn->empty())
@@ -68,7 +76,7 @@ Session::Session(ConnectionOptions &options, bool json) : timeout_(options.timeo
     requirePassword(options, password);
     open(options);
     encrypt(options, json);
-    bind(options, std::move(password));
+    bind(options, password);
     if (options.actAs)
         attach("--as", [&](LDAP *ld, LDAPControl **control) {
             return ldap_create_proxyauth_control(ld, options.actAs->c_str(), control);
@@ -123,19 +131,13 @@ void Session::encrypt(const ConnectionOptions &options, bool json) {
     }
 }
 
-void Session::bind(const ConnectionOptions &options, Secret password) {
-    // Without -D libldap takes the DN of its own configuration (BINDDN).
-    const char *dn = options.bindDn ? options.bindDn->c_str() : nullptr;
-    berval credentials = {password.size(), password.data()};
+void Session::bind(ConnectionOptions &options, Secret &password) {
     const bool endsInNewline = options.passwordFile && password.view().ends_with('\n');
     try {
-        perform("bind", options.bindDn.value_or(""), [&](LDAP *ld) {
-            return ldap_sasl_bind_s(ld, dn, LDAP_SASL_SIMPLE, &credentials, nullptr, nullptr,
-                                    nullptr);
-        });
+        options.mechanism ? bindByDigest(options, password) : bindSimply(options, password);
     } catch (const Failure &failure) {
         Problem problem = failure.problem();
-        if (problem.code == LDAP_INVALID_CREDENTIALS && endsInNewline)
+        if (remembered() == LDAP_INVALID_CREDENTIALS && endsInNewline)
             problem.hint = "the password file ends with a line end, which counts as part of the "
                            "password: write it with printf %s";
         throw Failure(std::move(problem));
@@ -143,23 +145,53 @@ void Session::bind(const ConnectionOptions &options, Secret password) {
     bound_ = true;
 }
 
+void Session::bindSimply(const ConnectionOptions &options, Secret &password) {
+    // Without -D libldap takes the DN of its own configuration (BINDDN).
+    const char *dn = options.bindDn ? options.bindDn->c_str() : nullptr;
+    berval credentials = {password.size(), password.data()};
+    perform("bind", options.who(), [&](LDAP *ld) {
+        return ldap_sasl_bind_s(ld, dn, LDAP_SASL_SIMPLE, &credentials, nullptr, nullptr, nullptr);
+    });
+}
+
+void Session::bindByDigest(ConnectionOptions &options, const Secret &password) {
+    DigestBind bind;
+    attempt(
+        "bind", options.who(), [&](LDAP *ld) { return bind.start(ld); }, explainChallenge);
+    const std::string realm = chooseRealm(bind.realms(), options);
+    attempt(
+        "bind", options.who(), [&](LDAP *) { return bind.finish(options.who(), password, realm); },
+        explainProof);
+}
+
 std::string Session::uri() const {
     return textOption(session_.get(), LDAP_OPT_URI);
 }
 
 void Session::perform(const std::string &operation, const std::string &object, const Call &call) {
+    attempt(operation, object, call, explain);
+}
+
+int Session::remembered() const {
+    int code = LDAP_SUCCESS;
+    ldap_get_option(session_.get(), LDAP_OPT_RESULT_CODE, &code);
+    return code;
+}
+
+void Session::attempt(const std::string &operation, const std::string &object, const Call &call,
+                      Explain explain) {
     LDAP *ld = session_.get();
     forgetDiagnostics(ld);
     const int result = call(ld);
     if (result == LDAP_SUCCESS)
         return;
-    int sessionCode = LDAP_SUCCESS;
-    ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &sessionCode);
+    const int sessionCode = remembered();
     const bool answered = sessionCode == LDAP_SUCCESS;
     // A backup that got no answer at all, or a refusal, calls that "no response OID".
     const int code = result == LDAP_NOT_SUPPORTED && !answered ? sessionCode : result;
-    const Words words = explain({code, answered, !bound_, uri(), timeout_});
-    throw Failure({operation, object, code, ldap_err2string(code), words.reason,
+    const Words words = explain({code, sessionCode, !bound_, uri(), timeout_});
+    throw Failure({operation, object, code, words.name.empty() ? ldap_err2string(code) : words.name,
+                   words.reason,
                    answered ? std::string() : textOption(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE),
                    textOption(ld, LDAP_OPT_MATCHED_DN), words.hint});
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "result_words.h"
 #include "secret.h"
 
 #include <functional>
@@ -15,7 +16,12 @@ namespace qldapx {
 struct ConnectionOptions {
     std::optional<std::string> uri; // without one, libldap's own configuration names it
     std::optional<std::string> bindDn;
-    Secret password; // of -w, or kept
+    std::optional<std::string> mechanism;   // of SASL; without one the bind is a simple one
+    std::optional<std::string> user;        // of SASL
+    std::optional<std::string> realm;       // of SASL; without one, of those that are offered
+    std::optional<std::string> chosenRealm; // on the terminal, kept for further sessions
+    bool mayAsk = true;                     // on the terminal, which is not taken otherwise
+    Secret password;                        // of -w, or kept
     bool hasPassword = false;
     bool passwordIsKept = false;
     bool ask = false;
@@ -23,6 +29,9 @@ struct ConnectionOptions {
     int startTls = 0;                 // 2: refuse to go on without
     int timeout = 30;                 // seconds
     std::optional<std::string> actAs; // whose rights count for what follows the bind
+
+    /** The one to bind as; empty for nobody. */
+    [[nodiscard]] std::string who() const { return user.value_or(bindDn.value_or("")); }
 };
 
 /** Gets the password now, and keeps it for all sessions that are opened with these options. */
@@ -52,7 +61,15 @@ class Session {
 
     void open(const ConnectionOptions &options);
     void encrypt(const ConnectionOptions &options, bool json);
-    void bind(const ConnectionOptions &options, Secret password);
+    void bind(ConnectionOptions &options, Secret &password);
+    void bindSimply(const ConnectionOptions &options, Secret &password);
+    void bindByDigest(ConnectionOptions &options, const Secret &password);
+
+    using Explain = Words (*)(const Outcome &);
+    void attempt(const std::string &operation, const std::string &object, const Call &call,
+                 Explain explain);
+    /** The result code of the last operation, as libldap remembers it. */
+    [[nodiscard]] int remembered() const;
 
     std::unique_ptr<LDAP, Unbind> session_;
     std::vector<std::unique_ptr<LDAPControl, FreeControl>> controls_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <strings.h>
 
 namespace qldapx {
 namespace {
@@ -76,6 +77,45 @@ bool isGiven(const CLI::App &root, const char *option) {
     return root.count(option) > 0;
 }
 
+bool breaksQuotation(char32_t value) {
+    return value == U'"' || value == U'\\' || value < 0x20 || (value >= 0x7f && value < 0xa0);
+}
+
+// Names go to the server between quotes, as they stand.
+void checkName(const char *option, const std::string &name) {
+    for (std::string_view rest = name; !rest.empty();) {
+        const CodePoint point = firstCodePoint(rest);
+        if (point.length != 0 && breaksQuotation(point.value))
+            throw UsageError(
+                fmt::format("{} \"{}\": a name with a quotation mark, a backslash or a "
+                            "control character would read otherwise on the server",
+                            option, printable(name)),
+                "another name of the same user or realm, without such characters");
+        rest.remove_prefix(std::max<std::size_t>(point.length, 1));
+    }
+}
+
+void checkSasl(const CLI::App &root, const ConnectionOptions &connection) {
+    if (!connection.mechanism) {
+        if (connection.user || connection.realm)
+            throw UsageError(fmt::format("{} is for binds by SASL", connection.user ? "-U" : "-R"),
+                             "add -Y DIGEST-MD5");
+        return;
+    }
+    if (strcasecmp(connection.mechanism->c_str(), "DIGEST-MD5") != 0)
+        throw UsageError(
+            fmt::format("-Y {}: there is no such mechanism here", printable(*connection.mechanism)),
+            "-Y DIGEST-MD5, the only one");
+    for (const char *simple : {"-D", "-x"})
+        if (isGiven(root, simple))
+            throw UsageError(fmt::format("{} is for a simple bind and does not go with -Y", simple),
+                             "name the user with -U alone");
+    if (connection.user.value_or("").empty())
+        throw UsageError(connection.user ? "-U is empty" : "-Y needs a user", "-U USER");
+    checkName("-U", *connection.user);
+    checkName("-R", connection.realm.value_or(""));
+}
+
 } // namespace
 
 void addConnectionOptions(CLI::App &root, Tool &tool) {
@@ -88,9 +128,17 @@ void addConnectionOptions(CLI::App &root, Tool &tool) {
     add(root.add_option("-H", connection.uri,
                         "The server, as in ldap://HOST:PORT; without it ldap.conf and LDAPURI say"),
         "URI");
-    add(root.add_flag("-x")->description("Simple bind; always so"));
+    add(root.add_flag("-x")->description("Simple bind, which it is without -Y"));
     add(root.add_option("-D", connection.bindDn, "Bind as this entry; without it, anonymous"),
         "DN");
+    add(root.add_option("-Y", connection.mechanism,
+                        "Bind by SASL with this mechanism: DIGEST-MD5, as the user of -U"),
+        "MECH");
+    add(root.add_option("-U", connection.user, "Whom to bind as with -Y"), "USER");
+    add(root.add_option("-R", connection.realm,
+                        "The realm of -U; needed where the server offers several and there is no "
+                        "terminal to ask on"),
+        "REALM");
     add(root.add_flag("-W", connection.ask, "Ask for the password on the terminal"));
     add(root.add_option("-y", connection.passwordFile,
                         "Read the password from this file, whole, line end and all"),
@@ -141,6 +189,7 @@ void parse(CLI::App &root, Tool &tool, std::vector<std::string> arguments) {
     requireCommand(chosen, {});
     tool.connection.hasPassword = isGiven(root, "-w");
     requireOnePassword(tool.connection);
+    checkSasl(root, tool.connection);
 }
 
 bool asksForJson(const std::vector<std::string> &arguments) {

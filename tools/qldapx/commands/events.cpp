@@ -82,6 +82,7 @@ void top(Run &run, Arguments &args) {
     Screen::requireTerminal();
     sortArguments(args);
     begin(run, args);
+    run.takeTerminal();
     showEvents(run, args.events, args.seconds);
 }
 

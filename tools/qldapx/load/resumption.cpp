@@ -29,7 +29,7 @@ LoadIdentity identityOf(const Run &run, const LoadOptions &options) {
     char *configured = nullptr;
     ldap_get_option(nullptr, LDAP_OPT_URI, &configured);
     const std::string uri = takeLdapText(configured);
-    return {options.file, connection.uri.value_or(uri), connection.bindDn.value_or("")};
+    return {options.file, connection.uri.value_or(uri), connection.who()};
 }
 
 Resumption::Resumption(std::string path, const LoadIdentity &identity) : path_(std::move(path)) {

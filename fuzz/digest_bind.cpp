@@ -112,6 +112,7 @@ Bytes DigestBind::headTo(const Challenge &challenge) const {
 }
 
 Bytes DigestBind::responseTo(const Challenge &challenge, const std::string &cnonce) const {
+    const Unwatched libcryptoKeepsWhatItAllocates;
     const std::string realm = challenge.realms[realmIndex()];
     const std::string nonce = challenge.nonce.value_or("").c_str(); // up to its first zero
     const qldapx_test::Proof proof{user(), realm, password, nonce, cnonce, digestUri};

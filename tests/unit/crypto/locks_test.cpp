@@ -52,6 +52,17 @@ TEST(Locks, CleanUpEndsHeldOnes) {
     LockCleanUp();
 }
 
+// glibc destroys no mutex that is held, and one that was free is held by the look at it.
+TEST(Locks, CleanUpHoldsFreeOnes) {
+    LockInit();
+    LockCallback(1, 3);
+    LockCleanUp();
+    EXPECT_EQ(tryElsewhere(g_Locks[2]), EBUSY);
+    EXPECT_NE(tryElsewhere(g_Locks[3]), EBUSY);
+    LockInit();
+    LockCleanUp();
+}
+
 // An output waits for whoever has the lock.
 TEST(PoolLock, Excludes) {
     ASSERT_EQ(CRYPTO_w_lock(), 0);

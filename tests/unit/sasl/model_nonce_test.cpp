@@ -77,11 +77,11 @@ TEST(BindNonce, DiffersInChildrenOfOneProcess) {
     });
 }
 
-TEST(BindNonce, AsksForThirtyTwoBytesOfChance) {
+TEST(BindNonce, AsksForTwelveBytesOfChance) {
     inChild([] {
         chance().asked = 0;
         nonceOfABind();
-        EXPECT_EQ(chance().asked, 32U);
+        EXPECT_EQ(chance().asked, 12U);
     });
 }
 

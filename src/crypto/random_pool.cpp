@@ -27,9 +27,9 @@ template <class T>
 class Shared {
   public:
     operator T() const { return value_.load(std::memory_order_relaxed); }
-    T operator=(T value) {
+    Shared &operator=(T value) {
         value_.store(value, std::memory_order_relaxed);
-        return value;
+        return *this;
     }
 
   private:
@@ -42,9 +42,10 @@ struct SharedWords {
     Shared<std::uint64_t> first, second;
 
     operator Words() const { return {first, second}; }
-    void operator=(const Words &words) {
+    SharedWords &operator=(const Words &words) {
         first = words[0];
         second = words[1];
+        return *this;
     }
 };
 
@@ -196,8 +197,8 @@ void mix(const unsigned char *input, int count, double entropy) {
     Claim claim = claimForMixing(count);
     Place place(claim.index, ringSize);
     Message message;
-    for (int done = 0; done < count; done += mixChunk) {
-        const int size = std::min(mixChunk, count - done);
+    for (long done = 0; done < count; done += mixChunk) {
+        const int size = static_cast<int>(std::min<long>(mixChunk, count - done));
         claim.digest = mixChunkIn(message, claim, place, input + done, size);
         ++claim.counter[1];
         place.add(std::bit_cast<DigestBytes>(claim.digest).data(), size);
@@ -250,8 +251,8 @@ Claim claimForOutput(int count) {
 void output(unsigned char *out, int count, Claim &claim) {
     Place place(claim.index, claim.fill);
     Message message;
-    for (int done = 0; done < count; done += outputPiece) {
-        const int size = std::min(outputPiece, count - done);
+    for (long done = 0; done < count; done += outputPiece) {
+        const int size = static_cast<int>(std::min<long>(outputPiece, count - done));
         message.begin();
         message.add(&claim.digest[1], sizeof claim.digest[1]);
         message.add(claim.counter);
@@ -276,7 +277,7 @@ void chainOutput(const Claim &claim) {
 
 void addRand(unsigned seed) {
     srand(seed);
-    const int number = rand();
+    const int number = rand(); // NOLINT(cert-msc30-c,cert-msc50-cpp): one of many sources
     XRAND_add(&number, sizeof number, 1.0);
 }
 
@@ -296,7 +297,7 @@ void XRAND_add(const void *buffer, int count, double entropy) {
 }
 
 void XRAND_seed(const void *buffer, int count) {
-    XRAND_add(buffer, count, count);
+    XRAND_add(buffer, count, std::max(count, 0));
 }
 
 int XRAND_bytes(unsigned char *out, int count) {
@@ -343,7 +344,8 @@ void XRAND_cleanup(void) {
     qldapx::Pool &pool = qldapx::pool;
     for (auto &byte : pool.ring)
         byte = 0;
-    pool.index = pool.fill = 0;
+    pool.index = 0;
+    pool.fill = 0;
     pool.digest = qldapx::Words{};
     pool.counter = qldapx::Words{};
     pool.entropy = 0.0;

@@ -37,12 +37,14 @@ constexpr Kind kindOf(unsigned c) {
     }
 }
 
-inline constexpr auto byteKinds = [] {
+constexpr std::array<Kind, 256> makeByteKinds() {
     std::array<Kind, 256> table{};
     for (unsigned c = 0; c < table.size(); ++c)
         table[c] = kindOf(c);
     return table;
-}();
+}
+
+inline constexpr std::array<Kind, 256> byteKinds = makeByteKinds();
 
 constexpr bool isWhite(unsigned char c) {
     return byteKinds[c] == Kind::white;

@@ -76,7 +76,7 @@ constexpr std::array<Row, stateCount> rows = {{
 }};
 
 // Of each state the kinds of bytes that change nothing, a bit each.
-constexpr auto idleKinds = [] {
+constexpr std::array<unsigned, stateCount> findIdleKinds() {
     std::array<unsigned, stateCount> table{};
     for (std::size_t state = 1; state < table.size(); ++state)
         for (std::size_t kind = 0; kind < kindCount; ++kind) {
@@ -85,7 +85,9 @@ constexpr auto idleKinds = [] {
             table[state] |= stays ? 1U << kind : 0U;
         }
     return table;
-}();
+}
+
+constexpr std::array<unsigned, stateCount> idleKinds = findIdleKinds();
 
 class Parser {
   public:

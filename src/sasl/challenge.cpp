@@ -1,5 +1,7 @@
 #include "sasl/challenge.h"
 
+#include "sasl/qop.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -26,9 +28,8 @@ struct TokenRule {
     bool lastCounts;
 };
 
-constexpr std::array qops = {"auth", "auth-int", "auth-conf"};
 constexpr std::array ciphers = {"3des", "des", "rc4-40", "rc4", "rc4-56"};
-constexpr TokenRule qopRule = {qops, QLDAPX_DIGEST_QOP_OTHER, true};
+constexpr TokenRule qopRule = {qopNames, QLDAPX_DIGEST_QOP_OTHER, true};
 constexpr TokenRule cipherRule = {ciphers, QLDAPX_DIGEST_CIPHER_OTHER, false};
 
 std::int32_t bitOf(const TokenRule &rule, const char *token, std::size_t length) {

@@ -3,8 +3,8 @@
 #include "core/handle.h"
 #include "qldapx/md5.h"
 #include "qldapx/random_pool.h"
+#include "sasl/qop.h"
 
-#include <array>
 #include <cstring>
 #include <string_view>
 
@@ -71,19 +71,11 @@ class ResponseText {
     bool fits_ = true;
 };
 
-struct Qop {
-    int bit;
-    const char *text;
-};
-
-// In order of preference; a challenge that has been read offers the first.
+// A challenge that has been read offers the first.
 const char *chooseQop(int options) {
-    constexpr std::array qops = {Qop{QLDAPX_DIGEST_QOP_AUTH, "auth"},
-                                 Qop{QLDAPX_DIGEST_QOP_AUTH_INT, "auth-int"},
-                                 Qop{QLDAPX_DIGEST_QOP_AUTH_CONF, "auth-conf"}};
-    for (const Qop &qop : qops)
-        if ((options & qop.bit) != 0)
-            return qop.text;
+    for (std::size_t i = 0; i < qopNames.size(); ++i)
+        if ((options >> i & 1) != 0)
+            return qopNames[i];
     return "";
 }
 

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <new>
 #include <qldapx.h>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 namespace qldapx {
@@ -27,8 +29,9 @@ char **DigestBind::offered() const {
 
 std::vector<std::string> DigestBind::realms() const {
     std::vector<std::string> names;
+    std::unordered_set<std::string_view> known; // a server may offer very many
     for (char **realm = offered(); *realm != nullptr; ++realm)
-        if (std::find(names.begin(), names.end(), *realm) == names.end())
+        if (known.insert(*realm).second)
             names.emplace_back(*realm);
     std::reverse(names.begin(), names.end());
     return names;

@@ -4,6 +4,7 @@
 #include "support/expected_leak.h"
 #include "support/scripted_peer.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <qldapx.h>
 
@@ -274,6 +275,24 @@ TEST(DigestBind, FinishWithoutAStart) {
     void *context = nullptr;
     EXPECT_EQ(finish(nullptr, {}), LDAP_PARAM_ERROR);
     EXPECT_EQ(finish(&context, {}), LDAP_PARAM_ERROR);
+}
+
+// What a program has overwritten is not taken for an open bind.
+TEST(DigestBind, NotOpen) {
+    for (const int mode : {QLDAPX_DIGEST_COMPLETE, QLDAPX_DIGEST_ABANDON}) {
+        ScriptedPeer peer({challengeOf(challengeText)});
+        const ExpectedLeak realmStrings;
+        void *context = nullptr;
+        ASSERT_EQ(ldap_bind_digest_md5_start(peer.session(), &context), LDAP_SUCCESS);
+        constexpr std::size_t stateOffset = 2 * sizeof(void *);
+        const std::int32_t closed = 0;
+        std::memcpy(static_cast<char *>(context) + stateOffset, &closed, sizeof closed);
+        char **realms = nullptr;
+        EXPECT_EQ(ldap_get_digest_md5_realms(context, &realms), LDAP_PARAM_ERROR);
+        EXPECT_EQ(finish(&context, {"joe", "secret", -1, 0, mode}), LDAP_PARAM_ERROR);
+        EXPECT_EQ(context, nullptr);
+        EXPECT_EQ(peer.received().size(), 1U);
+    }
 }
 
 // A response longer than a server would take is not sent.

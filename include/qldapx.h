@@ -31,6 +31,7 @@
 #include <qldapx/schema.h>
 #include <qldapx/schema_description.h>
 #include <qldapx/state.h>
+#include <qldapx/tls.h>
 #include <qldapx/trigger.h>
 #include <qldapx/url.h>
 

@@ -26,11 +26,12 @@ void addCertificate(CLI::App &app, tls::Settings &settings) {
                    "Write the CA certificate of --tls auto to this file: clients that trust it "
                    "trust the server")
         ->type_name("FILE");
-    app.add_option("--tls-auto-cert", settings.flaw,
-                   "What is wrong with the certificate of --tls auto: expired, not-yet-valid, "
-                   "wrong-name (that of another host) or self-signed (by no CA)")
+    app.add_option_function<std::string>(
+           "--tls-auto-cert",
+           [&settings](const std::string &flaw) { settings.flaw = kFlaws.at(flaw); },
+           "What is wrong with the certificate of --tls auto: expired, not-yet-valid, wrong-name "
+           "(that of another host) or self-signed (by no CA)")
         ->type_name("FLAW")
-        ->transform(CLI::Transformer(kFlaws))
         ->check(CLI::IsMember(kFlaws));
 }
 

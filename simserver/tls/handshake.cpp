@@ -31,7 +31,7 @@ void TlsStream::limitHandshake(const OnOpen &onOpen) {
     timer_.async_wait([this, onOpen](const asio::error_code &error) {
         if (error || problem_ || SSL_is_init_finished(ssl_.get()) != 0)
             return;
-        fail(fmt::format("no handshake within {} seconds", handshakeTime_.count()));
+        fail(fmt::format("no handshake within {} s", handshakeTime_.count()));
         asio::error_code ignored;
         socket().cancel(ignored);
     });

@@ -49,6 +49,18 @@ void configure(SSL_CTX *context, const TlsClient::Settings &settings) {
 
 } // namespace
 
+std::string clientHello() {
+    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
+        SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
+    const std::unique_ptr<SSL, decltype(&SSL_free)> ssl(SSL_new(context.get()), SSL_free);
+    BIO *out = BIO_new(BIO_s_mem());
+    SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), out);
+    SSL_connect(ssl.get());
+    char *data = nullptr;
+    const long size = BIO_get_mem_data(out, &data);
+    return {data, static_cast<std::size_t>(size)};
+}
+
 TlsClient::TlsClient(int port, const Settings &settings)
     : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free), socket_(connectTo(port)) {
     signal(SIGPIPE, SIG_IGN); // libssl writes to sockets that the other side has closed
@@ -69,7 +81,8 @@ bool TlsClient::succeeded(int result) {
         return true;
     closedProperly_ = SSL_get_error(ssl_.get(), result) == SSL_ERROR_ZERO_RETURN;
     const char *reason = ERR_reason_error_string(ERR_peek_last_error());
-    problem_ = reason != nullptr ? reason : "no more bytes";
+    if (problem_.empty())
+        problem_ = reason != nullptr ? reason : "no more bytes";
     ERR_clear_error();
     return false;
 }

@@ -5,6 +5,9 @@
 #include <memory>
 #include <string>
 
+/** The first message of a client, as libssl writes it. */
+std::string clientHello();
+
 /** A client of libssl's own; a session that it gives may be another one's. */
 class TlsClient {
   public:
@@ -26,7 +29,7 @@ class TlsClient {
 
     /** Whether the handshake is done, as far as the client can tell. */
     bool connected() const { return connected_; }
-    /** Why the last call has failed, in OpenSSL's words. */
+    /** Why the first call that has failed did so, in OpenSSL's words. */
     const std::string &problem() const { return problem_; }
     bool resumed() const { return SSL_session_reused(ssl_.get()) != 0; }
     /** That of the connection, after something has been read. */

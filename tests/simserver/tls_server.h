@@ -12,6 +12,12 @@
 #include <unistd.h>
 #include <vector>
 
+inline std::string contentOf(const std::string &path) {
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
 /** A name for a file of this test alone, which goes with it. */
 class TestFile {
   public:
@@ -25,11 +31,7 @@ class TestFile {
     TestFile &operator=(const TestFile &) = delete;
 
     const std::string &path() const { return path_; }
-    std::string read() const {
-        std::ostringstream content;
-        content << std::ifstream(path_).rdbuf();
-        return content.str();
-    }
+    std::string read() const { return contentOf(path_); }
 
   private:
     std::string path_;
@@ -38,7 +40,8 @@ class TestFile {
 /** strata-sim with --tls auto, and what its clients need. */
 class TlsServer {
   public:
-    explicit TlsServer(const std::vector<std::string> &more = {}) : program_(with(more)) {}
+    explicit TlsServer(const std::vector<std::string> &more = {}, const std::string &log = {})
+        : program_(with(more), log) {}
 
     int port() const { return program_.port(); }
     const std::string &ca() const { return ca_.path(); }
@@ -55,6 +58,12 @@ class TlsServer {
     TestFile ca_{"ca.pem"};
     SimProgram program_;
 };
+
+/** What strata-sim says when these arguments keep it from starting. */
+inline CommandResult startFails(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {STRATA_SIM, "--listen", "127.0.0.1:0"});
+    return runCommand(arguments);
+}
 
 inline bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;

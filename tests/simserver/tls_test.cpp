@@ -170,19 +170,6 @@ TEST_F(TlsTest, WhatIsNoHandshakeEndsTheConnection) {
     expectServes();
 }
 
-/** The first message of a client, as libssl writes it. */
-std::string clientHello() {
-    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
-        SSL_CTX_new(TLS_client_method()), SSL_CTX_free);
-    const std::unique_ptr<SSL, decltype(&SSL_free)> ssl(SSL_new(context.get()), SSL_free);
-    BIO *out = BIO_new(BIO_s_mem());
-    SSL_set_bio(ssl.get(), BIO_new(BIO_s_mem()), out);
-    SSL_connect(ssl.get());
-    char *data = nullptr;
-    const long size = BIO_get_mem_data(out, &data);
-    return {data, static_cast<std::size_t>(size)};
-}
-
 TEST_F(TlsTest, HandshakesThatEndInTheMiddleDoNoHarm) {
     const std::string hello = clientHello();
     ASSERT_GT(hello.size(), 100U);

@@ -17,7 +17,7 @@ build_needs=(
     "libcli11-dev|test -e /usr/include/CLI/CLI.hpp|CLI11, the command-line parser"
     "nlohmann-json3-dev|test -e /usr/include/nlohmann/json.hpp|nlohmann-json"
     "libfmt-dev|test -e /usr/include/fmt/core.h|fmt"
-    "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL's libcrypto, for checksums"
+    "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL, for checksums and the simulator's TLS"
     "zlib1g-dev|test -e /usr/include/zlib.h|zlib, for compressed LDIF"
     "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
 )
@@ -38,6 +38,7 @@ test_needs=(
     "make|make --version|make, for OpenLDAP's sources"
     "xz-utils|xz --version|xz, for OpenLDAP's sources"
     "graphviz|dot -V|Graphviz's dot, which draws the schema"
+    "openssl|openssl version|the openssl command, a client of TLS that looks at certificates"
     "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
     "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"

@@ -18,6 +18,9 @@ constexpr const char *kFooter =
     "Example:\n"
     "  strata-sim --listen 127.0.0.1:1389 &\n"
     "  ldapsearch -x -H ldap://127.0.0.1:1389 -b dc=example,dc=com '(cn=Ada Brandt)'\n\n"
+    "Within TLS, with a certificate of its own:\n"
+    "  strata-sim --tls auto --tls-ca-file ca.pem &\n"
+    "  LDAPTLS_CACERT=ca.pem ldapwhoami -x -H ldaps://localhost:1389\n\n"
     "A fault that answers every entry count without its value:\n"
     "  strata-sim --fault partition-entry-count=no-value";
 

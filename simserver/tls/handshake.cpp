@@ -44,7 +44,9 @@ void TlsStream::handshake(const OnOpen &onOpen) {
         if (error)
             return onOpen({false, {}, "TLS: " + problem_.value_or(error.message())});
         const X509 *certificate = SSL_get0_peer_certificate(ssl_.get());
-        const Security security{certificate != nullptr ? subjectOf(certificate) : std::nullopt};
+        Security security;
+        if (certificate != nullptr)
+            security.subject = subjectOf(certificate);
         onOpen({true, security, describe(ssl_.get(), security.subject)});
     });
 }

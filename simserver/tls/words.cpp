@@ -24,18 +24,32 @@ constexpr Words kWords[] = {
     {SSL_R_UNSUPPORTED_PROTOCOL, "the client speaks no version of TLS from 1.2 on"},
 };
 
+bool isUtf8(const std::string &text) {
+    const auto *at = reinterpret_cast<const unsigned char *>(text.data());
+    const auto *end = at + text.size();
+    while (at != end) {
+        unsigned long character = 0;
+        const int size = UTF8_getc(at, static_cast<int>(end - at), &character);
+        if (size <= 0)
+            return false;
+        at += size;
+    }
+    return true;
+}
+
 // OpenSSL numbers the alerts that come from the client from here on.
 constexpr int kAlerts = 1000;
 
 } // namespace
 
-std::optional<std::string> subjectOf(const X509 *certificate) {
+std::string subjectOf(const X509 *certificate) {
     const Bio bio(BIO_new(BIO_s_mem()));
     constexpr unsigned long rfc4514 = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB;
     if (bio == nullptr ||
         X509_NAME_print_ex(bio.get(), X509_get_subject_name(certificate), 0, rfc4514) < 0)
-        return std::nullopt;
-    return textOf(bio.get());
+        return {};
+    std::string text = textOf(bio.get());
+    return isUtf8(text) ? text : std::string(); // a UTF8String may hold anything
 }
 
 std::string describe(SSL *ssl, const std::optional<std::string> &subject) {

@@ -7,8 +7,8 @@
 
 namespace stratasim::tls {
 
-/** The subject of a certificate as RFC 4514 writes it; nullopt when it has no such form. */
-std::optional<std::string> subjectOf(const X509 *certificate);
+/** The subject of a certificate as RFC 4514 writes it; empty when it cannot be written so. */
+std::string subjectOf(const X509 *certificate);
 
 /** Version, cipher, session and client of a connection whose handshake is done. */
 std::string describe(SSL *ssl, const std::optional<std::string> &subject);

@@ -6,6 +6,7 @@
 #include <openssl/err.h>
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <csignal>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -128,6 +129,14 @@ std::string TlsClient::ask(const std::string &op) {
         return answer + read(size + 2 - std::min(answer.size(), size + 2));
     ADD_FAILURE() << "a long answer: read it otherwise";
     return answer;
+}
+
+bool TlsClient::awaitEnd() {
+    char buffer[4096];
+    ssize_t size = 0;
+    while ((size = recv(socket_, buffer, sizeof buffer, 0)) > 0)
+        continue;
+    return size == 0 || errno == ECONNRESET;
 }
 
 bool TlsClient::renegotiate() {

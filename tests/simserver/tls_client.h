@@ -53,6 +53,8 @@ class TlsClient {
     std::string ask(const std::string &op);
     /** Asks for another handshake (TLS 1.2); true when there was one. */
     bool renegotiate();
+    /** Waits for the end of what comes through the socket; false when there is none. */
+    bool awaitEnd();
 
   private:
     bool succeeded(int result);

@@ -238,8 +238,8 @@ TEST(SaslFault, KindsThatDoNotFitAreExplained) {
          "long-rspauth, other-directive, text:TEXT for digest-md5-proof"},
         {"digest-md5-challenge=upper-rspauth",
          "drop, cut, stale, no-realm, no-nonce, no-qop, no-algorithm, no-charset, text:TEXT, "
-         "realms:N, "
-         "nonce-size:N, nonce-twice, qop:TEXT, algorithm:TEXT, charset:TEXT, maxbuf:TEXT, "
+         "realms:N, nonce-size:N, nonce-twice, qop:TEXT, algorithm:TEXT, charset:TEXT, "
+         "maxbuf:TEXT, "
          "cipher:TEXT, success for digest-md5-challenge"},
         {"digest-md5-challenge=no-oid", "\"no-oid\" is no kind"},
         {"digest-md5-challenge=oid:1.2", "\"oid:1.2\" is no kind"},

@@ -51,8 +51,8 @@ class TlsClient {
     bool closedProperly() const { return closedProperly_; }
     /** Sends one request with the id 1 and gives the whole answer. */
     std::string ask(const std::string &op);
-    /** Asks for another handshake (TLS 1.2); true when there was one. */
-    bool renegotiate();
+    /** Sends what another handshake (TLS 1.2) begins with, and reads no answer. */
+    void beginRenegotiation();
     /** Waits for the end of what comes through the socket; false when there is none. */
     bool awaitEnd();
 

@@ -67,7 +67,7 @@ TEST_F(TlsTest, UnbindAndNoticesEndWithAFarewell) {
 }
 
 TEST_F(TlsTest, WhoDoesNotReadKeepsNobodyWaitingAndGetsAllOfIt) {
-    constexpr int requests = 60; // more than all buffers on the way hold
+    constexpr int requests = 120; // more than all buffers on the way hold
     TlsClient lazy(server_.port());
     for (std::uint8_t id = 1; id <= requests; ++id)
         lazy.send(message(id, wire::search({.attributes = {"*", "+"}})));
@@ -78,7 +78,7 @@ TEST_F(TlsTest, WhoDoesNotReadKeepsNobodyWaitingAndGetsAllOfIt) {
     for (const auto &element : wire::elements(all))
         done += wire::elements(element.content).at(1).tag == 0x65 ? 1 : 0;
     EXPECT_EQ(done, static_cast<std::size_t>(requests));
-    EXPECT_GT(all.size(), 8U << 20U);
+    EXPECT_GT(all.size(), 16U << 20U);
     EXPECT_TRUE(lazy.closedProperly());
 }
 
@@ -120,9 +120,8 @@ TEST_F(TlsTest, SessionsAreResumedFromTheCacheAsWell) {
 TEST_F(TlsTest, RenegotiationEndsTheConnection) {
     TlsClient client(server_.port(), {.version = TLS1_2_VERSION});
     EXPECT_EQ(client.ask(kAnonymousBind), kBoundAnonymously);
-    EXPECT_FALSE(client.renegotiate());
-    EXPECT_EQ(client.problem(), "no renegotiation");
-    EXPECT_TRUE(client.awaitEnd());
+    client.beginRenegotiation();
+    EXPECT_TRUE(client.awaitEnd()) << "the client says no more";
     expectServes();
 }
 
@@ -211,11 +210,14 @@ TEST_F(TlsTest, AConnectionOutlivesTheTimeOfItsHandshake) {
 }
 
 TEST_F(TlsTest, SignalsEndItCleanlyInTheMiddleOfHandshakes) {
-    RawClient still(server_.port());
+    TlsServer server; // whose handshakes have 30 s
+    RawClient still(server.port());
     still.send(clientHello());
-    TlsClient connected(server_.port());
+    TlsClient connected(server.port());
     EXPECT_EQ(connected.ask(kAnonymousBind), kBoundAnonymously);
-    EXPECT_EQ(server_.program().stop(SIGTERM), 0);
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(server.program().stop(SIGTERM), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, 10s);
     EXPECT_EQ(connected.readAll(), "");
     EXPECT_TRUE(connected.closedProperly());
 }

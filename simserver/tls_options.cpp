@@ -5,12 +5,15 @@
 namespace stratasim {
 namespace {
 
-const std::map<std::string, tls::Flaw> kFlaws = {
-    {"expired", tls::Flaw::Expired},
-    {"not-yet-valid", tls::Flaw::NotYetValid},
-    {"wrong-name", tls::Flaw::WrongName},
-    {"self-signed", tls::Flaw::SelfSigned},
-};
+const std::map<std::string, tls::Flaw> &flaws() {
+    static const std::map<std::string, tls::Flaw> all = {
+        {"expired", tls::Flaw::Expired},
+        {"not-yet-valid", tls::Flaw::NotYetValid},
+        {"wrong-name", tls::Flaw::WrongName},
+        {"self-signed", tls::Flaw::SelfSigned},
+    };
+    return all;
+}
 
 void addCertificate(CLI::App &app, tls::Settings &settings) {
     app.add_option("--tls", settings.certificate,
@@ -28,11 +31,11 @@ void addCertificate(CLI::App &app, tls::Settings &settings) {
         ->type_name("FILE");
     app.add_option_function<std::string>(
            "--tls-auto-cert",
-           [&settings](const std::string &flaw) { settings.flaw = kFlaws.at(flaw); },
+           [&settings](const std::string &flaw) { settings.flaw = flaws().at(flaw); },
            "What is wrong with the certificate of --tls auto: expired, not-yet-valid, wrong-name "
            "(that of another host) or self-signed (by no CA)")
         ->type_name("FLAW")
-        ->check(CLI::IsMember(kFlaws));
+        ->check(CLI::IsMember(flaws()));
 }
 
 void addClients(CLI::App &app, tls::Settings &settings) {

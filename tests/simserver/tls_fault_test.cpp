@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 
 namespace {
 
@@ -60,6 +61,16 @@ TEST(TlsFaults, DelayedHandshakesDoNotKeepOthersWaiting) {
     EXPECT_LT(std::chrono::steady_clock::now() - began, 350ms);
     EXPECT_EQ(slow.readAll(200ms), "");
     EXPECT_EQ(slow.readAll(700ms).substr(0, 1), "\x16");
+}
+
+TEST(TlsFaults, ADelayDoesNotKeepTheServerFromEnding) {
+    TlsServer server({"--fault", "tls-handshake=delay:60000"});
+    RawClient slow(server.port());
+    slow.send(clientHello());
+    EXPECT_EQ(slow.readAll(200ms), "");
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(server.program().stop(SIGTERM), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, 10s);
 }
 
 TEST(TlsFaults, CutLeavesOutTheFarewell) {

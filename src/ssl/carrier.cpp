@@ -1,10 +1,10 @@
 #include "ssl/carrier.h"
 
+#include "ssl/libldap.h"
 #include "ssl/resumption.h"
 #include "ssl/tls_connection.h"
 #include "ssl/tls_layer.h"
 
-#include <cstring>
 #include <unistd.h>
 
 namespace qldapx {
@@ -13,10 +13,8 @@ namespace {
 constexpr int accepted = 0;
 constexpr int refused = -1; // libldap takes any other number for a connection
 
-// libldap begins TLS of its own for "ldaps", and for nothing else, once the connection is there.
-// This name of its URLs means TLS as well, but makes it begin none; a session may keep it, and is
-// carried all the same.
-constexpr const char *tlsScheme = "ldaps";
+// This scheme of libldap's URLs means TLS as well, but makes it begin none; a session may keep it,
+// and is carried all the same.
 constexpr const char *carriedScheme = "pldaps";
 
 SSL_CTX *carried = nullptr; // guarded by g_Sync
@@ -28,10 +26,6 @@ bool setScheme(LDAPURLDesc &url, const char *scheme) {
     ldap_memfree(url.lud_scheme);
     url.lud_scheme = copy;
     return true;
-}
-
-bool hasScheme(const LDAPURLDesc &url, const char *scheme) {
-    return url.lud_scheme != nullptr && std::strcmp(url.lud_scheme, scheme) == 0;
 }
 
 // libldap calls it when a connection stands, before it notes the URL that led there. If memory runs
@@ -55,12 +49,6 @@ int refuse(LDAP *ld, Sockbuf *sockbuf, const char *reason) {
     ber_socket_t none = -1;
     ber_sockbuf_ctrl(sockbuf, LBER_SB_OPT_SET_FD, &none);
     return refused;
-}
-
-int intOption(LDAP *ld, int option) {
-    int value = 0;
-    ldap_get_option(ld, option, &value);
-    return value;
 }
 
 // In milliseconds.
@@ -124,14 +112,6 @@ void onDisconnecting(LDAP * /*ld*/, Sockbuf * /*sockbuf*/, ldap_conncb * /*callb
 
 ldap_conncb connectionCallback = {onConnected, onDisconnecting, nullptr};
 
-bool registerCallback() {
-    static bool isRegistered = false;
-    if (!isRegistered)
-        isRegistered =
-            ldap_set_option(nullptr, LDAP_OPT_CONNECT_CB, &connectionCallback) == LDAP_OPT_SUCCESS;
-    return isRegistered;
-}
-
 } // namespace
 
 bool carry(SSL_CTX *context) {
@@ -139,7 +119,7 @@ bool carry(SSL_CTX *context) {
     SSL_CTX_up_ref(context);
     SSL_CTX *before = carried;
     carried = context;
-    if (!registerCallback()) {
+    if (!watchConnections(connectionCallback)) {
         carried = before;
         SSL_CTX_free(context);
         return false;

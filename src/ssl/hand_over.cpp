@@ -2,8 +2,8 @@
 
 #include "ssl/carrier.h"
 #include "ssl/handles.h"
-
-#include <cstring>
+#include "ssl/host_name.h"
+#include "ssl/libldap.h"
 
 namespace qldapx {
 namespace {
@@ -19,12 +19,26 @@ Package packageOfLibldap() {
     return std::strcmp(name.get(), "OpenSSL") == 0 ? Package::openSsl : Package::other;
 }
 
+// A connection that libldap is about to begin TLS on, in this thread, unless it connects
+// asynchronously. It tells its TLS the server's name, but no address.
+int onConnected(LDAP *ld, Sockbuf * /*sockbuf*/, LDAPURLDesc *url, sockaddr * /*address*/,
+                ldap_conncb * /*callback*/) {
+    const bool isNext = hasScheme(*url, tlsScheme) && intOption(ld, LDAP_OPT_CONNECT_ASYNC) == 0;
+    expectAddress(isNext ? url->lud_host : nullptr);
+    return 0;
+}
+
+void onDisconnecting(LDAP * /*ld*/, Sockbuf * /*sockbuf*/, ldap_conncb * /*callback*/) {}
+
+ldap_conncb connectionCallback = {onConnected, onDisconnecting, nullptr};
+
 // libldap reads the pointer, and takes its reference for a connection a moment later: a context
 // that is replaced lives on until the next one is.
 bool giveToLibldap(SSL_CTX *context) {
     static SSL_CTX *given = nullptr;
     static SSL_CTX *givenBefore = nullptr;
-    if (ldap_set_option(nullptr, LDAP_OPT_X_TLS_CTX, context) != LDAP_OPT_SUCCESS)
+    if (!watchConnections(connectionCallback) ||
+        ldap_set_option(nullptr, LDAP_OPT_X_TLS_CTX, context) != LDAP_OPT_SUCCESS)
         return false;
     SSL_CTX_free(givenBefore);
     givenBefore = given;

@@ -10,7 +10,12 @@ namespace qldapx {
 
 [[nodiscard]] bool isAddress(const char *host);
 
-// Connections of this context that name their server (RFC 6066, 3) require its name.
+// Connections of this context that name their server (RFC 6066, 3) require its name, and one that
+// does not, the address that was expected last in its thread.
 void checkHostNames(SSL_CTX *context);
+
+// The next handshake of this thread is with this address; NULL or another text: with none that is
+// known.
+void expectAddress(const char *host);
 
 } // namespace qldapx

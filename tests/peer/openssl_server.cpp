@@ -32,9 +32,15 @@ bool isListening(int port) {
 
 OpenSslServer::OpenSslServer(const std::string &certificate, const Arguments &arguments, int port)
     : port_(port != 0 ? port : freePort("127.0.0.1").value()) {
-    Arguments all = {"openssl", "s_server", "-quiet", "-accept",
-                     "127.0.0.1:" + std::to_string(port_), "-cert", tlsFile(certificate + ".pem"),
-                     "-key", tlsFile(certificate + ".key")};
+    Arguments all = {"openssl",
+                     "s_server",
+                     "-quiet",
+                     "-accept",
+                     "127.0.0.1:" + std::to_string(port_),
+                     "-cert",
+                     tlsFile(certificate + ".pem"),
+                     "-key",
+                     tlsFile(certificate + ".key")};
     all.insert(all.end(), arguments.begin(), arguments.end());
     start(all);
     waitUntilItListens();

@@ -1,4 +1,5 @@
-// The application's callback: what it is asked about, what it can find out, and what its verdict does.
+// The application's callback: what it is asked about, what it can find out, and what its verdict
+// does.
 #include "openssl_server.h"
 #include "support/case_name.h"
 #include "tls_client.h"
@@ -30,8 +31,8 @@ std::string textOf(X509_STORE_CTX *certificate, int attribute) {
 int errorOf(X509_STORE_CTX *certificate) {
     int32_t error = -1;
     int length = sizeof error;
-    EXPECT_EQ(ldapssl_get_cert_attribute(certificate, QLDAPX_TLS_CERT_VERIFY_ERROR, &error, &length),
-              0);
+    EXPECT_EQ(
+        ldapssl_get_cert_attribute(certificate, QLDAPX_TLS_CERT_VERIFY_ERROR, &error, &length), 0);
     return error;
 }
 

@@ -62,6 +62,15 @@ int bindAnonymously(LDAP *ld) {
     return simpleBind(ld, "", "");
 }
 
+void awaitEnd(LDAP *ld) {
+    LDAPMessage *message = nullptr;
+    timeval patience{10, 0};
+    int type = 0;
+    while ((type = ldap_result(ld, LDAP_RES_ANY, LDAP_MSG_ONE, &patience, &message)) > 0)
+        ldap_msgfree(message); // the server says that it ends
+    EXPECT_EQ(type, -1);
+}
+
 TlsAttempt attempt(LDAP *ld) {
     int result = bindAnonymously(ld);
     return {result, diagnosticOf(ld)};
@@ -93,6 +102,11 @@ bool eventually(const std::function<bool()> &holds) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
+}
+
+std::size_t openDescriptors() {
+    std::filesystem::directory_iterator first("/proc/self/fd"), last;
+    return static_cast<std::size_t>(std::distance(first, last));
 }
 
 void WithTls::SetUp() {

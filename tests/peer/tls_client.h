@@ -1,5 +1,5 @@
-// tls_client.h - what the tests of TLS share: certificates, sessions, how connecting ends, and which
-// TLS library libldap is built with.
+// tls_client.h - what the tests of TLS share: certificates, sessions, how connecting ends, and
+// which TLS library libldap is built with.
 #pragma once
 
 #include <functional>
@@ -28,6 +28,10 @@ std::string diagnosticOf(LDAP *ld);
 std::string uriOf(LDAP *ld);
 int bindAnonymously(LDAP *ld);
 
+// Waits until the session notices that its connection has ended, while nothing is outstanding:
+// libldap connects again for the next operation then, and not as long as it waits for an answer.
+void awaitEnd(LDAP *ld);
+
 // The result of connecting and binding as nobody, and the session's message about it.
 struct TlsAttempt {
     int result;
@@ -52,6 +56,9 @@ std::ostream &operator<<(std::ostream &out, const Question &question);
 
 // Waits until it holds, for ten seconds at most.
 bool eventually(const std::function<bool()> &holds);
+
+// How many files and sockets the program has open.
+std::size_t openDescriptors();
 
 // Each test has a context of its own that trusts nobody.
 class WithTls : public testing::Test {

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -216,6 +217,13 @@ bool isTlsOnly(const std::string &bytes) {
             return false;
     }
     return !bytes.empty() && at == bytes.size();
+}
+
+void expectOnlyTls(TlsRelay &relay, std::size_t connections) {
+    std::vector<std::string> all = relay.fromClients();
+    EXPECT_EQ(all.size(), connections);
+    for (const std::string &sent : all)
+        EXPECT_TRUE(isTlsOnly(sent)) << testing::PrintToString(sent.substr(0, 40));
 }
 
 } // namespace test

@@ -66,4 +66,7 @@ class TlsRelay {
 // The bytes are whole records of TLS (RFC 8446, 5.1) and nothing else.
 bool isTlsOnly(const std::string &bytes);
 
+// Expects that so many clients were there, and sent nothing else.
+void expectOnlyTls(TlsRelay &relay, std::size_t connections);
+
 } // namespace test

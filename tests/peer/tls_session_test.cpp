@@ -52,7 +52,7 @@ class TlsSession : public WithTls {
     [[nodiscard]] int found(int id) const {
         LDAPMessage *chain = nullptr;
         timeval patience{10, 0};
-        EXPECT_EQ(ldap_result(ld, id, LDAP_MSG_ALL, &patience, &chain), LDAP_RES_SEARCH_RESULT);
+        EXPECT_GT(ldap_result(ld, id, LDAP_MSG_ALL, &patience, &chain), 0);
         MessagePtr owner(chain);
         return ldap_count_entries(ld, chain);
     }
@@ -123,13 +123,12 @@ TEST_F(TlsSession, AbandonedOperationsDisturbNobody) {
 }
 
 TEST_F(TlsSession, UnbindReachesTheServer) {
-    std::size_t before = server->log().size();
     expectSearchWorks(ld, ada);
     session.reset();
-    ASSERT_TRUE(eventually([&] { return server->logSince(before).find(" closed") != std::string::npos; }));
-    EXPECT_NE(server->logSince(before).find(" UNBIND"), std::string::npos);
-    EXPECT_EQ(server->logSince(before).find("connection lost"), std::string::npos)
-        << server->logSince(before);
+    const std::string log = server->logWhenIdle();
+    const std::size_t connection = log.rfind(" ACCEPT ");
+    EXPECT_NE(log.find(" UNBIND", connection), std::string::npos);
+    EXPECT_EQ(log.find("connection lost", connection), std::string::npos) << log.substr(connection);
 }
 
 TEST_F(TlsSession, BindByDigestMd5) {
@@ -147,7 +146,8 @@ TEST_F(TlsSession, BindByDigestMd5) {
 }
 
 TEST_F(TlsSession, OperationsThatTheServerDoesNotKnow) {
-    EXPECT_EQ(ldap_split_partition(ld, ada, 0), LDAP_PROTOCOL_ERROR);
+    char dn[] = "ou=people,dc=example,dc=com";
+    EXPECT_EQ(ldap_split_partition(ld, dn, 0), LDAP_PROTOCOL_ERROR);
     EXPECT_EQ(diagnosticOf(ld), "unsupported extended operation");
     expectEventsRefused(ld, "dc=example,dc=com", LDAP_PROTOCOL_ERROR,
                         "unsupported extended operation");

@@ -11,6 +11,13 @@ std::string tlsSettings(const std::string &certificate) {
            tlsFile(certificate + ".key") + "\n";
 }
 
+int countOf(const std::string &text, const std::string &part) {
+    int count = 0;
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at)
+        ++count;
+    return count;
+}
+
 } // namespace
 
 TlsSlapd::TlsSlapd(const std::string &certificate, const std::string &settings)
@@ -22,6 +29,15 @@ int TlsSlapd::port() const {
 
 std::string TlsSlapd::tlsUri(const std::string &host) const {
     return "ldaps://" + host + ":" + std::to_string(port());
+}
+
+std::string TlsSlapd::logWhenIdle() const {
+    std::string text;
+    EXPECT_TRUE(eventually([&] {
+        text = log();
+        return countOf(text, " ACCEPT ") == countOf(text, " closed");
+    }));
+    return text;
 }
 
 std::string TlsSlapd::tlsUri6() const {

@@ -16,8 +16,8 @@ class TlsSlapd : public SlapdServer {
     // Over IPv6; "" where the system has none.
     [[nodiscard]] std::string tlsUri6() const;
 
-    // What the log has gained since it had that size.
-    [[nodiscard]] std::string logSince(std::size_t size) const { return log().substr(size); }
+    // The log, as soon as no client is connected any more.
+    [[nodiscard]] std::string logWhenIdle() const;
 };
 
 } // namespace test

@@ -5,6 +5,7 @@
 #include "ssl/tls_layer.h"
 
 #include <cstring>
+#include <unistd.h>
 
 namespace qldapx {
 namespace {
@@ -41,8 +42,18 @@ int restoreScheme(LDAP * /*ld*/, LDAPURLDesc ** /*list*/, LDAPURLDesc **used, vo
     return LDAP_SUCCESS;
 }
 
-int refuse(LDAP *ld, const char *reason) {
+ber_socket_t socketOf(Sockbuf *sockbuf) {
+    ber_socket_t socket = -1;
+    ber_sockbuf_ctrl(sockbuf, LBER_SB_OPT_GET_FD, &socket);
+    return socket;
+}
+
+// A session whose socket buffer keeps the socket counts as connected, and could not be tried again.
+int refuse(LDAP *ld, Sockbuf *sockbuf, const char *reason) {
     ldap_set_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, reason);
+    close(socketOf(sockbuf));
+    ber_socket_t none = -1;
+    ber_sockbuf_ctrl(sockbuf, LBER_SB_OPT_SET_FD, &none);
     return refused;
 }
 
@@ -75,20 +86,18 @@ TlsConnectionPtr newConnection(LDAP *ld, int socket, const LDAPURLDesc &url) {
 }
 
 int connectTls(LDAP *ld, Sockbuf *sockbuf, LDAPURLDesc &url) {
-    ber_socket_t socket = -1;
-    ber_sockbuf_ctrl(sockbuf, LBER_SB_OPT_GET_FD, &socket);
-    TlsConnectionPtr connection = newConnection(ld, socket, url);
+    TlsConnectionPtr connection = newConnection(ld, socketOf(sockbuf), url);
     if (!connection)
-        return refuse(ld, "TLS: out of memory");
+        return refuse(ld, sockbuf, "TLS: out of memory");
     const OnSignal onSignal =
         intOption(ld, LDAP_OPT_RESTART) != 0 ? OnSignal::goOn : OnSignal::stop;
     if (!handshake(*connection, onSignal)) {
         char reason[512];
         explainFailure(*connection, errno, reason, sizeof reason);
-        return refuse(ld, reason);
+        return refuse(ld, sockbuf, reason);
     }
     if (!setScheme(url, carriedScheme) || !pushTls(sockbuf, std::move(connection)))
-        return refuse(ld, "TLS: out of memory");
+        return refuse(ld, sockbuf, "TLS: out of memory");
     ldap_set_urllist_proc(ld, restoreScheme, nullptr);
     return accepted;
 }
@@ -98,13 +107,15 @@ int onConnected(LDAP *ld, Sockbuf *sockbuf, LDAPURLDesc *url, sockaddr * /*addre
                 ldap_conncb * /*callback*/) {
     removeTls(sockbuf); // of the connection before
     if (intOption(ld, LDAP_OPT_X_TLS) == LDAP_OPT_X_TLS_HARD)
-        return refuse(ld, "TLS: LDAP_OPT_X_TLS_HARD asks for libldap's own TLS, which does not "
-                          "know the context of ldapssl_client_init; use an ldaps URL instead");
+        return refuse(ld, sockbuf,
+                      "TLS: LDAP_OPT_X_TLS_HARD asks for libldap's own TLS, which does not "
+                      "know the context of ldapssl_client_init; use an ldaps URL instead");
     if (!hasScheme(*url, tlsScheme) && !hasScheme(*url, carriedScheme))
         return accepted;
     if (hasOtherTls(sockbuf))
-        return refuse(ld, "TLS: the session began with libldap's own TLS, before "
-                          "ldapssl_client_init; open a new one");
+        return refuse(ld, sockbuf,
+                      "TLS: the session began with libldap's own TLS, before "
+                      "ldapssl_client_init; open a new one");
     return connectTls(ld, sockbuf, *url);
 }
 

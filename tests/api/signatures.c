@@ -215,6 +215,7 @@ static int layout_is_right(void) {
 }
 
 int sasl_interface_is_right(void);
+int tls_interface_is_right(void);
 
 int main(void) {
     int all = HAVE_ALL(partition_operations) && HAVE_ALL(counts) && HAVE_ALL(pairs) &&
@@ -237,7 +238,8 @@ int main(void) {
           element_remove && change_add && change_note && changes_free && content_rule &&
           content_rule_text && content_rule_free && structure_rule && structure_rule_text &&
           structure_rule_free;
-    if (!all || !layout_is_right() || !schema_layout_is_right() || !sasl_interface_is_right()) {
+    if (!all || !layout_is_right() || !schema_layout_is_right() || !sasl_interface_is_right() ||
+        !tls_interface_is_right()) {
         fputs("a function is missing or a record has moved\n", stderr);
         return 1;
     }

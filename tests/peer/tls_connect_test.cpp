@@ -3,6 +3,7 @@
 #include "openssl_server.h"
 #include "persistent_search.h"
 #include "session_check.h"
+#include "support/expected_leak.h"
 #include "tls_client.h"
 #include "tls_relay.h"
 #include "tls_slapd.h"
@@ -25,6 +26,7 @@ class TlsConnect : public WithTls {
     }
 
     static SessionPtr sessionWith(const char *host, int port, int secure = 1) {
+        qldapx_test::ExpectedLeak url;
         SessionPtr session(ldapssl_init(host, port, secure));
         int version = LDAP_VERSION3;
         ldap_set_option(session.get(), LDAP_OPT_PROTOCOL_VERSION, &version);

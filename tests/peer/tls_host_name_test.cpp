@@ -6,6 +6,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <netdb.h>
+#include <openssl/x509.h>
 #include <qldapx/tls.h>
 #include <unistd.h>
 

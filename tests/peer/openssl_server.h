@@ -20,6 +20,7 @@ class OpenSslServer {
     OpenSslServer(const OpenSslServer &) = delete;
     OpenSslServer &operator=(const OpenSslServer &) = delete;
 
+    [[nodiscard]] int port() const { return port_; }
     [[nodiscard]] std::string uri(const std::string &host = "localhost") const;
 
     // Waits for so many bytes that a client has sent within TLS.

@@ -1,7 +1,9 @@
 // What the network does to records of TLS: pieces, pauses, ends; and servers that are none.
 #include "directory.h"
+#include "openssl_server.h"
 #include "persistent_search.h"
 #include "session_check.h"
+#include "support/ldap_message.h"
 #include "tls_client.h"
 #include "tls_listener.h"
 #include "tls_relay.h"
@@ -56,6 +58,17 @@ class TlsWire : public WithTls {
     LDAP *ld = nullptr;
 };
 
+// Of bytes that are records of TLS and nothing else.
+char lastRecordType(const std::string &bytes) {
+    char type = 0;
+    for (std::size_t at = 0; at + 5 <= bytes.size();) {
+        type = bytes[at];
+        at += 5 + static_cast<std::size_t>(static_cast<unsigned char>(bytes[at + 3]) * 256 +
+                                           static_cast<unsigned char>(bytes[at + 4]));
+    }
+    return type;
+}
+
 TEST_F(TlsWire, Pieces) {
     for (std::size_t size : {1U, 2U, 5U, 100U}) {
         relay->cutInto(size);
@@ -64,6 +77,33 @@ TEST_F(TlsWire, Pieces) {
         expectSearchWorks(own.get(), ada);
         expectSearchWorks(own.get(), "");
     }
+}
+
+// The second of two answers in one record is no longer on the socket when it is asked for.
+TEST_F(TlsWire, TwoAnswersInOneRecord) {
+    using namespace qldapx_test;
+    OpenSslServer packing("good");
+    SessionPtr own = newSession(packing.uri());
+    ld = own.get();
+    const int first = search(), second = search();
+    ASSERT_FALSE(packing.read(1).empty());
+    const Bytes answers =
+        join({ldapMessage(first, searchDone(0)), ldapMessage(second, searchDone(0))});
+    packing.write(std::string(answers.begin(), answers.end()));
+    EXPECT_EQ(resultWithin(first, {10, 0}), LDAP_RES_SEARCH_RESULT);
+    EXPECT_EQ(resultWithin(second, {1, 0}), LDAP_RES_SEARCH_RESULT);
+    ld = session.get();
+}
+
+// TLS says that it ends (RFC 5246, 7.2.1), so that nobody else can make it look so.
+TEST_F(TlsWire, LastRecordIsAnAlert) {
+    OpenSslServer server12("good", {"-tls1_2"});
+    TlsRelay between(server12.port());
+    SessionPtr own = newSession(between.uri());
+    EXPECT_EQ(ldap_connect(own.get()), LDAP_SUCCESS) << diagnosticOf(own.get());
+    own.reset();
+    constexpr char alert = 21;
+    EXPECT_TRUE(eventually([&] { return lastRecordType(between.fromClients().front()) == alert; }));
 }
 
 // libldap with OpenSSL has no words for it.

@@ -207,6 +207,53 @@ def digest_rows(results):
     )
 
 
+def tls_rows(results):
+    speed, all_times = medians(results / "tls.txt"), pairs(results / "tls.txt")
+
+    def session(what, name, peer, peer_name, goal):
+        turns = zip(all_times[name], all_times[peer])
+        ratio = statistics.median(library / other for library, other in turns)
+        return row(
+            f"microseconds of an ldaps session (connect, search, unbind) {what}; peer: "
+            f"{peer_name}; the ratio is the median of pairs",
+            speed[name],
+            speed[peer],
+            ratio,
+            goal,
+        )
+
+    alone = "libldap with OpenSSL alone"
+    yield session("that the library carries", "fresh", "libldap-openssl", alone, at_most(1.02))
+    yield session(
+        "that it carries, with a TLS session taken up again",
+        "library",
+        "libldap-openssl",
+        alone,
+        at_most(1),
+    )
+    yield session("by libldap, on its context", "library-openssl", "libldap-openssl", alone,
+                  at_most(1.02))
+    for name, what in (
+        ("fresh", "that the library carries"),
+        ("library", "that it carries, taken up again"),
+        ("library-openssl", "by libldap, on its context"),
+    ):
+        yield instructions(
+            f"of an ldaps session {what}; peer: {alone}",
+            speed[f"{name}-instructions"],
+            speed["libldap-openssl-instructions"],
+            1.02,
+        )
+    yield row(
+        "microseconds of the processor to load 150 CA certificates; peer: OpenSSL's own loader; the "
+        "ratio is the median of pairs",
+        speed["bundle-library"],
+        speed["bundle-peer"],
+        speed["bundle-ratio"],
+        at_most(1.05),
+    )
+
+
 def rows(results):
     count = medians(results / "instructions.txt")
     yield instructions(
@@ -248,6 +295,7 @@ def rows(results):
     yield from load_rows(medians(results / "load.txt"))
     yield from schema_rows(results)
     yield from digest_rows(results)
+    yield from tls_rows(results)
     backup = medians(results / "backup.txt")
     for direction in "backup", "restore":
         peak = backup[f"{direction}-peak"]
@@ -310,6 +358,11 @@ Machine: {machine()}.
         f"\n`MD5` of 64 bytes takes {kept['kept-library']:.0f} nanoseconds, OpenSSL's with a context "
         f"and an algorithm that are kept {kept['kept-peer']:.0f}. A DIGEST-MD5 bind freshens the "
         f"random pool in {freshen:.0f} nanoseconds, which is not part of the figure above."
+    )
+    tls = medians(results / "tls.txt")
+    print(
+        f"\nDebian's libldap alone, with GnuTLS, takes {tls['libldap']:.0f} microseconds and "
+        f"{tls['libldap-instructions']:.0f} instructions for such an ldaps session."
     )
     print(f"\nMicroseconds of the processor an edit of a schema:\n\n{edit_table(results)}")
 

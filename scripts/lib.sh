@@ -17,7 +17,7 @@ build_needs=(
     "libcli11-dev|test -e /usr/include/CLI/CLI.hpp|CLI11, the command-line parser"
     "nlohmann-json3-dev|test -e /usr/include/nlohmann/json.hpp|nlohmann-json"
     "libfmt-dev|test -e /usr/include/fmt/core.h|fmt"
-    "libssl-dev|test -e /usr/include/openssl/evp.h|OpenSSL's libcrypto, for checksums"
+    "libssl-dev|pkg-config --atleast-version=3 libssl libcrypto|OpenSSL 3, with headers"
     "zlib1g-dev|test -e /usr/include/zlib.h|zlib, for compressed LDIF"
     "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
 )
@@ -39,6 +39,7 @@ test_needs=(
     "make|make --version|make, for OpenLDAP's sources"
     "xz-utils|xz --version|xz, for OpenLDAP's sources"
     "graphviz|dot -V|Graphviz's dot, which draws the schema"
+    "openssl|openssl version|the openssl command, a client of TLS that looks at certificates"
     "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
     "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
@@ -58,6 +59,8 @@ bench_needs=(
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the benchmarks"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
     "python3|python3 --version|Python 3, for the tables"
+    "make|make --version|make, for OpenLDAP's sources"
+    "xz-utils|xz --version|xz, for OpenLDAP's sources"
 )
 
 say() { printf '\n== %s\n' "$*"; }

@@ -6,6 +6,7 @@
 #include "lburp.h"
 #include "result.h"
 #include "sasl/offer.h"
+#include "security.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +18,7 @@ namespace stratasim {
 struct Connection {
     std::uint64_t number = 0;
     NetAddress peer;
+    std::optional<Security> security; // nothing without TLS
     Identity identity;
     Backups backups;
     Restores restores;

@@ -127,6 +127,12 @@ std::optional<Fault> Dispatcher::faultOf(std::string_view answered) const {
     return faults_.find(answered, times == answered_.end() ? 1 : times->second + 1);
 }
 
+Fault Dispatcher::nextHandshake() {
+    const auto fault = faultOf(kHandshake);
+    count(kHandshake);
+    return fault.value_or(Fault());
+}
+
 void Dispatcher::serveBind(Connection &connection, const Request &request, Outcome &outcome) {
     outcome.abandonAll = true;
     const BindRequest decoded = beginBind(connection, request);
@@ -139,6 +145,7 @@ void Dispatcher::serveBind(Connection &connection, const Request &request, Outco
     if (fault) {
         outcome.delay = fault->delay;
         outcome.drop = fault->drop;
+        outcome.cut = fault->cut;
     }
     appendBind(outcome.bytes, request.id, reply);
     if (!outcome.drop)
@@ -167,6 +174,7 @@ void Dispatcher::serveExtended(Connection &connection, const Request &request, O
         fault->distort(reply);
         outcome.delay = fault->delay;
         outcome.drop = fault->drop;
+        outcome.cut = fault->cut;
     }
     appendExtended(outcome.bytes, request.id, reply);
     if (!outcome.drop)

@@ -23,6 +23,7 @@ struct Outcome {
     std::unique_ptr<OpenOperation> open; // has more to say
     std::chrono::milliseconds delay{0};  // before the bytes are sent, or the connection dropped
     bool drop = false;                   // end the connection in place of the bytes
+    bool cut = false;                    // end it behind the bytes, without a farewell
     bool close = false;                  // end the connection when the bytes are sent
     std::optional<std::int32_t> abandon; // stop this operation
     bool abandonAll = false;             // stop all operations
@@ -41,6 +42,9 @@ class Dispatcher {
     Outcome resume(Connection &connection, Bytes message);
     /** Ends a connection whose bytes cannot be taken for LDAP. */
     static Outcome disconnect(const std::string &why);
+
+    /** What goes wrong with the next handshake of TLS. */
+    Fault nextHandshake();
 
     Directory &directory() { return directory_; }
 

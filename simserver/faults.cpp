@@ -62,8 +62,14 @@ bool setFlag(Fault &fault, std::string_view /*text*/) {
     return fault.*Member = true;
 }
 
+template <Fault::Handshake What>
+bool setHandshake(Fault &fault, std::string_view /*text*/) {
+    fault.handshake = What;
+    return true;
+}
+
 // What a kind of fault is for.
-constexpr unsigned kOperation = 1, kLburpOperation = 2, kStep = 4;
+constexpr unsigned kOperation = 1, kLburpOperation = 2, kStep = 4, kConnection = 8;
 
 struct Kind {
     std::string_view name;
@@ -79,9 +85,13 @@ constexpr Kind kKinds[] = {
     {"truncate", "BYTES", kOperation | kStep, setTruncate},
     {"value", "HEX", kOperation | kStep, setValue},
     {"code", "NUMBER[:TEXT]", kOperation | kStep, setCode},
-    {"delay", "MS", kOperation | kStep, setDelay},
+    {"delay", "MS", kOperation | kStep | kConnection, setDelay},
     {"drop", "", kOperation | kStep, setFlag<&Fault::drop>},
+    {"cut", "", kOperation | kStep, setFlag<&Fault::cut>},
     {"partway", "OPERATIONS", kLburpOperation, setPartway},
+    {"silent", "", kConnection, setHandshake<Fault::Handshake::Silent>},
+    {"closed", "", kConnection, setHandshake<Fault::Handshake::Closed>},
+    {"garbage", "", kConnection, setHandshake<Fault::Handshake::Garbage>},
 };
 
 /** What answers are spoilt of. */
@@ -94,6 +104,8 @@ std::optional<Target> findTarget(std::string_view name) {
     for (const std::string_view step : {digest::kChallengeStep, digest::kProofStep})
         if (name == step)
             return Target{std::string(step), kStep};
+    if (name == kHandshake)
+        return Target{std::string(name), kConnection};
     const ExtendedOperation *operation = findExtendedOperation(name);
     if (operation == nullptr)
         return std::nullopt;
@@ -214,9 +226,9 @@ std::string Faults::add(std::string_view text) {
     }
     const auto target = findTarget(name);
     if (!target)
-        return fmt::format("there is no operation \"{}\": see --list-operations; there are also {} "
-                           "and {}",
-                           name, digest::kChallengeStep, digest::kProofStep);
+        return fmt::format("there is no operation \"{}\": see --list-operations; there are also "
+                           "{}, {} and {}",
+                           name, digest::kChallengeStep, digest::kProofStep, kHandshake);
     const std::string_view kind = text.substr(equals + 1);
     rule.apply = applyKind(*target, kind);
     if (Fault scratch; !rule.apply || !rule.apply(scratch))

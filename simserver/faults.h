@@ -16,6 +16,9 @@
 
 namespace stratasim {
 
+/** The name that faults have for the handshake of TLS. */
+inline constexpr std::string_view kHandshake = "tls-handshake";
+
 /**
  * What is to go wrong with the answers to one extended operation or step of a bind. All of it may
  * be combined. The value of a bind's answer are its serverSaslCreds.
@@ -39,6 +42,11 @@ struct Fault {
     std::chrono::milliseconds delay{0};
     /** The connection ends instead of an answer. */
     bool drop = false;
+    /** The connection ends behind the answer, without TLS's close_notify. */
+    bool cut = false;
+    /** What becomes of a TLS handshake. */
+    enum class Handshake { Kept, Silent, Closed, Garbage };
+    Handshake handshake = Handshake::Kept;
     /** The connection ends when that many operations of a bulk update's request are done. */
     std::optional<std::size_t> partway;
     /** What is changed in the words of a step of DIGEST-MD5, in this order. */
@@ -61,6 +69,8 @@ class Faults {
   public:
     /** What goes wrong with that answer, counted from 1, if anything does. */
     std::optional<Fault> find(std::string_view answered, std::uint64_t number) const;
+    /** Whether anything may ever go wrong with it. */
+    bool concern(std::string_view answered) const { return byAnswered_.contains(answered); }
 
     /**
      * Adds one written as OID[@N[+]]=KIND[:VALUE], where OID may be an operation's name or a step:

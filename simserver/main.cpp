@@ -1,6 +1,7 @@
 #include "directory.h"
 #include "dispatcher.h"
 #include "events/replay.h"
+#include "files.h"
 #include "ldif.h"
 #include "options.h"
 #include "schema/files.h"
@@ -73,24 +74,20 @@ std::unique_ptr<Directory> makeDirectory(const Options &options) {
     return directory;
 }
 
-/** Whoever waits for the file sees it whole or not at all. */
-void writeReadyFile(const std::string &path, const std::string &uri) {
-    const std::string unfinished = path + ".new";
-    std::ofstream file(unfinished);
-    file << uri << '\n';
-    file.close();
-    if (!file || std::rename(unfinished.c_str(), path.c_str()) != 0)
-        throw std::runtime_error(fmt::format("cannot write {}: {}", path, std::strerror(errno)));
+std::unique_ptr<tls::Context> makeTls(const Options &options) {
+    if (options.tls.certificate.empty())
+        return nullptr;
+    return std::make_unique<tls::Context>(options.tls, options.host);
 }
 
 std::unique_ptr<Server> listenAt(asio::io_context &io, const Options &options,
-                                 Dispatcher &dispatcher) {
+                                 Dispatcher &dispatcher, const tls::Context *tls) {
     Session::Settings settings;
     settings.maxMessage = options.maxMessage;
     if (options.verbose)
         settings.log = [](const std::string &line) { fmt::print(stderr, "{}\n", line); };
     try {
-        return std::make_unique<Server>(io, options.host, options.port, dispatcher, settings);
+        return std::make_unique<Server>(io, options.host, options.port, dispatcher, settings, tls);
     } catch (const asio::system_error &error) {
         throw std::runtime_error(
             fmt::format("cannot listen at {}:{}: {}; choose another address with --listen",
@@ -108,12 +105,15 @@ void serve(const Options &options) {
     directory->lburp = options.lburp;
     directory->saslRealms = options.saslRealms;
     directory->events.queueBytes = options.eventQueue;
+    const auto tls = makeTls(options);
     asio::io_context io(1);
     Replay replay(io, directory->events, options.replay, [](const std::string &problem) {
         fmt::print(stderr, "strata-sim: {}\n", problem);
     });
     asio::signal_set signals(io, SIGINT, SIGTERM);
-    const auto server = listenAt(io, options, dispatcher);
+    const auto server = listenAt(io, options, dispatcher, tls.get());
+    if (tls)
+        tls->writeFiles(); // only now: those of a server at this address are not to be lost
     signals.async_wait([&](const asio::error_code &, int) {
         replay.stop();
         server->stop();
@@ -122,7 +122,7 @@ void serve(const Options &options) {
     fmt::print("strata-sim: listening on {}\n", server->uri());
     std::fflush(stdout);
     if (!options.readyFile.empty())
-        writeReadyFile(options.readyFile, server->uri());
+        writeWhole(options.readyFile, server->uri() + '\n');
     io.run();
 }
 

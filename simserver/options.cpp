@@ -3,6 +3,7 @@
 #include "dn.h"
 #include "extended/registry.h"
 #include "text.h"
+#include "tls_options.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -17,6 +18,9 @@ constexpr const char *kFooter =
     "Example:\n"
     "  strata-sim --listen 127.0.0.1:1389 &\n"
     "  ldapsearch -x -H ldap://127.0.0.1:1389 -b dc=example,dc=com '(cn=Ada Brandt)'\n\n"
+    "Within TLS, with a certificate of its own:\n"
+    "  strata-sim --tls auto --tls-ca-file ca.pem &\n"
+    "  LDAPTLS_CACERT=ca.pem ldapwhoami -x -H ldaps://localhost:1389\n\n"
     "A fault that answers every entry count without its value:\n"
     "  strata-sim --fault partition-entry-count=no-value";
 
@@ -154,13 +158,13 @@ void addContent(CLI::App &app, Options &options) {
 }
 
 void addFaults(CLI::App &app, Options &options, std::vector<std::string> &faults) {
-    app.add_option(
-           "--fault", faults,
-           "Spoil the answers to an operation: no-oid, oid:OID, no-value, truncate:BYTES, "
-           "value:HEX, code:NUMBER[:TEXT], delay:MS or drop; lburp-operation also "
-           "partway:OPERATIONS; digest-md5-challenge and digest-md5-proof, the answers to a SASL "
-           "bind, have kinds of their own, which a wrong kind lists; "
-           "@N is for the Nth answer alone, @N+ for those after it, too")
+    app.add_option("--fault", faults,
+                   "Spoil the answers to an operation: no-oid, oid:OID, no-value, truncate:BYTES, "
+                   "value:HEX, code:NUMBER[:TEXT], delay:MS, drop or cut; lburp-operation also "
+                   "partway:OPERATIONS; tls-handshake has silent, closed, garbage and delay:MS; "
+                   "digest-md5-challenge and digest-md5-proof, the answers to a SASL "
+                   "bind, have kinds of their own, which a wrong kind lists; "
+                   "@N is for the Nth answer alone, @N+ for those after it, too")
         ->type_name("OPERATION[@N[+]]=KIND[:VALUE]")
         ->expected(1)
         ->take_all()
@@ -182,11 +186,13 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
     app.add_flag("--list-operations", listing, "Print the extended operations and end");
     app.add_flag("--list-events", listingEvents, "Print the events that are monitored and end");
     addServing(app, options, address);
+    addTls(app, options.tls);
     addLburp(app, options);
     addEvents(app, options);
     addContent(app, options);
     addFaults(app, options, faults);
     addSchema(app, options);
+    app.final_callback([&options] { requireTlsFor(options); });
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &asked) {

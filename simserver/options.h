@@ -3,6 +3,7 @@
 #include "directory.h"
 #include "events/replay.h"
 #include "faults.h"
+#include "tls/context.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -28,6 +29,7 @@ struct Options {
     std::size_t eventQueue = 4U * 1024 * 1024;
     LburpSettings lburp;
     ReplaySettings replay;
+    tls::Settings tls;
     std::string readyFile;
     bool verbose = false;
 };

@@ -26,6 +26,7 @@ enum class ResultCode {
     InvalidAttributeSyntax = 21,
     NoSuchObject = 32,
     InvalidDnSyntax = 34,
+    InappropriateAuthentication = 48,
     InvalidCredentials = 49,
     InsufficientAccessRights = 50,
     Busy = 51,

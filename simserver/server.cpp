@@ -1,5 +1,7 @@
 #include "server.h"
 
+#include "tls/tls_stream.h"
+
 #include <fmt/format.h>
 
 namespace stratasim {
@@ -7,9 +9,9 @@ namespace stratasim {
 using asio::ip::tcp;
 
 Server::Server(asio::io_context &io, const std::string &host, std::uint16_t port,
-               Dispatcher &dispatcher, Session::Settings settings)
+               Dispatcher &dispatcher, Session::Settings settings, const tls::Context *tls)
     : io_(io), acceptor_(io), retryTimer_(io), dispatcher_(dispatcher),
-      settings_(std::move(settings)) {
+      settings_(std::move(settings)), tls_(tls) {
     tcp::resolver resolver(io);
     const auto found = resolver.resolve(host, std::to_string(port), tcp::resolver::passive);
     const tcp::endpoint endpoint = *found.begin();
@@ -28,9 +30,10 @@ Server::~Server() {
 std::string Server::uri() const {
     const tcp::endpoint local = acceptor_.local_endpoint();
     const std::string address = local.address().to_string();
+    const char *scheme = tls_ != nullptr ? "ldaps" : "ldap";
     if (local.address().is_v6())
-        return fmt::format("ldap://[{}]:{}", address, local.port());
-    return fmt::format("ldap://{}:{}", address, local.port());
+        return fmt::format("{}://[{}]:{}", scheme, address, local.port());
+    return fmt::format("{}://{}:{}", scheme, address, local.port());
 }
 
 void Server::stop() {
@@ -48,6 +51,12 @@ void Server::accept() {
     });
 }
 
+std::unique_ptr<Stream> Server::makeStream(tcp::socket socket) {
+    if (tls_ == nullptr)
+        return std::make_unique<TcpStream>(std::move(socket));
+    return std::make_unique<tls::TlsStream>(std::move(socket), *tls_, dispatcher_.nextHandshake());
+}
+
 void Server::onAccept(const asio::error_code &error, tcp::socket socket) {
     if (error == asio::error::operation_aborted || !acceptor_.is_open())
         return;
@@ -61,7 +70,7 @@ void Server::onAccept(const asio::error_code &error, tcp::socket socket) {
         return;
     }
     const auto session = std::make_shared<Session>(
-        io_, std::make_unique<TcpStream>(std::move(socket)), dispatcher_, settings_, ++lastNumber_,
+        io_, makeStream(std::move(socket)), dispatcher_, settings_, ++lastNumber_,
         [this](const std::shared_ptr<Session> &closed) { sessions_.erase(closed); });
     sessions_.insert(session);
     session->start();

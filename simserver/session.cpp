@@ -35,7 +35,19 @@ void Session::start() {
     ++dispatcher_.directory().monitor.connections;
     ++dispatcher_.directory().monitor.totalConnections;
     raiseConnectionOpened(dispatcher_.directory(), connection_);
-    read();
+    stream_->open(
+        [self = shared_from_this()](const Stream::Opened &opened) { self->onOpen(opened); });
+}
+
+void Session::onOpen(const Stream::Opened &opened) {
+    if (state_ != State::Serving)
+        return;
+    if (!opened.note.empty())
+        log(opened.note);
+    connection_.security = opened.security;
+    if (!opened.ready)
+        end();
+    proceed();
 }
 
 void Session::close() {
@@ -127,14 +139,13 @@ void Session::serveMessages() {
         received_.shrink_to_fit();
 }
 
-void Session::note(const Outcome &outcome) const {
+void Session::log(const std::string &what) const {
     if (settings_.log)
-        settings_.log(fmt::format("connection {} message {} {}", connection_.number, outcome.id,
-                                  outcome.note));
+        settings_.log(fmt::format("connection {} {}", connection_.number, what));
 }
 
 void Session::apply(Outcome outcome) {
-    note(outcome);
+    log(fmt::format("message {} {}", outcome.id, outcome.note));
     if (outcome.abandonAll)
         running_.clear();
     if (outcome.abandon)
@@ -148,7 +159,8 @@ void Session::apply(Outcome outcome) {
     unsent_ += outcome.bytes;
     if (outcome.open)
         run(outcome, nullptr);
-    if (outcome.close)
+    cut_ = outcome.cut;
+    if (outcome.close || outcome.cut)
         end();
 }
 
@@ -162,7 +174,7 @@ void Session::delay(Outcome outcome) {
     auto timer = std::make_unique<asio::steady_timer>(io_, outcome.delay);
     const std::int32_t id = outcome.id;
     timer->async_wait([self = shared_from_this(), own = timer.get(),
-                       bytes = std::move(outcome.bytes), drop = outcome.drop,
+                       bytes = std::move(outcome.bytes), drop = outcome.drop, cut = outcome.cut,
                        id](const asio::error_code &error) {
         if (error || self->state_ > State::ClientFinished)
             return;
@@ -174,7 +186,8 @@ void Session::delay(Outcome outcome) {
         running->second.timer.reset();
         if (!running->second.operation)
             self->running_.erase(running);
-        if (drop)
+        self->cut_ = cut;
+        if (drop || cut)
             self->end();
         self->proceed();
     });
@@ -269,7 +282,7 @@ void Session::end() {
 void Session::drain() {
     if (state_ == State::Ending) {
         state_ = State::Draining;
-        stream_->finishSending();
+        cut_ ? stream_->cutSending() : stream_->finishSending();
     }
     stream_->readSome(buffer_,
                       [self = shared_from_this()](const asio::error_code &error, std::size_t) {

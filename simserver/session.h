@@ -40,6 +40,7 @@ class Session : public std::enable_shared_from_this<Session> {
     };
     enum class State { Serving, ClientFinished, Ending, Draining, Closed };
 
+    void onOpen(const Stream::Opened &opened);
     void read();
     void onRead(const asio::error_code &error, std::size_t size);
     void serveMessages();
@@ -54,7 +55,7 @@ class Session : public std::enable_shared_from_this<Session> {
     void proceedLater();
     void end();
     void drain();
-    void note(const Outcome &outcome) const;
+    void log(const std::string &what) const;
 
     bool hasRoom() const;
     bool mayServe() const;
@@ -77,6 +78,7 @@ class Session : public std::enable_shared_from_this<Session> {
     asio::steady_timer lastMessageTimer_;
     bool reading_ = false;
     bool proceedPosted_ = false;
+    bool cut_ = false;     // the connection is to end without a farewell
     bool more_ = false;    // running operations have more to say
     bool stalled_ = false; // received messages wait for room
 };

@@ -4,6 +4,7 @@
 #include "operations/account.h"
 #include "operations/plain.h"
 #include "sasl/digest_md5.h"
+#include "sasl/external.h"
 
 #include <algorithm>
 
@@ -49,6 +50,16 @@ BindReply bindWithDigest(Context &context, const BindRequest &bind, const Fault 
     return {{answer.code, {}, {}}, answer.write()};
 }
 
+BindReply bindExternally(Context &context, const BindRequest &bind) {
+    Identity identity = external::identify(context.directory, *context.connection.security);
+    // Without an initial response the server has to ask for it, with nothing (RFC 4513, 5.2.3.2).
+    if (!bind.credentials)
+        return {{ResultCode::SaslBindInProgress, {}, {}}, ""};
+    external::requireOwn(context.directory, identity, asText(*bind.credentials));
+    context.connection.identity = std::move(identity);
+    return {};
+}
+
 BindReply run(Context &context, const BindRequest &bind, const Fault *fault) {
     if (bind.version != kVersion)
         throw OperationError(ResultCode::ProtocolError, "this server speaks LDAP version 3 only");
@@ -56,8 +67,12 @@ BindReply run(Context &context, const BindRequest &bind, const Fault *fault) {
         return bindSimply(context, bind);
     if (bind.mechanism == digest::kMechanism)
         return bindWithDigest(context, bind, fault);
+    const bool secure = context.connection.security.has_value();
+    if (secure && bind.mechanism == external::kMechanism)
+        return bindExternally(context, bind);
     throw OperationError(ResultCode::AuthMethodNotSupported,
-                         "use a simple bind, or SASL with DIGEST-MD5");
+                         secure ? "use a simple bind, or SASL with DIGEST-MD5 or EXTERNAL"
+                                : "use a simple bind, or SASL with DIGEST-MD5");
 }
 
 } // namespace

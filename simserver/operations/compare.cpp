@@ -16,8 +16,8 @@ Result compare(Context &context, Bytes body) {
 
     const Dn dn = requireDn(name);
     const std::string key = schema::keyOf(description);
-    const auto node =
-        dn.isRoot() ? makeRootDse(context.directory) : context.directory.tree.require(dn);
+    const auto node = dn.isRoot() ? makeRootDse(context.directory, context.connection)
+                                  : context.directory.tree.require(dn);
     requireRight(context.directory, context.identity, dn.key, key, right::kCompare);
     Attribute attribute{std::string(description), key, computedValues(*node, key)};
     if (const Attribute *stored = node->entry.find(key))

@@ -25,7 +25,7 @@ Result modifyDn(Context &context, Bytes body);
 Result compare(Context &context, Bytes body);
 std::unique_ptr<OpenOperation> search(Context &context, const Request &request);
 
-/** The root DSE as it is now, in no tree. */
-std::shared_ptr<Node> makeRootDse(const Directory &directory);
+/** The root DSE as it is now for that connection, in no tree. */
+std::shared_ptr<Node> makeRootDse(const Directory &directory, const Connection &connection);
 
 } // namespace stratasim

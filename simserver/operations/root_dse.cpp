@@ -2,10 +2,22 @@
 #include "operations/controls.h"
 #include "operations/operations.h"
 #include "sasl/digest_md5.h"
+#include "sasl/external.h"
 
 namespace stratasim {
+namespace {
 
-std::shared_ptr<Node> makeRootDse(const Directory &directory) {
+/** EXTERNAL only where the client has a certificate that proves something. */
+std::vector<std::string> mechanisms(const Connection &connection) {
+    std::vector<std::string> names = {std::string(digest::kMechanism)};
+    if (connection.security && connection.security->subject)
+        names.emplace_back(external::kMechanism);
+    return names;
+}
+
+} // namespace
+
+std::shared_ptr<Node> makeRootDse(const Directory &directory, const Connection &connection) {
     auto node = std::make_shared<Node>();
     Entry &entry = node->entry;
     entry.set("objectClass", {"top"});
@@ -16,7 +28,7 @@ std::shared_ptr<Node> makeRootDse(const Directory &directory) {
         if (isServed(directory, operation))
             extensions.push_back(operation.oid);
     entry.set("supportedExtension", std::move(extensions));
-    entry.set("supportedSASLMechanisms", {std::string(digest::kMechanism)});
+    entry.set("supportedSASLMechanisms", mechanisms(connection));
     entry.set("supportedControl", supportedControls());
     // Increment (RFC 4525), "+" (RFC 3673), filters that are always true or false (RFC 4526).
     entry.set("supportedFeatures",

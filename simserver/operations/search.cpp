@@ -80,20 +80,22 @@ SearchRequest decode(const Request &received) {
     return request;
 }
 
-std::shared_ptr<Node> findBase(Directory &directory, const Dn &base, Scope scope) {
+std::shared_ptr<Node> findBase(Context &context, const Dn &base, Scope scope) {
+    Directory &directory = context.directory;
     if (isWithin(base.key, kMonitorDn) && directory.tree.find(base.key))
         directory.monitor.refresh(directory.tree, directory.now(),
                                   directory.topology.schemaState());
     if (!base.isRoot())
         return directory.tree.require(base);
-    return scope == Scope::Base ? makeRootDse(directory) : directory.tree.topNode();
+    return scope == Scope::Base ? makeRootDse(directory, context.connection)
+                                : directory.tree.topNode();
 }
 
 } // namespace
 
 std::unique_ptr<OpenOperation> search(Context &context, const Request &received) {
     SearchRequest request = decode(received);
-    auto base = findBase(context.directory, requireDn(request.base), request.scope);
+    auto base = findBase(context, requireDn(request.base), request.scope);
     const auto &persistent = request.controls.persistent;
     if (!persistent)
         return std::make_unique<SearchOperation>(context, std::move(request), std::move(base));

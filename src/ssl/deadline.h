@@ -40,7 +40,8 @@ enum class OnSignal { goOn, stop };
 inline bool waitFor(int socket, short events, const Deadline &deadline, OnSignal onSignal) {
     pollfd waiting = {socket, events, 0};
     for (;;) {
-        const int ready = poll(&waiting, 1, deadline.left());
+        const int left = deadline.left();
+        const int ready = left != 0 ? poll(&waiting, 1, left) : 0;
         if (ready > 0)
             return true;
         if (ready == 0)

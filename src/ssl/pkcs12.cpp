@@ -143,6 +143,20 @@ void printAttribute(BIO *output, X509_ATTRIBUTE *attribute) {
         printValue(output, first);
 }
 
+// The beginning of a name; of one that OpenSSL does not write, being larger than a megabyte,
+// nothing.
+class NameText {
+  public:
+    explicit NameText(const X509_NAME *name) {
+        if (X509_NAME_oneline(name, text_, sizeof text_) == nullptr)
+            text_[0] = '\0';
+    }
+    [[nodiscard]] const char *text() const { return text_; }
+
+  private:
+    char text_[256];
+};
+
 } // namespace
 } // namespace qldapx
 
@@ -204,11 +218,9 @@ int hex_prin(BIO *output, const unsigned char *bytes, int count) {
 }
 
 int dump_cert_text(BIO *output, X509 *x509) {
-    char subject[256];
-    char issuer[256];
-    X509_NAME_oneline(X509_get_subject_name(x509), subject, sizeof subject);
-    X509_NAME_oneline(X509_get_issuer_name(x509), issuer, sizeof issuer);
-    BIO_printf(output, "subject=%s\nissuer= %s\n", subject, issuer);
+    const NameText subject(X509_get_subject_name(x509));
+    const NameText issuer(X509_get_issuer_name(x509));
+    BIO_printf(output, "subject=%s\nissuer= %s\n", subject.text(), issuer.text());
     return done;
 }
 }

@@ -7,13 +7,20 @@
 namespace qldapx {
 namespace {
 
-int socketOf(BIO *bio) {
-    return static_cast<int>(reinterpret_cast<intptr_t>(BIO_get_data(bio)));
+const SocketUse &useOf(BIO *bio) {
+    return *static_cast<const SocketUse *>(BIO_get_data(bio));
 }
 
+// There are messages that OpenSSL skips as fast as a server sends them: it must come back to see
+// the time.
 int readSocket(BIO *bio, char *buffer, int size) {
+    const SocketUse &use = useOf(bio);
     BIO_clear_retry_flags(bio);
-    const ssize_t count = recv(socketOf(bio), buffer, static_cast<std::size_t>(size), MSG_DONTWAIT);
+    if (use.deadline != nullptr && use.deadline->left() == 0) {
+        BIO_set_retry_read(bio);
+        return -1;
+    }
+    const ssize_t count = recv(use.socket, buffer, static_cast<std::size_t>(size), MSG_DONTWAIT);
     if (count < 0 && BIO_sock_should_retry(-1) != 0)
         BIO_set_retry_read(bio);
     if (count == 0)
@@ -24,7 +31,7 @@ int readSocket(BIO *bio, char *buffer, int size) {
 int writeSocket(BIO *bio, const char *data, int size) {
     BIO_clear_retry_flags(bio);
     const ssize_t count =
-        send(socketOf(bio), data, static_cast<std::size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL);
+        send(useOf(bio).socket, data, static_cast<std::size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count < 0 && BIO_sock_should_retry(-1) != 0)
         BIO_set_retry_write(bio);
     return static_cast<int>(count);
@@ -62,12 +69,12 @@ const BIO_METHOD *socketMethod() {
 
 } // namespace
 
-bool useSocket(SSL *ssl, int socket) {
+bool useSocket(SSL *ssl, SocketUse &use) {
     const BIO_METHOD *method = socketMethod();
     BIO *bio = method != nullptr ? BIO_new(method) : nullptr;
     if (bio == nullptr)
         return false;
-    BIO_set_data(bio, reinterpret_cast<void *>(static_cast<intptr_t>(socket)));
+    BIO_set_data(bio, &use);
     BIO_set_init(bio, 1);
     SSL_set_bio(ssl, bio, bio);
     return true;

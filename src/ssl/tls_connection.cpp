@@ -2,7 +2,6 @@
 
 #include "ssl/host_name.h"
 #include "ssl/resumption.h"
-#include "ssl/socket_bio.h"
 
 #include <cstdio>
 #include <cstring>
@@ -34,7 +33,7 @@ bool waitAfter(const TlsConnection &connection, int result, const Deadline &dead
         return false;
     }
     const short events = error == SSL_ERROR_WANT_READ ? POLLIN : POLLOUT;
-    return waitFor(connection.socket, events, deadline, onSignal);
+    return waitFor(connection.use.socket, events, deadline, onSignal);
 }
 
 // OpenSSL judges a call by this thread's queue of errors, which must hold none of others.
@@ -50,12 +49,12 @@ char *newPeer(const char *host, int port) {
 
 bool setUp(TlsConnection &connection, const char *host, int port) {
     struct stat identity = {};
-    if (fstat(connection.socket, &identity) != 0)
+    if (fstat(connection.use.socket, &identity) != 0)
         return false;
     connection.device = identity.st_dev;
     connection.inode = identity.st_ino;
     connection.peer = newPeer(host, port);
-    if (connection.peer == nullptr || !useSocket(connection.ssl, connection.socket))
+    if (connection.peer == nullptr || !useSocket(connection.ssl, connection.use))
         return false;
     if (!isAddress(host) && SSL_set_tlsext_host_name(connection.ssl, host) != 1)
         return false;
@@ -65,8 +64,19 @@ bool setUp(TlsConnection &connection, const char *host, int port) {
 // A socket that libldap closed has left its number to others.
 bool hasItsSocket(const TlsConnection &connection) {
     struct stat identity = {};
-    return fstat(connection.socket, &identity) == 0 && identity.st_dev == connection.device &&
+    return fstat(connection.use.socket, &identity) == 0 && identity.st_dev == connection.device &&
            identity.st_ino == connection.inode;
+}
+
+bool connect(const TlsConnection &connection, const Deadline &deadline, OnSignal onSignal) {
+    for (;;) {
+        beginCall();
+        const int result = SSL_connect(connection.ssl);
+        if (result == 1)
+            return true;
+        if (!waitAfter(connection, result, deadline, onSignal))
+            return false;
+    }
 }
 
 } // namespace
@@ -84,10 +94,12 @@ TlsConnectionPtr newTlsConnection(SslPtr ssl, int socket, const char *host, int 
     if (!ssl || !connection)
         return nullptr;
     connection->ssl = ssl.release();
-    connection->socket = socket;
+    connection->use.socket = socket;
     connection->patience = patience;
     // No server may ask for another handshake later, in the middle of a write.
     SSL_set_options(connection->ssl, SSL_OP_NO_RENEGOTIATION);
+    // A read comes back after each message that is not data, so that libldap sees the time.
+    SSL_clear_mode(connection->ssl, SSL_MODE_AUTO_RETRY);
     if (!setUp(*connection, host, port))
         return nullptr;
     resume(connection->ssl, connection->peer);
@@ -96,14 +108,10 @@ TlsConnectionPtr newTlsConnection(SslPtr ssl, int socket, const char *host, int 
 
 bool handshake(TlsConnection &connection, OnSignal onSignal) {
     const Deadline deadline(connection.patience);
-    for (;;) {
-        beginCall();
-        const int result = SSL_connect(connection.ssl);
-        if (result == 1)
-            return true;
-        if (!waitAfter(connection, result, deadline, onSignal))
-            return false;
-    }
+    connection.use.deadline = &deadline;
+    const bool isDone = connect(connection, deadline, onSignal);
+    connection.use.deadline = nullptr;
+    return isDone;
 }
 
 // In libldap's words where it carries TLS with OpenSSL itself, so that programs find the same.
@@ -135,10 +143,8 @@ ssize_t receive(TlsConnection &connection, void *buffer, std::size_t size) {
     if (result == 1)
         return static_cast<ssize_t>(count);
     const int error = SSL_get_error(connection.ssl, result);
-    if (error == SSL_ERROR_ZERO_RETURN)
-        return 0;
-    errno = errnoOf(error);
-    return -1;
+    errno = error == SSL_ERROR_ZERO_RETURN ? 0 : errnoOf(error);
+    return error == SSL_ERROR_ZERO_RETURN ? 0 : -1;
 }
 
 // The patience is for a server that takes nothing at all.

@@ -1,8 +1,8 @@
 // tls_connection.h - TLS on one socket of libldap's.
 #pragma once
 
-#include "ssl/deadline.h"
 #include "ssl/handles.h"
+#include "ssl/socket_bio.h"
 
 #include <sys/types.h>
 
@@ -10,8 +10,8 @@ namespace qldapx {
 
 struct TlsConnection {
     SSL *ssl;
-    char *peer; // host and port, which sessions are resumed for
-    int socket; // libldap's, which closes it
+    char *peer;    // host and port, which sessions are resumed for
+    SocketUse use; // of libldap's, which closes it
     dev_t device;
     ino_t inode;
     int patience; // for a write, in milliseconds, or noLimit

@@ -60,8 +60,29 @@ TEST(FaultTest, CodeComesWithItsTextAndNothingIsDone) {
 TEST(FaultTest, DelayAndDropAreForTheSession) {
     InProcess server;
     answer(server, {"partition-entry-count=delay:250", "partition-entry-count=drop"});
+    EXPECT_FALSE(server.last.cut);
     EXPECT_EQ(server.last.delay, std::chrono::milliseconds(250));
     EXPECT_TRUE(server.last.drop);
+}
+
+TEST(FaultTest, CutIsForTheSession) {
+    InProcess server;
+    EXPECT_EQ(answer(server, {"partition-entry-count=cut"}).value, hex("020151"));
+    EXPECT_TRUE(server.last.cut);
+    EXPECT_FALSE(server.last.drop);
+}
+
+TEST(FaultTest, HandshakesAreCounted) {
+    using Handshake = stratasim::Fault::Handshake;
+    InProcess server;
+    EXPECT_EQ(server.faults.add("tls-handshake@2=silent"), "");
+    EXPECT_EQ(server.faults.add("tls-handshake@3=garbage"), "");
+    EXPECT_EQ(server.faults.add("tls-handshake@4+=closed"), "");
+    EXPECT_EQ(server.faults.add("tls-handshake@5=delay:20"), "");
+    for (const Handshake kind :
+         {Handshake::Kept, Handshake::Silent, Handshake::Garbage, Handshake::Closed})
+        EXPECT_EQ(server.dispatcher.nextHandshake().handshake, kind);
+    EXPECT_EQ(server.dispatcher.nextHandshake().delay, std::chrono::milliseconds(20));
 }
 
 TEST(FaultTest, AnswersWithoutAValueStayWithoutOne) {
@@ -82,6 +103,10 @@ TEST(FaultTest, BadOnesAreExplained) {
         {"refresh-server=value:0", "\"value:0\" is no kind"},
         {"refresh-server=truncate:-1", "\"truncate:-1\" is no kind"},
         {"refresh-server=code:x", "\"code:x\" is no kind"},
+        {"refresh-server=cut:1", "\"cut:1\" is no kind"},
+        {"refresh-server=silent", "\"silent\" is no kind"},
+        {"tls-handshake=drop", "there are delay:MS, silent, closed, garbage for tls-handshake"},
+        {"digest=drop", "there are also digest-md5-challenge, digest-md5-proof and tls-handshake"},
         {"refresh-server=delay:99999999", "\"delay:99999999\" is no kind"},
     };
     for (const auto &[fault, problem] : cases) {

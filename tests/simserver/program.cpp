@@ -85,7 +85,7 @@ CommandResult runCommand(const std::vector<std::string> &arguments, const std::s
     return result;
 }
 
-SimProgram::SimProgram(const std::vector<std::string> &arguments) {
+SimProgram::SimProgram(const std::vector<std::string> &arguments, const std::string &log) {
     const std::string ready = temporaryName();
     std::vector<std::string> all = {STRATA_SIM, "--listen", "127.0.0.1:0", "--ready-file", ready};
     all.insert(all.end(), arguments.begin(), arguments.end());
@@ -98,6 +98,8 @@ SimProgram::SimProgram(const std::vector<std::string> &arguments) {
         prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is cut short leaves nothing running
         setenv("ASAN_OPTIONS", asanOptions.c_str(), 1);
         if (freopen("/dev/null", "w", stdout) == nullptr)
+            _exit(126);
+        if (!log.empty() && freopen(log.c_str(), "w", stderr) == nullptr)
             _exit(126);
         execute(all);
     }

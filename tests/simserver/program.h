@@ -15,10 +15,11 @@ struct CommandResult {
 /** Runs a program of the search path to its end. */
 CommandResult runCommand(const std::vector<std::string> &arguments, const std::string &input = {});
 
-/** A running strata-sim at a free port of its own. */
+/** A running strata-sim at a free port of its own; what it logs may go to a file. */
 class SimProgram {
   public:
-    explicit SimProgram(const std::vector<std::string> &arguments = {});
+    explicit SimProgram(const std::vector<std::string> &arguments = {},
+                        const std::string &log = {});
     ~SimProgram();
     SimProgram(const SimProgram &) = delete;
     SimProgram &operator=(const SimProgram &) = delete;

@@ -231,14 +231,15 @@ TEST(SaslFault, RefusedProofsStayRefused) {
 
 TEST(SaslFault, KindsThatDoNotFitAreExplained) {
     const std::pair<const char *, const char *> cases[] = {
-        {"digest-md5=drop", "there are also digest-md5-challenge and digest-md5-proof"},
+        {"digest-md5=drop", "there are also digest-md5-challenge, digest-md5-proof and"},
         {"digest-md5-proof=stale",
          "\"stale\" is no kind of fault: there are no-value, truncate:BYTES, value:HEX, "
-         "code:NUMBER[:TEXT], delay:MS, drop, wrong-rspauth, upper-rspauth, empty-rspauth, "
+         "code:NUMBER[:TEXT], delay:MS, drop, cut, wrong-rspauth, upper-rspauth, empty-rspauth, "
          "long-rspauth, other-directive, text:TEXT for digest-md5-proof"},
         {"digest-md5-challenge=upper-rspauth",
-         "drop, stale, no-realm, no-nonce, no-qop, no-algorithm, no-charset, text:TEXT, realms:N, "
-         "nonce-size:N, nonce-twice, qop:TEXT, algorithm:TEXT, charset:TEXT, maxbuf:TEXT, "
+         "drop, cut, stale, no-realm, no-nonce, no-qop, no-algorithm, no-charset, text:TEXT, "
+         "realms:N, nonce-size:N, nonce-twice, qop:TEXT, algorithm:TEXT, charset:TEXT, "
+         "maxbuf:TEXT, "
          "cipher:TEXT, success for digest-md5-challenge"},
         {"digest-md5-challenge=no-oid", "\"no-oid\" is no kind"},
         {"digest-md5-challenge=oid:1.2", "\"oid:1.2\" is no kind"},

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -216,15 +217,39 @@ void answerOnce(SSL *ssl, TlsServer::Seen &seen) {
         SSL_read(ssl, request, sizeof request);
 }
 
+// Sees to it that the next file gets this number: libldap 2.5 goes on polling that of a connection
+// which it has lost, and fails if nobody has it.
+class NextFile {
+  public:
+    explicit NextFile(int number) {
+        for (int file = dup(STDIN_FILENO); file != number; file = dup(STDIN_FILENO))
+            below_.push_back(file);
+        close(number);
+    }
+    ~NextFile() {
+        for (const int file : below_)
+            close(file);
+    }
+    NextFile(const NextFile &) = delete;
+    NextFile &operator=(const NextFile &) = delete;
+
+  private:
+    std::vector<int> below_;
+};
+
 // libldap keeps its buffers with the layers of the connection before.
 TEST_F(TlsCarrier, ReconnectsWithNewTls) {
     trust();
     TlsServer server(authority_.issue(), {}, answerOnce);
     const Session session = openSession(server.port());
+    std::unique_ptr<NextFile> next;
     for (std::size_t connection = 1; connection <= 3; ++connection) {
-        EXPECT_EQ(bindAnonymously(session), LDAP_SUCCESS);
+        ASSERT_EQ(bindAnonymously(session), LDAP_SUCCESS) << diagnosis(session);
+        int socket = -1;
+        ldap_get_option(session.get(), LDAP_OPT_DESC, &socket);
         loseConnection(session);
         EXPECT_TRUE(server.seen(connection).back().isEstablished);
+        next = std::make_unique<NextFile>(socket);
     }
     EXPECT_EQ(textOption(session, LDAP_OPT_URI),
               "ldaps://127.0.0.1:" + std::to_string(server.port()));
@@ -263,6 +288,53 @@ TEST_F(TlsCarrier, HandshakeObeysTheNetworkTimeOut) {
     EXPECT_EQ(diagnosis(session), "TLS handshake timed out");
     EXPECT_GE(Clock::now() - begin, 290ms);
     EXPECT_LT(Clock::now() - begin, 5s);
+}
+
+// Says nothing but HelloRequest (RFC 5246, 7.4.1.1), which a client skips, as long as it is heard.
+void greetForEver(int listener) {
+    const int socket = accept(listener, nullptr, nullptr);
+    std::string greetings;
+    for (int i = 0; i < 1000; ++i)
+        greetings.append("\x16\x03\x03\x00\x04\x00\x00\x00\x00", 9);
+    while (send(socket, greetings.data(), greetings.size(), MSG_NOSIGNAL) > 0) {
+    }
+    close(socket);
+}
+
+TEST_F(TlsCarrier, HandshakeObeysTheNetworkTimeOutWhileTheServerTalks) {
+    trust();
+    const Listener listener;
+    std::thread server(greetForEver, listener.socket());
+    Session session = openSession(listener.port());
+    setOption(session, LDAP_OPT_NETWORK_TIMEOUT, timeval{0, 300'000});
+    const auto begin = Clock::now();
+    EXPECT_EQ(bindAnonymously(session), LDAP_SERVER_DOWN);
+    EXPECT_EQ(diagnosis(session), "TLS handshake timed out");
+    EXPECT_LT(Clock::now() - begin, 5s);
+    session.reset();
+    server.join();
+}
+
+// Sends tickets (RFC 8446, 4.6.1) as long as it is heard, of which OpenSSL does not tell.
+void giveTicketsForEver(SSL *ssl, TlsServer::Seen &seen) {
+    char request[64];
+    SSL_read(ssl, request, sizeof request);
+    pollfd client = {SSL_get_fd(ssl), POLLRDHUP, 0};
+    while (poll(&client, 1, 0) == 0 && SSL_new_session_ticket(ssl) == 1 &&
+           SSL_do_handshake(ssl) == 1)
+        ++seen.requests;
+}
+
+TEST_F(TlsCarrier, AReadObeysItsTimeOutWhileTheServerTalks) {
+    trust();
+    TlsServer server(authority_.issue(), {}, giveTicketsForEver);
+    Session session = openSession(server.port());
+    setOption(session, LDAP_OPT_TIMEOUT, timeval{0, 300'000});
+    const auto begin = Clock::now();
+    EXPECT_EQ(bindAnonymously(session), LDAP_TIMEOUT);
+    EXPECT_LT(Clock::now() - begin, 5s);
+    session.reset();
+    EXPECT_GT(server.seen(1)[0].requests, 10U);
 }
 
 void ignoreSignal(int /*number*/) {}

@@ -29,6 +29,7 @@ test_needs=(
     "libgtest-dev|test -e /usr/include/gtest/gtest.h|GoogleTest"
     "libgmock-dev|test -e /usr/include/gmock/gmock.h|GoogleMock"
     "slapd|test -x /usr/sbin/slapd|OpenLDAP's server, a peer of the tests"
+    "openssl|openssl version|OpenSSL's command, for certificates and a TLS server"
     "libsasl2-modules|ls /usr/lib/*/sasl2/libdigestmd5.so|cyrus-sasl's mechanisms, for binds by DIGEST-MD5"
     "389-ds-base|test -x /usr/sbin/ns-slapd|389-ds, a peer of the tests"
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"

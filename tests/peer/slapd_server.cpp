@@ -1,17 +1,16 @@
 #include "slapd_server.h"
 
 #include "directory.h"
+#include "free_port.h"
 
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
-#include <netdb.h>
-#include <netinet/in.h>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -21,40 +20,24 @@ namespace {
 
 constexpr pid_t noProcess = -1;
 
-// A port of the address that the system has just given and taken back; nothing where the system
-// does not have the address.
-std::optional<int> freePort(const char *address) {
-    addrinfo hints{}, *info = nullptr;
-    hints.ai_flags = AI_NUMERICHOST;
-    hints.ai_socktype = SOCK_STREAM;
-    if (getaddrinfo(address, "0", &hints, &info) != 0)
-        return std::nullopt;
-    int probe = socket(info->ai_family, SOCK_STREAM, 0);
-    sockaddr_in6 given{}; // the larger one; the port is at the same place in both
-    socklen_t size = sizeof given;
-    bool found = bind(probe, info->ai_addr, info->ai_addrlen) == 0 &&
-                 getsockname(probe, reinterpret_cast<sockaddr *>(&given), &size) == 0;
-    close(probe);
-    freeaddrinfo(info);
-    return found ? std::optional<int>(ntohs(given.sin6_port)) : std::nullopt;
-}
-
-std::string freeTcpUri() {
+std::string freeTcpUri(const char *scheme) {
     std::optional<int> port = freePort("127.0.0.1");
     if (!port)
         throw std::runtime_error("no free port");
-    return "ldap://127.0.0.1:" + std::to_string(*port);
+    return scheme + ("://127.0.0.1:" + std::to_string(*port));
 }
 
 std::vector<std::string> urisOf(SlapdServer::Transport transport, const std::string &socket) {
+    using Transport = SlapdServer::Transport;
+    const char *scheme = transport == Transport::tls ? "ldaps" : "ldap";
     std::vector<std::string> uris;
-    if (transport != SlapdServer::Transport::tcp)
+    if (transport != Transport::tcp)
         uris.push_back(unixSocketUri(socket));
-    if (transport != SlapdServer::Transport::unixSocket)
-        uris.push_back(freeTcpUri());
+    if (transport != Transport::unixSocket)
+        uris.push_back(freeTcpUri(scheme));
     std::optional<int> port;
-    if (transport == SlapdServer::Transport::every && (port = freePort("::1")))
-        uris.push_back("ldap://[::1]:" + std::to_string(*port));
+    if ((transport == Transport::every || transport == Transport::tls) && (port = freePort("::1")))
+        uris.push_back(scheme + ("://[::1]:" + std::to_string(*port)));
     return uris;
 }
 
@@ -75,7 +58,8 @@ const std::vector<std::string> SlapdServer::allSchemas = {
 
 SlapdServer::SlapdServer(Transport transport, const std::string &overlay,
                          const std::vector<std::string> &schemas, const std::string &settings)
-    : folder_(makeFolder("slapd")), uris_(urisOf(transport, folder_ / "socket")) {
+    : folder_(makeFolder("slapd")), debugLevel_(transport == Transport::tls ? "stats" : "0"),
+      uris_(urisOf(transport, folder_ / "socket")) {
     try {
         writeConfiguration(overlay, schemas, settings);
         start();
@@ -111,15 +95,17 @@ void SlapdServer::writeConfiguration(const std::string &overlay,
 
 void SlapdServer::start() {
     std::string configuration = (folder_ / "slapd.conf").string(), uris = joined(uris_);
+    std::string log = (folder_ / "log").string();
     process_ = fork();
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is cut short leaves nothing running
+        unsetenv("LD_LIBRARY_PATH");      // the server goes on with the system's libldap
         int null = open("/dev/null", O_RDWR);
         dup2(null, STDOUT_FILENO);
-        dup2(null, STDERR_FILENO);
+        dup2(open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
         // -d keeps it in the foreground, so that it stays this test's own child.
-        execl(SLAPD_PATH, "slapd", "-d", "0", "-f", configuration.c_str(), "-h", uris.c_str(),
-              static_cast<char *>(nullptr));
+        execl(SLAPD_PATH, "slapd", "-d", debugLevel_, "-f", configuration.c_str(), "-h",
+              uris.c_str(), static_cast<char *>(nullptr));
         _exit(127);
     }
 }
@@ -161,13 +147,29 @@ void SlapdServer::interrupt(int signalNumber) const {
     waitid(P_PID, static_cast<id_t>(process_), &ignored, WEXITED | WSTOPPED | WNOWAIT);
 }
 
-void SlapdServer::stop() {
+void SlapdServer::restart() {
+    endProcess();
+    start();
+    waitUntilItAnswers();
+}
+
+std::string SlapdServer::log() const {
+    std::ostringstream text;
+    text << std::ifstream(folder_ / "log").rdbuf();
+    return text.str();
+}
+
+void SlapdServer::endProcess() {
     if (process_ > 0) {
         kill(process_, SIGTERM);
         kill(process_, SIGCONT); // it may be stopped
         waitpid(process_, nullptr, 0);
     }
     process_ = noProcess;
+}
+
+void SlapdServer::stop() {
+    endProcess();
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
 }

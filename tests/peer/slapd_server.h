@@ -15,8 +15,9 @@ class SlapdServer {
     static constexpr const char *adminDn = "cn=admin,dc=example,dc=com";
     static constexpr const char *adminPassword = "peer-secret";
 
-    // every: the Unix socket, TCP and, where the system has it, TCP over IPv6, in this order.
-    enum class Transport { unixSocket, tcp, every };
+    // every: the Unix socket, TCP and, where the system has it, TCP over IPv6, in this order; tls:
+    // the same with TLS on TCP, and a log of what the server is asked.
+    enum class Transport { unixSocket, tcp, every, tls };
 
     static const std::vector<std::string> usualSchemas;
 
@@ -44,15 +45,22 @@ class SlapdServer {
     // Ends (SIGKILL) or stops (SIGSTOP) it, and waits until it has.
     void interrupt(int signalNumber) const;
 
+    // Ends it and starts it again, with the same data and addresses.
+    void restart();
+
+    [[nodiscard]] std::string log() const;
+
   private:
     void writeConfiguration(const std::string &overlay, const std::vector<std::string> &schemas,
                             const std::string &settings) const;
     void start();
     void waitUntilItAnswers() const;
     void addTree() const;
+    void endProcess();
     void stop();
 
     std::filesystem::path folder_;
+    const char *debugLevel_;
     std::vector<std::string> uris_;
     pid_t process_ = -1;
 };

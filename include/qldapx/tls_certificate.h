@@ -3,10 +3,11 @@
  * trust anchor, and PKCS #12 (RFC 7292) written as text and PEM. Not part of qldapx.h: it needs
  * OpenSSL's headers, and its names are short ones, which programs have themselves.
  *
- * The writers of PKCS #12 return 1, or 0: it does not decode, does not open with the password, or
- * asks for more than 10,000,000 rounds to derive keys in one call (scrypt: 2^23 block mixings).
- * What was written until then stays. They check no integrity and verify nothing. Passwords end in
- * a zero byte; NULL is none, which is not the empty one.
+ * The writers of PKCS #12 return 1, or 0: it does not decode, does not open with the password,
+ * asks for more than 5,000,000 rounds to derive keys in one call (a block that scrypt mixes counts
+ * as two), or a key or certificate could not be written. What was written until then stays. They
+ * check no integrity and verify nothing. Passwords end in a zero byte; NULL is none, which is not
+ * the empty one.
  */
 #ifndef QLDAPX_TLS_CERTIFICATE_H
 #define QLDAPX_TLS_CERTIFICATE_H

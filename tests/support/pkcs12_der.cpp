@@ -26,13 +26,13 @@ Bytes algorithm(std::string_view type, const Bytes &parameters) {
 }
 
 Bytes pbes2(const Bytes &derivation) {
-    return algorithm("1.2.840.113549.1.5.13",
-                     sequence({derivation, algorithm("2.16.840.1.101.3.4.1.42",
-                                                     octetString(Bytes(16, 'v')))}));
+    return algorithm(
+        "1.2.840.113549.1.5.13",
+        sequence({derivation, algorithm("2.16.840.1.101.3.4.1.42", octetString(Bytes(16, 'v')))}));
 }
 
 Bytes certificateOf(std::string_view type, const Bytes &value, const Bytes &attributes) {
-    return bag(3, sequence({objectId(type), tlv(explicitTag, octetString(value))}), attributes);
+    return bag(3, sequence({objectId(type), tlv(explicitTag, value)}), attributes);
 }
 
 } // namespace
@@ -73,11 +73,11 @@ Bytes bag(int type, const Bytes &value, const Bytes &attributes) {
 }
 
 Bytes certificateBag(const Bytes &der, const Bytes &attributes) {
-    return certificateOf(x509Certificate, der, attributes);
+    return certificateOf(x509Certificate, octetString(der), attributes);
 }
 
-Bytes foreignCertificateBag(const Bytes &value, const Bytes &attributes) {
-    return certificateOf(sdsiCertificate, value, attributes);
+Bytes foreignCertificateBag(const Bytes &text, const Bytes &attributes) {
+    return certificateOf(sdsiCertificate, tlv(0x16, text), attributes);
 }
 
 Bytes keyBag(const Bytes &pkcs8, const Bytes &attributes) {
@@ -98,8 +98,8 @@ Bytes tripleDes(std::int64_t rounds) {
 
 Bytes pbkdf2(std::int64_t rounds) {
     const Bytes sha256 = algorithm("1.2.840.113549.2.9", fromHex("05 00"));
-    return pbes2(algorithm("1.2.840.113549.1.5.12",
-                           sequence({octetString(salt), integer(rounds), sha256})));
+    return pbes2(
+        algorithm("1.2.840.113549.1.5.12", sequence({octetString(salt), integer(rounds), sha256})));
 }
 
 Bytes scrypt(std::int64_t n, std::int64_t r, std::int64_t p) {
@@ -116,15 +116,15 @@ Bytes safe(std::initializer_list<Bytes> bags) {
 }
 
 Bytes encryptedSafe(const Bytes &algorithm, const Bytes &ciphertext) {
-    return otherSafe(encryptedType,
-                     sequence({integer(0), sequence({objectId(dataType), algorithm,
-                                                     tlv(0x80, ciphertext)})}));
+    return otherSafe(
+        encryptedType,
+        sequence({integer(0), sequence({objectId(dataType), algorithm, tlv(0x80, ciphertext)})}));
 }
 
 Bytes mac(std::int64_t rounds) {
     const Bytes sha1 = algorithm("1.3.14.3.2.26", fromHex("05 00"));
-    return sequence({sequence({sha1, octetString(Bytes(20, 'm'))}), octetString(salt),
-                     integer(rounds)});
+    return sequence(
+        {sequence({sha1, octetString(Bytes(20, 'm'))}), octetString(salt), integer(rounds)});
 }
 
 Bytes pkcs12(std::initializer_list<Bytes> safes, const Bytes &mac) {

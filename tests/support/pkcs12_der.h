@@ -24,7 +24,7 @@ Bytes bmpString(std::string_view text);
 Bytes bag(int type, const Bytes &value, const Bytes &attributes = "");
 Bytes certificateBag(const Bytes &der, const Bytes &attributes = "");
 // As the above with a certificate that is not X.509.
-Bytes foreignCertificateBag(const Bytes &value, const Bytes &attributes = "");
+Bytes foreignCertificateBag(const Bytes &text, const Bytes &attributes = "");
 Bytes keyBag(const Bytes &pkcs8, const Bytes &attributes = "");
 // algorithm: see below.
 Bytes shroudedKeyBag(const Bytes &algorithm, const Bytes &ciphertext, const Bytes &attributes = "");

@@ -34,8 +34,7 @@ Attributes attributesOf(const Bytes &elements) {
 }
 
 std::string printed(const Attributes &attributes, const char *heading) {
-    return written(
-        [&](BIO *bio) { EXPECT_EQ(print_attribs(bio, attributes.get(), heading), 1); });
+    return written([&](BIO *bio) { EXPECT_EQ(print_attribs(bio, attributes.get(), heading), 1); });
 }
 
 struct AttributeCase {
@@ -83,7 +82,8 @@ const AttributeCase attributeCases[] = {
     {"Sequence", attribute(localKeyId, {sequence({integer(5)})}),
      "    localKeyID: <Unsupported tag 16>\n"},
     {"Set", attribute(localKeyId, {set({integer(5)})}), "    localKeyID: <Unsupported tag 17>\n"},
-    {"Printable", attribute(localKeyId, {tlv(0x13, "x")}), "    localKeyID: <Unsupported tag 19>\n"},
+    {"Printable", attribute(localKeyId, {tlv(0x13, "x")}),
+     "    localKeyID: <Unsupported tag 19>\n"},
     // OpenSSL's number for what it keeps as it is.
     {"Context", attribute(localKeyId, {tlv(0x80, "x")}), "    localKeyID: <Unsupported tag -3>\n"},
     {"NoValues", attribute(friendlyName, {}), "    friendlyName: <No Values>\n"},
@@ -128,8 +128,8 @@ TEST(AttributeSet, BmpStringOfOddLength) {
     for (int length : {1, 3, 5}) {
         Attributes attributes(sk_X509_ATTRIBUTE_new_null());
         const unsigned char bytes[] = {0, 'a', 0, 'b', 0};
-        X509_ATTRIBUTE *attribute = X509_ATTRIBUTE_create(NID_friendlyName, V_ASN1_OCTET_STRING,
-                                                          ASN1_OCTET_STRING_new());
+        X509_ATTRIBUTE *attribute =
+            X509_ATTRIBUTE_create(NID_friendlyName, V_ASN1_OCTET_STRING, ASN1_OCTET_STRING_new());
         ASN1_TYPE *value = X509_ATTRIBUTE_get0_type(attribute, 0);
         ASN1_STRING_set(value->value.octet_string, bytes, length);
         value->type = value->value.octet_string->type = V_ASN1_BMPSTRING;
@@ -158,8 +158,7 @@ TEST(CertificateText, Names) {
     EXPECT_EQ(certificateText(certificateIn(clientCertificate).get()),
               "subject=/DC=com/CN=client\nissuer= /DC=com/CN=client\n");
     const X509Ptr mixed = certificateIn(clientCertificate);
-    X509_set_issuer_name(mixed.get(),
-                         X509_get_subject_name(certificateIn(otherCertificate).get()));
+    X509_set_issuer_name(mixed.get(), X509_get_subject_name(certificateIn(otherCertificate).get()));
     EXPECT_EQ(certificateText(mixed.get()),
               "subject=/DC=com/CN=client\nissuer= /DC=com/CN=other\n");
 }

@@ -48,7 +48,7 @@ TEST_P(ClientCut, EveryByteDamaged) {
     const CutCase &row = GetParam();
     const Context context;
     for (std::size_t at = 0; at < row.whole.size(); ++at)
-        for (char change : {'\x01', '\x80', '\x7f'}) {
+        for (int change : {0x01, 0x80}) {
             Bytes damaged = row.whole;
             damaged[at] = static_cast<char>(damaged[at] ^ change);
             const int result = setCut(row, damaged);
@@ -68,16 +68,13 @@ const CutCase cutCases[] = {
     {"CertificatePem", 3, clientCertificate, setCertificate, certificateEnd},
     {"CertificateDerFile", 2, derOf(clientCertificate), setCertificate, ""},
     {"CertificateDer", 4, derOf(clientCertificate), setCertificate, ""},
-    {"CertificatePkcs12File", 5, clearPkcs12(), setCertificate, ""},
     {"CertificatePkcs12", 6, clearPkcs12(), setCertificate, ""},
     {"CertificateModernPkcs12", 6, modernPkcs12(), setCertificate, ""},
     {"KeyPemFile", 1, clientKey, setKey, "-----END PRIVATE KEY-----"},
     {"KeyPem", 3, clientKey, setKey, "-----END PRIVATE KEY-----"},
     {"KeyEncrypted", 3, encryptedKey, setKey, "-----END ENCRYPTED PRIVATE KEY-----"},
     {"KeyTraditional", 3, traditionalKey, setKey, "-----END EC PRIVATE KEY-----"},
-    {"KeyPkcs12File", 5, clearPkcs12(), setKey, ""},
     {"KeyPkcs12", 6, clearPkcs12(), setKey, ""},
-    {"KeyModernPkcs12", 6, modernPkcs12(), setKey, ""},
 };
 
 INSTANTIATE_TEST_SUITE_P(Sources, ClientCut, testing::ValuesIn(cutCases), caseName<CutCase>);

@@ -121,12 +121,12 @@ TEST_P(HandMade, Loads) {
 const Bytes client = certificateBag(derOf(clientCertificate));
 const Bytes other = certificateBag(derOf(otherCertificate));
 const Bytes key = keyBag(derOf(clientKey)), wrongKey = keyBag(derOf(otherKey));
-const Bytes crl = bag(4, sequence({objectId("1.2.840.113549.1.9.23.1"),
-                                   tlv(0xa0, octetString("no list"))}));
+const Bytes crl =
+    bag(4, sequence({objectId("1.2.840.113549.1.9.23.1"), tlv(0xa0, octetString("no list"))}));
 const Bytes secret = bag(5, sequence({objectId("1.2.3"), tlv(0xa0, octetString("x"))}));
 const Bytes unknown = sequence({objectId("1.2.3.4"), tlv(0xa0, octetString("x"))});
 const Bytes foreign = foreignCertificateBag("no certificate");
-const Bytes enveloped = otherSafe("1.2.840.113549.1.7.3", sequence({integer(0)}));
+const Bytes otherContent = otherSafe("1.2.3.4", sequence({integer(0)}));
 
 const BagCase bagCases[] = {
     {"OneSafe", pkcs12({safe({client, key})}), clientName, clientName},
@@ -140,22 +140,25 @@ const BagCase bagCases[] = {
     {"CertificatesOnly", pkcs12({safe({client, other})}), clientName, ""},
     {"NoSafe", pkcs12({}), "", ""},
     {"EmptySafe", pkcs12({safe({})}), "", ""},
-    {"Named", pkcs12({safe({certificateBag(derOf(clientCertificate), named("x") + keyId("y")), key})}),
+    {"Named",
+     pkcs12({safe({certificateBag(derOf(clientCertificate), named("x") + keyId("y")), key})}),
      clientName, clientName},
     {"Nested", pkcs12({safe({nestedBag({nestedBag({key}), client})})}), clientName, clientName},
     {"EmptyNested", pkcs12({safe({nestedBag({}), client, key})}), clientName, clientName},
     {"OtherBags", pkcs12({safe({crl, secret, unknown, foreign, client, key})}), clientName,
      clientName},
     {"OtherBagsOnly", pkcs12({safe({crl, secret, unknown, foreign})}), "", ""},
-    {"OtherSafes", pkcs12({enveloped, safe({client, key}), enveloped}), clientName, clientName},
+    {"OtherSafes", pkcs12({otherContent, safe({client, key}), otherContent}), clientName,
+     clientName},
     {"NoMac", pkcs12({safe({client, key})}), clientName, clientName},
     {"MacOfAnother", pkcs12({safe({client, key})}, mac(1)), clientName, clientName},
     {"BadCertificate", pkcs12({safe({key, certificateBag("no DER")})}), "", ""},
     {"BadCertificateBehind", pkcs12({safe({client, key, certificateBag("no DER")})}), "", ""},
     {"BadKey", pkcs12({safe({client, keyBag(sequence({integer(0)}))})}), "", ""},
     {"BadKeyBehind",
-     pkcs12({safe({client, key, keyBag(sequence({integer(0), sequence({objectId("1.2.3")}),
-                                                 octetString("x")}))})}),
+     pkcs12(
+         {safe({client, key,
+                keyBag(sequence({integer(0), sequence({objectId("1.2.3")}), octetString("x")}))})}),
      "", ""},
     {"BadNested", pkcs12({safe({client, key, nestedBag({certificateBag("no DER")})})}), "", ""},
     {"BadSafe", pkcs12({safe({client, key}), otherSafe("1.2.840.113549.1.7.1", octetString("x"))}),
@@ -170,7 +173,7 @@ const BagCase bagCases[] = {
     {"NoContent", sequence({integer(3), sequence({objectId("1.2.840.113549.1.7.1")})}), "", ""},
     {"SignedContent",
      sequence({integer(3), otherSafe("1.2.840.113549.1.7.2", sequence({integer(1)}))}), "", ""},
-    {"OtherContent", sequence({integer(3), enveloped}), "", ""},
+    {"OtherContent", sequence({integer(3), otherContent}), "", ""},
     {"IsPem", clientCertificate, "", ""},
     {"IsCertificate", derOf(clientCertificate), "", ""},
 };

@@ -264,9 +264,8 @@ TEST_P(ClientSource, LengthsThatOpenSslCannotTake) {
     const struct {
         int type;
         Bytes bytes;
-    } sources[] = {{3, clientKey + clientCertificate},
-                   {4, derOf(clientCertificate)},
-                   {6, modernPkcs12()}};
+    } sources[] = {
+        {3, clientKey + clientCertificate}, {4, derOf(clientCertificate)}, {6, modernPkcs12()}};
     for (const auto &[type, bytes] : sources) {
         const GuardedBytes guarded(bytes);
         for (ber_len_t size : {ber_len_t{INT_MAX} + 1, ber_len_t{UINT_MAX}, ber_len_t{UINT_MAX} + 1,

@@ -24,9 +24,7 @@ class Context {
     [[nodiscard]] static std::string certificate() {
         return nameOf(SSL_CTX_get0_certificate(g_CryptCtx));
     }
-    [[nodiscard]] static std::string key() {
-        return ownerOf(SSL_CTX_get0_privatekey(g_CryptCtx));
-    }
+    [[nodiscard]] static std::string key() { return ownerOf(SSL_CTX_get0_privatekey(g_CryptCtx)); }
     [[nodiscard]] static bool keepsPassword() {
         return SSL_CTX_get_default_passwd_cb_userdata(g_CryptCtx) != nullptr;
     }

@@ -55,6 +55,16 @@ Bytes pemOf(EVP_PKEY *key) {
     });
 }
 
+Bytes blocksOf(const Bytes &text) {
+    Bytes blocks;
+    for (std::size_t at = 0; (at = text.find("-----BEGIN", at)) != text.npos;) {
+        const std::size_t end = text.find("-----\n", text.find("-----END", at)) + 6;
+        blocks += text.substr(at, end - at);
+        at = end;
+    }
+    return blocks;
+}
+
 X509Ptr certificateFor(EVP_PKEY *key, const std::string &name, long serial) {
     X509Ptr certificate(X509_new());
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), serial);

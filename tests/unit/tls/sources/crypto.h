@@ -45,6 +45,9 @@ Bytes pemOf(X509 *certificate);
 // PKCS #8 in clear.
 Bytes pemOf(EVP_PKEY *key);
 
+// The PEM blocks of a text, without what stands between them.
+Bytes blocksOf(const Bytes &text);
+
 // Self-signed, with the subject CN=name.
 X509Ptr certificateFor(EVP_PKEY *key, const std::string &name, long serial = 1);
 // PEM of that many certificates of the client's key.

@@ -43,8 +43,7 @@ TEST_P(Certificate, LengthsAndBytes) {
     EXPECT_EQ(ldapssl_get_cert(current, GetParam().format, &output), GetParam().result);
     EXPECT_EQ(output.bv_val, buffer.data());
     EXPECT_EQ(output.bv_len, expected);
-    EXPECT_EQ(buffer.bytes(),
-              whole.substr(0, expected) + Bytes(size - expected, untouched));
+    EXPECT_EQ(buffer.bytes(), whole.substr(0, expected) + Bytes(size - expected, untouched));
 }
 
 const CertCase certCases[] = {

@@ -13,9 +13,8 @@ namespace {
 constexpr char modules[] = "OPENSSL_MODULES";
 
 int setCertificate(const Bytes &bytes) {
-    return withSource(bytes, 6, [](const void *source) {
-        return ldapssl_set_client_cert(source, 6, "secret");
-    });
+    return withSource(
+        bytes, 6, [](const void *source) { return ldapssl_set_client_cert(source, 6, "secret"); });
 }
 
 // The test below, in a process that finds no providers but the built-in ones.

@@ -11,7 +11,8 @@ class RefusingBio {
   public:
     // answer: what writing gives then, 0 or -1.
     RefusingBio(int accepted, int answer)
-        : left_(accepted), answer_(answer), method_(BIO_meth_new(BIO_TYPE_SOURCE_SINK, "refusing")) {
+        : left_(accepted), answer_(answer),
+          method_(BIO_meth_new(BIO_TYPE_SOURCE_SINK, "refusing")) {
         BIO_meth_set_write(method_, write);
         BIO_meth_set_ctrl(method_, control);
         bio_ = BIO_new(method_);

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <dlfcn.h>
 #include <execinfo.h>
+#include <iterator>
 #include <malloc.h>
 #include <unistd.h>
 
@@ -23,20 +25,37 @@ bool holdsSought(const void *block, std::size_t size) {
     });
 }
 
-// Who released it, for a person to read.
-void tellWhere() {
-    void *callers[30];
-    const std::vector<std::string> *paused = sought;
-    sought = nullptr;
-    backtrace_symbols_fd(callers, backtrace(callers, 30), STDERR_FILENO);
-    sought = paused;
+// OpenSSL's own, which leave copies of what they read, write and derive keys from, whoever calls
+// them.
+constexpr const char *leaving[] = {"OSSL_DECODER_from_bio", "OSSL_ENCODER_to_bio",
+                                   "PKCS12_key_gen_uni_ex"};
+
+bool leavesCopies(const char *name) {
+    return name != nullptr &&
+           std::any_of(std::begin(leaving), std::end(leaving),
+                       [&](const char *known) { return std::strcmp(name, known) == 0; });
 }
 
+bool isUnderOpenSsl(void *const *callers, int count) {
+    return std::any_of(callers, callers + count, [](void *caller) {
+        Dl_info place{};
+        return dladdr(caller, &place) != 0 && leavesCopies(place.dli_sname);
+    });
+}
+
+// Tells who released it, for a person to read.
 void lookInto(const void *block, std::size_t size) {
     if (sought == nullptr || !holdsSought(block, size))
         return;
-    ++foundCount;
-    tellWhere();
+    const std::vector<std::string> *paused = sought;
+    sought = nullptr;
+    void *callers[50];
+    const int count = backtrace(callers, 50);
+    if (!isUnderOpenSsl(callers, count)) {
+        ++foundCount;
+        backtrace_symbols_fd(callers, count, STDERR_FILENO);
+    }
+    sought = paused;
 }
 
 } // namespace

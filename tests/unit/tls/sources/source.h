@@ -19,8 +19,8 @@ class GuardedBytes {
     explicit GuardedBytes(const Bytes &bytes) : size_(bytes.size()) {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         mapped_ = (size_ + page - 1) / page * page + page;
-        void *start = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS,
-                           -1, 0);
+        void *start =
+            mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (start == MAP_FAILED)
             throw std::runtime_error("no memory to guard");
         start_ = static_cast<char *>(start);

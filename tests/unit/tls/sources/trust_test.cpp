@@ -193,8 +193,12 @@ TEST(TrustFile, AtInitialization) {
     const struct {
         Bytes bytes;
         int result, anchors;
-    } cases[] = {{derOf(clientCertificate), 0, 1}, {both, 0, 2}, {bundle(150), 0, 150},
-                 {"", -1, 0},                      {"x", -1, 0}, {clientKey, -1, 0}};
+    } cases[] = {{derOf(clientCertificate), 0, 1},
+                 {both, 0, 2},
+                 {bundle(150), 0, 150},
+                 {"", -1, 0},
+                 {"x", -1, 0},
+                 {clientKey, -1, 0}};
     for (const auto &each : cases) {
         const Folder folder;
         const std::string path = folder.write("trust", each.bytes);

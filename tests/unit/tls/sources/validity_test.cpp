@@ -106,8 +106,7 @@ const ValidityCase validityCases[] = {
      padded("2001") + kind(1) + padded("") + kind(1)},
 };
 
-INSTANTIATE_TEST_SUITE_P(Times, Validity, testing::ValuesIn(validityCases),
-                         caseName<ValidityCase>);
+INSTANTIATE_TEST_SUITE_P(Times, Validity, testing::ValuesIn(validityCases), caseName<ValidityCase>);
 
 TEST(VerifyError, Lengths) {
     const X509Ptr certificate = certificateIn(clientCertificate);

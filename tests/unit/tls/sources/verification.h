@@ -18,8 +18,7 @@ using StoreContextPtr = std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_f
 // A store context without a verification: the certificate is the current one, NULL: none is.
 class Current {
   public:
-    explicit Current(X509 *certificate)
-        : store_(X509_STORE_new()), context_(X509_STORE_CTX_new()) {
+    explicit Current(X509 *certificate) : store_(X509_STORE_new()), context_(X509_STORE_CTX_new()) {
         X509_STORE_CTX_init(context_.get(), store_.get(), certificate, nullptr);
         X509_STORE_CTX_set_current_cert(context_.get(), certificate);
     }
@@ -35,8 +34,8 @@ inline int verifyAnd(X509 *certificate, const std::function<int(X509_STORE_CTX *
     static const std::function<int(X509_STORE_CTX *)> *asked;
     asked = &inspect;
     EXPECT_EQ(ldapssl_client_init(nullptr), 0);
-    EXPECT_EQ(ldapssl_set_verify_callback([](X509_STORE_CTX *context) { return (*asked)(context); }),
-              0);
+    EXPECT_EQ(
+        ldapssl_set_verify_callback([](X509_STORE_CTX *context) { return (*asked)(context); }), 0);
     const StorePtr store(X509_STORE_new());
     const StoreContextPtr context(X509_STORE_CTX_new());
     X509_STORE_CTX_init(context.get(), store.get(), certificate, nullptr);

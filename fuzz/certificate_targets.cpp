@@ -23,9 +23,7 @@ struct Buffer {
         : size(bytes), memory(std::make_unique<char[]>(static_cast<std::size_t>(bytes))) {}
     int size;
     std::unique_ptr<char[]> memory;
-    [[nodiscard]] Bytes bytes() const {
-        return {memory.get(), static_cast<std::size_t>(size)};
-    }
+    [[nodiscard]] Bytes bytes() const { return {memory.get(), static_cast<std::size_t>(size)}; }
 };
 
 std::optional<Bytes> onelineOf(const X509_NAME *name) {
@@ -69,11 +67,10 @@ void checkValidity(X509_STORE_CTX *context, const X509 *certificate, int size) {
                                        &length) == 0 &&
                 length == sizeof *validity,
             "there are no times");
-    require(isTime(validity->notBefore, validity->notBeforeKind,
-                   X509_get0_notBefore(certificate)) &&
-                isTime(validity->notAfter, validity->notAfterKind,
-                       X509_get0_notAfter(certificate)),
-            "other times");
+    require(
+        isTime(validity->notBefore, validity->notBeforeKind, X509_get0_notBefore(certificate)) &&
+            isTime(validity->notAfter, validity->notAfterKind, X509_get0_notAfter(certificate)),
+        "other times");
 }
 
 // That much of what is written as a whole.
@@ -108,18 +105,22 @@ void inspect(X509 *certificate, int size) {
     checkCertificate(context.get(), QLDAPX_TLS_CERT_DER, size);
 }
 
+void inspectDecoded(const Bytes &bytes) {
+    const X509Ptr certificate = decoded(bytes.substr(1));
+    if (certificate != nullptr)
+        inspect(certificate.get(), static_cast<unsigned char>(bytes[0]));
+}
+
 } // namespace
 
-// The first byte is the buffers' size.
+// The first byte is the buffers' size. Twice: once for OpenSSL to set up what it keeps for the
+// algorithms that it meets.
 void runCertAttribute(const Target & /*target*/, const Bytes &bytes) {
     if (bytes.empty())
         return;
+    inspectDecoded(bytes);
     const HeapWatch watch(bytes.size());
-    {
-        const X509Ptr certificate = decoded(bytes.substr(1));
-        if (certificate != nullptr)
-            inspect(certificate.get(), static_cast<unsigned char>(bytes[0]));
-    }
+    inspectDecoded(bytes);
     OPENSSL_thread_stop();
 }
 

@@ -30,7 +30,8 @@ const Sample pemSamples[] = {
     {"TraditionalKey", traditionalKey + clientCertificate},
     {"SecondBad", clientCertificate + begin + "AAAA\n" + end},
     {"Cut", clientCertificate.substr(0, 200)},
-    {"Encrypted", Bytes(begin) + "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,00\n\nAAAA\n" + end},
+    {"Encrypted",
+     Bytes(begin) + "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,00\n\nAAAA\n" + end},
 };
 
 const Sample derSamples[] = {

@@ -95,8 +95,8 @@ void runTrustPem(const Target & /*target*/, const Bytes &bytes) {
     runInContext(bytes.size(), [&] {
         const int result = trust(bytes, QLDAPX_TLS_BUFFER_PEM);
         require(result != 0 || anchors() > 0, "nothing was added");
-        const X509Ptr first(PEM_read_bio_X509_AUX(reading(bytes).get(), nullptr, nullptr,
-                                                  passwordData(nullptr)));
+        const X509Ptr first(
+            PEM_read_bio_X509_AUX(reading(bytes).get(), nullptr, nullptr, passwordData(nullptr)));
         require(first != nullptr || result != 0, "what is no certificate was added");
     });
 }
@@ -122,8 +122,8 @@ void runClientPem(const Target & /*target*/, const Bytes &bytes) {
         const int result = setCertificate(rest, QLDAPX_TLS_BUFFER_PEM, password);
         // A certificate drops the key of another.
         require(keyResult == 0 ? !key.empty() : key.empty(), "a key is set otherwise");
-        const X509Ptr first(PEM_read_bio_X509(reading(rest).get(), nullptr, nullptr,
-                                              passwordData(password)));
+        const X509Ptr first(
+            PEM_read_bio_X509(reading(rest).get(), nullptr, nullptr, passwordData(password)));
         requireFirst(result, clientCertificate(), first.get(), "another certificate is set");
         require(setKey(rest, QLDAPX_TLS_BUFFER_DER, password) == 1, "a key is taken as DER");
         setCertificate(rest, QLDAPX_TLS_BUFFER_DER, password);
@@ -150,12 +150,12 @@ void runPkcs12(const Target & /*target*/, const Bytes &bytes) {
             return;
         }
         const Bytes pem = contentsOf(text.get());
-        const KeyPtr key(PEM_read_bio_PrivateKey(reading(pem).get(), nullptr, nullptr,
-                                                 passwordData(password)));
+        const KeyPtr key(
+            PEM_read_bio_PrivateKey(reading(pem).get(), nullptr, nullptr, passwordData(password)));
         requireFirst(keyResult, clientKey(), key.get(), "another key is set");
         const int result = setCertificate(rest, QLDAPX_TLS_BUFFER_PKCS12, password);
-        const X509Ptr certificate(PEM_read_bio_X509(reading(pem).get(), nullptr, nullptr,
-                                                    passwordData(password)));
+        const X509Ptr certificate(
+            PEM_read_bio_X509(reading(pem).get(), nullptr, nullptr, passwordData(password)));
         requireFirst(result, clientCertificate(), certificate.get(), "another certificate is set");
     });
 }

@@ -38,6 +38,7 @@ test_needs=(
     "make|make --version|make, for OpenLDAP's sources"
     "xz-utils|xz --version|xz, for OpenLDAP's sources"
     "graphviz|dot -V|Graphviz's dot, which draws the schema"
+    "openssl|openssl version|OpenSSL's command, for keys and PKCS #12 as others make them"
     "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
     "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"

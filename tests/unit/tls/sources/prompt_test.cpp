@@ -46,6 +46,7 @@ int successes() {
 // In the child, whose terminal holds a line that somebody has typed: waits for it, makes the calls
 // and says how much of it is still there.
 [[noreturn]] void makeCalls() {
+    alarm(60); // rather than waiting for somebody to type
     int unread = 0;
     while (ioctl(STDIN_FILENO, FIONREAD, &unread) == 0 && unread < typedSize)
         usleep(1000);

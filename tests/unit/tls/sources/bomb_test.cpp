@@ -6,6 +6,7 @@
 #include "tls/sources/source.h"
 
 #include <chrono>
+#include <openssl/pem.h>
 #include <qldapx/tls_certificate.h>
 
 namespace qldapx_test::tls {
@@ -97,6 +98,37 @@ const BombCase bombs[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rounds, Bomb, testing::ValuesIn(bombs), caseName<BombCase>);
+
+// A name in the text reads as an encrypted key, which asks for more than the 10,000,000 rounds that
+// a file may take (about 9 seconds).
+TEST(BombName, ReadsAsAKey) {
+    const Context context;
+    const Bytes info = sequence({pbkdf2(20000000), octetString(ciphertext)});
+    const auto *at = reinterpret_cast<const unsigned char *>(info.data());
+    X509_SIG *encrypted = d2i_X509_SIG(nullptr, &at, static_cast<long>(info.size()));
+    const Bytes pem = written([&](BIO *bio) { PEM_write_bio_PKCS8(bio, encrypted); });
+    X509_SIG_free(encrypted);
+    const Bytes file =
+        pkcs12({safe({certificateBag(derOf(clientCertificate), named("\n" + pem))})});
+    expectAtOnce([&] {
+        withSource(file, 6, [](const void *source) {
+            EXPECT_EQ(ldapssl_set_client_private_key(source, 6, "secret"), 1);
+            return 0;
+        });
+    });
+}
+
+// A name in the text reads as a certificate: that of the file's first bag counts.
+TEST(NameInText, ReadsAsACertificate) {
+    const Context context;
+    const Bytes file =
+        pkcs12({safe({certificateBag(derOf(clientCertificate), named("\n" + otherCertificate))})});
+    withSource(file, 6, [](const void *source) {
+        EXPECT_EQ(ldapssl_set_client_cert(source, 6, "secret"), 0);
+        return 0;
+    });
+    EXPECT_EQ(Context::certificate(), clientName);
+}
 
 // The MAC is not verified: what it asks for is not done.
 TEST(BombMac, CostsNothing) {

@@ -48,6 +48,10 @@ Bytes converted(const std::string &command) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
+Bytes clearPkcs12() {
+    return pkcs12({safe({nestedBag({keyBag(derOf(clientKey), named("key"))}),
+                         certificateBag(derOf(clientCertificate))})});
+}
 Bytes modern() {
     return converted("pkcs12 -export");
 }
@@ -56,6 +60,10 @@ Bytes tripleDesPkcs12() {
 }
 Bytes shroudedKey() {
     return bag(2, derOf(converted("pkcs8 -topk8")));
+}
+// As other programs than the openssl command order them.
+Bytes keyFirst() {
+    return pkcs12({safe({shroudedKey(), certificateBag(derOf(clientCertificate))})});
 }
 // The key is there and something behind it fails.
 Bytes failsBehindTheKey() {
@@ -92,6 +100,9 @@ const CleanCase cleanCases[] = {
     {"ModernFile", 5, modern},
     {"TripleDesBuffer", 6, tripleDesPkcs12},
     {"TripleDesFile", 5, tripleDesPkcs12},
+    {"KeyFirstBuffer", 6, keyFirst},
+    {"Pkcs12InClearBuffer", 6, clearPkcs12},
+    {"Pkcs12InClearFile", 5, clearPkcs12},
     {"FailureBuffer", 6, failsBehindTheKey},
 };
 

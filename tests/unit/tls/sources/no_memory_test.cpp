@@ -180,6 +180,9 @@ int firstUse(long number) {
     const bool failed = failing_memory::disarm();
     if (set != 0 && (set != 1 || !failed))
         return 2;
+    // Once there is memory again, all is well.
+    if (ldapssl_set_client_cert(&value, 6, password) != 0)
+        return 3;
     return failed ? 1 : 0;
 }
 

@@ -152,6 +152,7 @@ std::vector<Seed> seeds() {
     addBulkUpdates(all);
     addSchemas(all);
     addDigests(all);
+    addTls(all);
     return all;
 }
 

@@ -24,5 +24,7 @@ void addBulkUpdates(std::vector<Seed> &all);
 void addSchemas(std::vector<Seed> &all);
 // Those of DIGEST-MD5.
 void addDigests(std::vector<Seed> &all);
+// Those of TLS set-up.
+void addTls(std::vector<Seed> &all);
 
 } // namespace qldapx_fuzz

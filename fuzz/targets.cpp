@@ -28,6 +28,11 @@ std::vector<Target> allTargets() {
         {"token_list", runTokenList},
         {"digest_proof", runDigestProof},
         {"digest_bind", runDigestBind},
+        {"trust_pem", runTrustPem},
+        {"trust_der", runTrustDer},
+        {"client_pem", runClientPem},
+        {"pkcs12", runPkcs12},
+        {"cert_attribute", runCertAttribute},
     };
     for (unsigned kind : decodedKinds())
         all.push_back({decoderName(kind), runDecoder, kind});

@@ -57,4 +57,13 @@ void runTokenList(const Target &target, const Bytes &bytes);
 void runDigestProof(const Target &target, const Bytes &bytes);
 void runDigestBind(const Target &target, const Bytes &bytes);
 
+// Take the bytes as trust anchors, as the client's certificate and key (behind a byte for the
+// password), and as the certificate that a verification callback is asked about (behind a byte for
+// the size of buffers).
+void runTrustPem(const Target &target, const Bytes &bytes);
+void runTrustDer(const Target &target, const Bytes &bytes);
+void runClientPem(const Target &target, const Bytes &bytes);
+void runPkcs12(const Target &target, const Bytes &bytes);
+void runCertAttribute(const Target &target, const Bytes &bytes);
+
 } // namespace qldapx_fuzz

@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 #include <climits>
 #include <cstdio>
+#include <openssl/err.h>
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 #include <strings.h>
@@ -33,8 +34,10 @@ thread_local char expectedAddress[INET6_ADDRSTRLEN] = {};
 
 // The host that this connection is to; NULL: it is not known, or was required at the beginning.
 const char *hostOf(const SSL *ssl, X509_VERIFY_PARAM *parameters) {
+    ERR_set_mark(); // that there is no address counts as an error
     const bool isRequired = X509_VERIFY_PARAM_get0_host(parameters, 0) != nullptr ||
                             OpenSslTextPtr(X509_VERIFY_PARAM_get1_ip_asc(parameters)) != nullptr;
+    ERR_pop_to_mark();
     if (isRequired)
         return nullptr;
     const char *name = SSL_get_servername(ssl, TLSEXT_NAMETYPE_host_name);

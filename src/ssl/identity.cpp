@@ -1,8 +1,10 @@
 #include "qldapx/tls.h"
-#include "qldapx/tls_certificate.h"
+#include "ssl/key_derivation.h"
+#include "ssl/pkcs12.h"
 #include "ssl/source.h"
 
 #include <openssl/pem.h>
+#include <sys/stat.h>
 
 namespace qldapx {
 namespace {
@@ -54,6 +56,7 @@ int refuseDer(SSL_CTX * /*context*/, const void * /*source*/) {
 template <class Owner>
 struct Item {
     using Value = typename Owner::pointer;
+    Pkcs12Part part;
     int (*usePemFile)(SSL_CTX *context, const char *path, int encoding);
     int (*useDerFile)(SSL_CTX *context, const void *path);
     int (*useDerBuffer)(SSL_CTX *context, const void *source);
@@ -61,10 +64,12 @@ struct Item {
     int (*use)(SSL_CTX *context, Value value);
 };
 
-constexpr Item<X509Ptr> certificate = {SSL_CTX_use_certificate_file, useDerFile, useDerBuffer,
-                                       PEM_read_bio_X509, SSL_CTX_use_certificate};
-constexpr Item<KeyPtr> privateKey = {SSL_CTX_use_PrivateKey_file, refuseDer, refuseDer,
-                                     PEM_read_bio_PrivateKey, SSL_CTX_use_PrivateKey};
+constexpr Item<X509Ptr> certificate = {
+    Pkcs12Part::certificates, SSL_CTX_use_certificate_file, useDerFile, useDerBuffer,
+    PEM_read_bio_X509,        SSL_CTX_use_certificate};
+constexpr Item<KeyPtr> privateKey = {
+    Pkcs12Part::keys, SSL_CTX_use_PrivateKey_file, refuseDer,
+    refuseDer,        PEM_read_bio_PrivateKey,     SSL_CTX_use_PrivateKey};
 
 template <class Owner>
 int usePem(const Item<Owner> &item, SSL_CTX *context, const BioPtr &input) {
@@ -75,8 +80,23 @@ int usePem(const Item<Owner> &item, SSL_CTX *context, const BioPtr &input) {
     return first ? toResult(item.use(context, first.get())) : failed;
 }
 
-BioPtr toPem(const BioPtr &pkcs12, const char *password) {
-    return BioPtr(pkcs12 ? pkcs12_BIO_to_clear_BIO(pkcs12.get(), password) : nullptr);
+template <class Owner>
+int usePkcs12(const Item<Owner> &item, SSL_CTX *context, const BioPtr &pkcs12,
+              const char *password) {
+    return pkcs12 ? usePem(item, context, toPem(pkcs12.get(), password, item.part)) : failed;
+}
+
+// What is no file, such as a pipe, can be read only once.
+BioPtr openAgain(const void *path) {
+    struct stat status = {};
+    const bool isFile =
+        stat(static_cast<const char *>(path), &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? openFile(path) : nullptr;
+}
+
+template <class Owner>
+bool isAffordable(const Item<Owner> &item, const BioPtr &pem) {
+    return item.part != Pkcs12Part::keys || !pem || canAffordFirstKey(pem.get());
 }
 
 template <class Owner>
@@ -84,18 +104,22 @@ int use(const Item<Owner> &item, SSL_CTX *context, const void *source, int type,
         const char *password) {
     switch (type) {
     case QLDAPX_TLS_FILE_PEM:
+        if (!isAffordable(item, openAgain(source)))
+            return failed;
         return toResult(
             item.usePemFile(context, static_cast<const char *>(source), SSL_FILETYPE_PEM));
     case QLDAPX_TLS_FILE_DER:
         return toResult(item.useDerFile(context, source));
     case QLDAPX_TLS_BUFFER_PEM:
+        if (!isAffordable(item, openBuffer(source)))
+            return failed;
         return usePem(item, context, openBuffer(source));
     case QLDAPX_TLS_BUFFER_DER:
         return toResult(item.useDerBuffer(context, source));
     case QLDAPX_TLS_FILE_PKCS12:
-        return usePem(item, context, toPem(openFile(source), password));
+        return usePkcs12(item, context, openFile(source), password);
     case QLDAPX_TLS_BUFFER_PKCS12:
-        return usePem(item, context, toPem(openBuffer(source), password));
+        return usePkcs12(item, context, openBuffer(source), password);
     default:
         return failed;
     }

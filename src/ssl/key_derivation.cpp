@@ -3,7 +3,9 @@
 #include "ssl/handles.h"
 
 #include <algorithm>
+#include <cstring>
 #include <openssl/err.h>
+#include <openssl/pem.h>
 #include <openssl/provider.h>
 
 namespace qldapx {
@@ -84,17 +86,48 @@ long costOf(const X509_ALGOR *encryption) {
 // The library's own, since a program that loads the old algorithms into the common one loses the
 // usual ones there, unless it loads them as well. It lives as long as the process.
 OSSL_LIB_CTX *newAlgorithms() {
-    OSSL_LIB_CTX *library = OSSL_LIB_CTX_new();
-    if (library == nullptr)
-        return nullptr;
-    if (OSSL_PROVIDER_load(library, "default") == nullptr) {
-        OSSL_LIB_CTX_free(library);
-        return nullptr;
-    }
+    OSSL_LIB_CTX *made = OSSL_LIB_CTX_new();
+    if (made != nullptr && OSSL_PROVIDER_load(made, "default") != nullptr)
+        return made;
+    OSSL_LIB_CTX_free(made);
+    return nullptr;
+}
+
+// RC2 and the like; not installed everywhere.
+bool addOldAlgorithms(OSSL_LIB_CTX *to) {
     ERR_set_mark();
-    OSSL_PROVIDER_load(library, "legacy"); // RC2 and the like; not installed everywhere
+    const bool isThere = OSSL_PROVIDER_load(to, "legacy") != nullptr;
     ERR_pop_to_mark();
-    return library;
+    return isThere;
+}
+
+struct PemBlock {
+    char *name = nullptr;
+    char *header = nullptr;
+    unsigned char *bytes = nullptr;
+    long size = 0;
+
+    PemBlock() = default;
+    PemBlock(const PemBlock &) = delete;
+    PemBlock &operator=(const PemBlock &) = delete;
+    ~PemBlock() {
+        OPENSSL_free(name);
+        OPENSSL_free(header);
+        OPENSSL_clear_free(bytes, static_cast<std::size_t>(size)); // a key, perhaps
+    }
+};
+
+// RFC 7468, 11. The older form of encryption derives its key in one round.
+bool payForKey(const PemBlock &block) {
+    if (std::strcmp(block.name, PEM_STRING_PKCS8) != 0)
+        return true;
+    const unsigned char *bytes = block.bytes;
+    const Owned<X509_SIG, X509_SIG_free> key(d2i_X509_SIG(nullptr, &bytes, block.size));
+    if (!key)
+        return true; // OpenSSL will say so
+    const X509_ALGOR *encryption = nullptr;
+    X509_SIG_get0(key.get(), &encryption, nullptr);
+    return Effort().pay(encryption);
 }
 
 } // namespace
@@ -108,10 +141,29 @@ bool Effort::pay(const X509_ALGOR *encryption) {
 }
 
 OSSL_LIB_CTX *algorithms() {
-    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     static OSSL_LIB_CTX *library = nullptr;
-    pthread_once(&once, [] { library = newAlgorithms(); });
+    static bool hasOldOnes = false;
+    const Lock lock(mutex);
+    if (library == nullptr)
+        library = newAlgorithms();
+    if (library != nullptr && !hasOldOnes)
+        hasOldOnes = addOldAlgorithms(library);
     return library;
+}
+
+bool canAffordFirstKey(BIO *pem) {
+    for (;;) {
+        PemBlock block;
+        ERR_set_mark();
+        const bool isRead =
+            PEM_read_bio(pem, &block.name, &block.header, &block.bytes, &block.size) == 1;
+        ERR_pop_to_mark();
+        if (!isRead)
+            return true; // OpenSSL will say so
+        if (std::strstr(block.name, "PRIVATE KEY") != nullptr)
+            return payForKey(block);
+    }
 }
 
 } // namespace qldapx

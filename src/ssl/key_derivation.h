@@ -18,6 +18,9 @@ class Effort {
     long left_ = allowed;
 };
 
+// Whether the first private key of this PEM, if it is encrypted (RFC 5958, 3), asks for no more.
+[[nodiscard]] bool canAffordFirstKey(BIO *pem);
+
 // Where the algorithms of old files are found, too, if they are installed; NULL: where OpenSSL
 // looks by itself.
 OSSL_LIB_CTX *algorithms();

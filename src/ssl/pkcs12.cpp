@@ -1,5 +1,5 @@
+#include "ssl/pkcs12.h"
 #include "qldapx/tls_certificate.h"
-#include "ssl/handles.h"
 #include "ssl/key_derivation.h"
 
 #include <openssl/pem.h>
@@ -11,47 +11,71 @@ constexpr int done = 1;
 constexpr int failed = 0;
 constexpr int lengthOfText = -1; // of a password that ends in a zero byte
 
-int dumpBags(BIO *output, const STACK_OF(PKCS12_SAFEBAG) * bags, const char *password,
-             Effort &effort);
+// What a dump is for, and where it goes.
+struct Dump {
+    BIO *output;
+    const char *password;
+    Pkcs12Part part = Pkcs12Part::all;
+    Effort effort = {};
 
-int dumpKey(BIO *output, const PKCS8_PRIV_KEY_INFO *pkcs8) {
+    // A part is PEM and nothing else: the text of an attribute could pass for PEM.
+    [[nodiscard]] bool writesText() const { return part == Pkcs12Part::all; }
+    [[nodiscard]] bool writes(Pkcs12Part kind) const {
+        return part == Pkcs12Part::all || part == kind;
+    }
+};
+
+int dumpBags(Dump &dump, const STACK_OF(PKCS12_SAFEBAG) * bags);
+
+void dumpAttributes(const Dump &dump, const STACK_OF(X509_ATTRIBUTE) * attributes,
+                    const char *heading) {
+    if (dump.writesText())
+        print_attribs(dump.output, attributes, heading);
+}
+
+int dumpKey(const Dump &dump, const PKCS8_PRIV_KEY_INFO *pkcs8) {
     const KeyPtr key(EVP_PKCS82PKEY_ex(pkcs8, algorithms(), nullptr));
     if (!key)
         return failed;
-    print_attribs(output, PKCS8_pkey_get0_attrs(pkcs8), "Key Attributes");
-    return PEM_write_bio_PrivateKey(output, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
+    if (!dump.writes(Pkcs12Part::keys))
+        return done;
+    dumpAttributes(dump, PKCS8_pkey_get0_attrs(pkcs8), "Key Attributes");
+    return PEM_write_bio_PrivateKey(dump.output, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
 }
 
-int dumpShroudedKey(BIO *output, const PKCS12_SAFEBAG *bag, const char *password, Effort &effort) {
+int dumpShroudedKey(Dump &dump, const PKCS12_SAFEBAG *bag) {
     const X509_ALGOR *encryption = nullptr;
     X509_SIG_get0(PKCS12_SAFEBAG_get0_pkcs8(bag), &encryption, nullptr);
-    if (!effort.pay(encryption))
+    if (!dump.effort.pay(encryption))
         return failed;
     const Pkcs8Ptr pkcs8(
-        PKCS12_decrypt_skey_ex(bag, password, lengthOfText, algorithms(), nullptr));
-    return pkcs8 ? dumpKey(output, pkcs8.get()) : failed;
+        PKCS12_decrypt_skey_ex(bag, dump.password, lengthOfText, algorithms(), nullptr));
+    return pkcs8 ? dumpKey(dump, pkcs8.get()) : failed;
 }
 
-int dumpCertificate(BIO *output, const PKCS12_SAFEBAG *bag) {
+int dumpCertificate(const Dump &dump, const PKCS12_SAFEBAG *bag) {
     if (PKCS12_SAFEBAG_get_bag_nid(bag) != NID_x509Certificate)
         return done;
     const X509Ptr certificate(PKCS12_SAFEBAG_get1_cert(bag));
     if (!certificate)
         return failed;
-    dump_cert_text(output, certificate.get());
-    return PEM_write_bio_X509(output, certificate.get());
+    if (dump.writesText())
+        dump_cert_text(dump.output, certificate.get());
+    return dump.writes(Pkcs12Part::certificates)
+               ? PEM_write_bio_X509(dump.output, certificate.get())
+               : done;
 }
 
-int dumpContent(BIO *output, const PKCS12_SAFEBAG *bag, const char *password, Effort &effort) {
+int dumpContent(Dump &dump, const PKCS12_SAFEBAG *bag) {
     switch (PKCS12_SAFEBAG_get_nid(bag)) {
     case NID_keyBag:
-        return dumpKey(output, PKCS12_SAFEBAG_get0_p8inf(bag));
+        return dumpKey(dump, PKCS12_SAFEBAG_get0_p8inf(bag));
     case NID_pkcs8ShroudedKeyBag:
-        return dumpShroudedKey(output, bag, password, effort);
+        return dumpShroudedKey(dump, bag);
     case NID_certBag:
-        return dumpCertificate(output, bag);
+        return dumpCertificate(dump, bag);
     default:
-        return dumpBags(output, PKCS12_SAFEBAG_get0_safes(bag), password, effort);
+        return dumpBags(dump, PKCS12_SAFEBAG_get0_safes(bag));
     }
 }
 
@@ -61,44 +85,59 @@ bool isHandled(const PKCS12_SAFEBAG *bag) {
            kind == NID_safeContentsBag;
 }
 
-int dumpBag(BIO *output, const PKCS12_SAFEBAG *bag, const char *password, Effort &effort) {
+int dumpBag(Dump &dump, const PKCS12_SAFEBAG *bag) {
     if (!isHandled(bag))
         return done;
-    print_attribs(output, PKCS12_SAFEBAG_get0_attrs(bag), "Bag Attributes");
-    return dumpContent(output, bag, password, effort);
+    dumpAttributes(dump, PKCS12_SAFEBAG_get0_attrs(bag), "Bag Attributes");
+    return dumpContent(dump, bag);
 }
 
-int dumpBags(BIO *output, const STACK_OF(PKCS12_SAFEBAG) * bags, const char *password,
-             Effort &effort) {
+int dumpBags(Dump &dump, const STACK_OF(PKCS12_SAFEBAG) * bags) {
     for (int i = 0; i < sk_PKCS12_SAFEBAG_num(bags); ++i)
-        if (dumpBag(output, sk_PKCS12_SAFEBAG_value(bags, i), password, effort) == failed)
+        if (dumpBag(dump, sk_PKCS12_SAFEBAG_value(bags, i)) == failed)
             return failed;
     return done;
 }
 
-BagsPtr decrypt(const PKCS7 *safe, const char *password, Effort &effort) {
+BagsPtr decrypt(Dump &dump, const PKCS7 *safe) {
     const PKCS7_ENC_CONTENT *content =
         safe->d.encrypted != nullptr ? safe->d.encrypted->enc_data : nullptr;
-    if (content == nullptr || content->enc_data == nullptr || !effort.pay(content->algorithm))
+    if (content == nullptr || content->enc_data == nullptr || !dump.effort.pay(content->algorithm))
         return nullptr;
-    return BagsPtr(static_cast<STACK_OF(PKCS12_SAFEBAG) *>(
-        PKCS12_item_decrypt_d2i_ex(content->algorithm, ASN1_ITEM_rptr(PKCS12_SAFEBAGS), password,
-                                   lengthOfText, content->enc_data, 1, algorithms(), nullptr)));
+    return BagsPtr(static_cast<STACK_OF(PKCS12_SAFEBAG) *>(PKCS12_item_decrypt_d2i_ex(
+        content->algorithm, ASN1_ITEM_rptr(PKCS12_SAFEBAGS), dump.password, lengthOfText,
+        content->enc_data, 1, algorithms(), nullptr)));
 }
 
-int dumpSafe(BIO *output, PKCS7 *safe, const char *password, Effort &effort) {
+int dumpSafe(Dump &dump, PKCS7 *safe) {
     BagsPtr bags;
     switch (OBJ_obj2nid(safe->type)) {
     case NID_pkcs7_data:
         bags.reset(PKCS12_unpack_p7data(safe));
         break;
     case NID_pkcs7_encrypted:
-        bags = decrypt(safe, password, effort);
+        bags = decrypt(dump, safe);
         break;
     default:
         return done;
     }
-    return bags ? dumpBags(output, bags.get(), password, effort) : failed;
+    return bags ? dumpBags(dump, bags.get()) : failed;
+}
+
+int dumpSafes(Dump &dump, const PKCS12 *p12) {
+    const SafesPtr safes(PKCS12_unpack_authsafes(p12));
+    if (!safes)
+        return failed;
+    for (int i = 0; i < sk_PKCS7_num(safes.get()); ++i)
+        if (dumpSafe(dump, sk_PKCS7_value(safes.get(), i)) == failed)
+            return failed;
+    return done;
+}
+
+int dumpFile(Dump &dump, BIO *input) {
+    OPENSSL_add_all_algorithms_noconf();
+    const Pkcs12Ptr p12(d2i_PKCS12_bio(input, nullptr));
+    return p12 ? dumpSafes(dump, p12.get()) : failed;
 }
 
 void printName(BIO *output, const ASN1_OBJECT *object) {
@@ -158,6 +197,15 @@ class NameText {
 };
 
 } // namespace
+
+BioPtr toPem(BIO *pkcs12, const char *password, Pkcs12Part part) {
+    BioPtr output(BIO_new(BIO_s_mem()));
+    Dump dump = {output.get(), password, part};
+    if (!output || dumpFile(dump, pkcs12) == failed)
+        return nullptr;
+    return output;
+}
+
 } // namespace qldapx
 
 using namespace qldapx;
@@ -165,38 +213,28 @@ using namespace qldapx;
 extern "C" {
 
 BIO *pkcs12_BIO_to_clear_BIO(BIO *input, const char *password) {
-    BioPtr output(BIO_new(BIO_s_mem()));
-    if (!output || dump_certs_keys_buf(output.get(), input, password) == failed)
-        return nullptr;
-    return output.release();
+    return toPem(input, password, Pkcs12Part::all).release();
 }
 
 int dump_certs_keys_buf(BIO *output, BIO *input, const char *password) {
-    OPENSSL_add_all_algorithms_noconf();
-    const Pkcs12Ptr p12(d2i_PKCS12_bio(input, nullptr));
-    return p12 ? dump_certs_keys_p12(output, p12.get(), password) : failed;
+    Dump dump = {output, password};
+    return dumpFile(dump, input);
 }
 
 int dump_certs_keys_p12(BIO *output, const PKCS12 *p12, const char *password) {
-    const SafesPtr safes(PKCS12_unpack_authsafes(p12));
-    if (!safes)
-        return failed;
-    Effort effort;
-    for (int i = 0; i < sk_PKCS7_num(safes.get()); ++i)
-        if (dumpSafe(output, sk_PKCS7_value(safes.get(), i), password, effort) == failed)
-            return failed;
-    return done;
+    Dump dump = {output, password};
+    return dumpSafes(dump, p12);
 }
 
 int dump_certs_pkeys_bags(BIO *output, const STACK_OF(PKCS12_SAFEBAG) * bags,
                           const char *password) {
-    Effort effort;
-    return dumpBags(output, bags, password, effort);
+    Dump dump = {output, password};
+    return dumpBags(dump, bags);
 }
 
 int dump_certs_pkeys_bag(BIO *output, const PKCS12_SAFEBAG *bag, const char *password) {
-    Effort effort;
-    return dumpBag(output, bag, password, effort);
+    Dump dump = {output, password};
+    return dumpBag(dump, bag);
 }
 
 int print_attribs(BIO *output, const STACK_OF(X509_ATTRIBUTE) * attributes, const char *heading) {

@@ -85,8 +85,8 @@ Bytes longTlv(unsigned char tag, const Bytes &content, unsigned lengthBytes) {
 
 Bytes integer(std::int64_t value) {
     unsigned width = 1;
-    while (value < -(std::int64_t{1} << (8 * width - 1)) || value >= std::int64_t{1}
-                                                                         << (8 * width - 1))
+    while (width < sizeof value && (value < -(std::int64_t{1} << (8 * width - 1)) ||
+                                    value >= std::int64_t{1} << (8 * width - 1)))
         ++width;
     return tlv(0x02, bigEndian(static_cast<std::uint64_t>(value), width));
 }

@@ -35,16 +35,20 @@ std::vector<std::string> complete(const std::string &words) {
 TEST(Completion, OffersCommands) {
     EXPECT_THAT(complete("qldapx pa"), ElementsAre("partition"));
     EXPECT_THAT(complete("qldapx ''"), Contains("trigger"));
+    EXPECT_THAT(complete("qldapx cert s"), ElementsAre("show"));
     EXPECT_THAT(complete("qldapx trigger j"), ElementsAre("janitor"));
     EXPECT_THAT(complete("qldapx partition split-"), ElementsAre("split-orphan"));
     EXPECT_THAT(complete("qldapx completion ''"), Not(Contains("man")));
 }
 
 TEST(Completion, OffersOptions) {
-    EXPECT_THAT(complete("qldapx replica add --t"), ElementsAre("--type", "--timeout"));
-    EXPECT_THAT(complete("qldapx replica list --t"), ElementsAre("--timeout"));
+    EXPECT_THAT(complete("qldapx replica add --t"),
+                ElementsAre("--type", "--tls-verify", "--timeout"));
+    EXPECT_THAT(complete("qldapx replica list --t"), ElementsAre("--tls-verify", "--timeout"));
     EXPECT_THAT(complete("qldapx --j"), ElementsAre("--json"));
     EXPECT_THAT(complete("qldapx whoami -U"), ElementsAre("-U"));
+    EXPECT_THAT(complete("qldapx whoami --ce"), ElementsAre("--cert"));
+    EXPECT_THAT(complete("qldapx cert show --p"), ElementsAre("--pem", "--p12"));
 }
 
 TEST(Completion, KnowsOptionsBeforeTheCommand) {
@@ -62,11 +66,13 @@ TEST(Completion, OffersNothingForAValue) {
         EXPECT_THAT(complete(std::string("qldapx ") + option + " ''"), IsEmpty());
     EXPECT_THAT(complete("qldapx -D cn = ''"), IsEmpty());
     EXPECT_THAT(complete("qldapx replica add --type ''"), IsEmpty());
+    EXPECT_THAT(complete("qldapx --tls-verify ''"), IsEmpty());
 }
 
 TEST(Completion, OffersFilesWhereAFileIsNamed) {
     for (const char *option :
-         {"whoami -y", "backup cn=a -o", "restore --check", "restore cn=a --password-file"})
+         {"whoami -y", "whoami --cacert", "whoami --p12", "--key-password-file", "backup cn=a -o",
+          "restore --check", "restore cn=a --password-file"})
         EXPECT_THAT(complete(std::string("qldapx ") + option + " /etc/pass"),
                     Contains("/etc/passwd"));
 }

@@ -62,7 +62,7 @@ const std::vector<Arguments> &allCommands() {
 }
 
 TEST(Help, KnowsEveryCommand) {
-    constexpr std::size_t root = 1, groups = 8, commands = 47;
+    constexpr std::size_t root = 1, groups = 9, commands = 48;
     EXPECT_EQ(allCommands().size(), root + groups + commands);
 }
 
@@ -81,16 +81,24 @@ std::string scriptOf(const Arguments &command, const std::vector<std::string> &l
     return draws ? script + "' /dev/null\n" : script;
 }
 
+/** Examples of TLS need a server that speaks it, and its CA; any other one not. */
+Arguments serverOf(const Arguments &command, const TemporaryFolder &folder) {
+    if (command.empty() || command.front() != "cert")
+        return {};
+    return {"--tls", "auto", "--tls-ca-file", folder.path("ca.pem")};
+}
+
 TEST(Help, EveryExampleWorks) {
     const std::string tool = QLDAPX_PATH;
     const std::string path = tool.substr(0, tool.rfind('/')) + ":/usr/bin:/bin";
     for (const Arguments &command : allCommands()) {
         const auto lines = part(helpOf(command), "Example");
         EXPECT_FALSE(lines.empty());
-        const Simulator simulator;
         const TemporaryFolder folder; // for what they write
+        const Simulator simulator(serverOf(command, folder));
+        const std::string address = simulator.uri().substr(simulator.uri().find("127"));
         const std::string script = std::regex_replace(
-            scriptOf(command, lines), std::regex("ldap://127\\.0\\.0\\.1:1389"), simulator.uri());
+            scriptOf(command, lines), std::regex("127\\.0\\.0\\.1:(1389|1636)"), address);
         std::map<std::string, std::string> environment = leakRules(command);
         environment["PATH"] = path;
         const Result result = runShell(script, {environment, {}, folder.path("")});

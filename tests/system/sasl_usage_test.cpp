@@ -19,7 +19,7 @@ struct Mistake {
 const std::vector<Mistake> mistakes = {
     {{"-Y", "PLAIN", "-U", "ada", "-w", "a"}, "-Y PLAIN", "DIGEST-MD5"},
     {{"-Y", "", "-U", "ada", "-w", "a"}, "-Y", "DIGEST-MD5"},
-    {{"-Y", "DIGEST-MD5\x1b", "-U", "ada", "-w", "a"}, "DIGEST-MD5\\x1b", "the only one"},
+    {{"-Y", "DIGEST-MD5\x1b", "-U", "ada", "-w", "a"}, "DIGEST-MD5\\x1b", "the only ones"},
     {{"-Y", "DIGEST-MD5", "-w", "a"}, "-Y needs a user", "-U USER"},
     {{"-Y", "DIGEST-MD5", "-U", "", "-w", "a"}, "-U is empty", "-U USER"},
     {{"-Y", "DIGEST-MD5", "-U", "ada"},

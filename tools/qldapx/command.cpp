@@ -24,6 +24,12 @@ void Run::open() {
         session_.emplace(connection_, out.isJson());
 }
 
+// What has to be asked is asked before.
+void Run::takeTerminal() {
+    prepareEncryption(connection_, out.isJson());
+    connection_.mayAsk = false;
+}
+
 void Run::perform(const std::string &object, const Session::Call &call) {
     open();
     session_->perform(name_, object, call);

@@ -32,7 +32,7 @@ class Run {
     /** For a command that opens more sessions than one: asks for the password only now. */
     void keepPassword() { qldapx::keepPassword(connection_, out.isJson()); }
     /** From now on no question can be asked on the terminal: something else is shown there. */
-    void takeTerminal() { connection_.mayAsk = false; }
+    void takeTerminal();
     /** The server's, once the session is open. */
     [[nodiscard]] std::string uri() const { return session_->uri(); }
     /** The command, such as "partition split". */
@@ -104,6 +104,7 @@ void addLoad(CLI::App &root, Tool &tool);
 void addSchema(CLI::App &root, Tool &tool);
 void addTrigger(CLI::App &root, Tool &tool);
 void addRefresh(CLI::App &root, Tool &tool);
+void addCert(CLI::App &root, Tool &tool);
 void addCompletion(CLI::App &root, Tool &tool);
 
 } // namespace qldapx

@@ -17,9 +17,9 @@ namespace {
 using namespace qldapx;
 
 constexpr std::array commandFamilies = {
-    addWhoami,     addSearch, addEvents, addPartition, addReplica, addFilter,
-    addPrivileges, addRights, addName,   addReference, addBackup,  addRestore,
-    addLoad,       addSchema, addStatus, addTrigger,   addRefresh, addCompletion,
+    addWhoami, addSearch,  addEvents,    addPartition, addReplica,    addFilter, addPrivileges,
+    addRights, addName,    addReference, addBackup,    addRestore,    addLoad,   addSchema,
+    addStatus, addTrigger, addRefresh,   addCert,      addCompletion,
 };
 
 void build(CLI::App &root, Tool &tool) {

@@ -51,7 +51,7 @@ constexpr std::array rows = {
         "see --help of the command"},
     Row{LDAP_NO_MEMORY, "memory ran out here, not on the server", "free some memory"},
     Row{LDAP_CONNECT_ERROR, "the connection could not be encrypted",
-        "check the server's certificate and TLS_CACERT in ldap.conf"},
+        "if its certificate is not trusted: --cacert FILE with the CA's certificate"},
 };
 
 Words serverDown(const Outcome &outcome) {
@@ -72,6 +72,14 @@ Words timedOut(const Outcome &outcome) {
 }
 
 } // namespace
+
+Words explainExternal(const Outcome &outcome) {
+    if (outcome.code <= 0 || outcome.code == LDAP_BUSY || outcome.code == LDAP_UNAVAILABLE)
+        return explain(outcome);
+    return {"the server does not know who the client is by its certificate",
+            "give one that the server knows: --cert and --key, or --p12, with ldaps:// or -ZZ; is "
+            "EXTERNAL known there? qldapx search -b '' -s base supportedSASLMechanisms"};
+}
 
 Words explain(const Outcome &outcome) {
     switch (outcome.code) {

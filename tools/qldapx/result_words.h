@@ -25,5 +25,7 @@ struct Words {
 };
 
 Words explain(const Outcome &outcome);
+/** The same for a bind with EXTERNAL. */
+Words explainExternal(const Outcome &outcome);
 
 } // namespace qldapx

@@ -6,9 +6,12 @@
 #include "password.h"
 #include "realm.h"
 #include "text.h"
+#include "tls/client.h"
 
+#include <cstring>
 #include <fmt/format.h>
 #include <qldapx.h>
+#include <strings.h>
 
 namespace qldapx {
 namespace {
@@ -48,7 +51,7 @@ Secret givenPassword(ConnectionOptions &options, bool json) {
 // A DN without a password makes an unauthenticated bind (RFC 4513, 5.1.2), which many servers
 // answer with success although it proves nothing.
 void requirePassword(const ConnectionOptions &options, const Secret &password) {
-    if (!password.empty())
+    if (!password.empty() || options.bindsExternally())
         return;
     const bool isGiven = options.hasPassword || options.ask;
     if (options.mechanism)
@@ -63,7 +66,17 @@ void requirePassword(const ConnectionOptions &options, const Secret &password) {
                          "leave out -D to be anonymous");
 }
 
+/** Whether the session's server, or one of them, is reached by TLS from the start. */
+bool hasLdapsUri(const ConnectionOptions &options) {
+    const std::string uris = options.uri.value_or(textOption(nullptr, LDAP_OPT_URI));
+    return strcasestr(uris.c_str(), "ldaps://") != nullptr;
+}
+
 } // namespace
+
+bool ConnectionOptions::bindsExternally() const {
+    return mechanism && strcasecmp(mechanism->c_str(), "EXTERNAL") == 0;
+}
 
 void keepPassword(ConnectionOptions &options, bool json) {
     options.password = givenPassword(options, json);
@@ -71,11 +84,21 @@ void keepPassword(ConnectionOptions &options, bool json) {
     options.passwordIsKept = true;
 }
 
-Session::Session(ConnectionOptions &options, bool json) : timeout_(options.timeout) {
+void prepareEncryption(ConnectionOptions &options, bool json) {
+    const Encryption encryption = {hasLdapsUri(options), options.startTls > 0};
+    requireUseOfTls(options.tls, encryption);
+    if (encryption.fromTheStart)
+        prepareTls(options.tls, json);
+}
+
+Session::Session(ConnectionOptions &options, bool json)
+    : watchdog_(options.timeout), timeout_(options.timeout),
+      hasIdentity_(options.tls.hasIdentity()) {
+    prepareEncryption(options, json);
     Secret password = givenPassword(options, json);
     requirePassword(options, password);
     open(options);
-    encrypt(options, json);
+    connect(options, json);
     bind(options, password);
     if (options.actAs)
         attach("--as", [&](LDAP *ld, LDAPControl **control) {
@@ -118,11 +141,35 @@ void Session::open(const ConnectionOptions &options) {
     ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
 }
 
+// A plain session connects with its first operation.
+void Session::connect(const ConnectionOptions &options, bool json) {
+    forgetHandshake();
+    if (options.startTls > 0) {
+        prepareStartTls(session_.get(), options.tls, json);
+        encrypt(options, json);
+    } else if (hasLdapsUri(options)) {
+        encrypts_ = true;
+        watchdog_.attachTo(session_.get());
+        if (!options.tls.verifies())
+            setOption(session_.get(), LDAP_OPT_X_TLS_REQUIRE_CERT, int{LDAP_OPT_X_TLS_NEVER});
+        perform("connect", uri(), ldap_connect);
+    }
+}
+
+// In two steps: the watchdog is for the second.
 void Session::encrypt(const ConnectionOptions &options, bool json) {
-    if (options.startTls == 0)
-        return;
     try {
-        perform("StartTLS", uri(), [](LDAP *ld) { return ldap_start_tls_s(ld, nullptr, nullptr); });
+        perform("StartTLS", uri(), [](LDAP *ld) {
+            return ldap_extended_operation_s(ld, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr,
+                                             nullptr, nullptr);
+        });
+        encrypts_ = true;
+        perform("StartTLS", uri(), [this](LDAP *ld) {
+            watchdog_.watch(ld);
+            const int result = ldap_install_tls(ld);
+            Watchdog::rest();
+            return result;
+        });
     } catch (const Failure &failure) {
         if (options.startTls > 1 || failure.problem().code.value_or(0) < 0)
             throw;
@@ -134,7 +181,12 @@ void Session::encrypt(const ConnectionOptions &options, bool json) {
 void Session::bind(ConnectionOptions &options, Secret &password) {
     const bool endsInNewline = options.passwordFile && password.view().ends_with('\n');
     try {
-        options.mechanism ? bindByDigest(options, password) : bindSimply(options, password);
+        if (options.bindsExternally())
+            bindExternally();
+        else if (options.mechanism)
+            bindByDigest(options, password);
+        else
+            bindSimply(options, password);
     } catch (const Failure &failure) {
         Problem problem = failure.problem();
         if (remembered() == LDAP_INVALID_CREDENTIALS && endsInNewline)
@@ -152,6 +204,18 @@ void Session::bindSimply(const ConnectionOptions &options, Secret &password) {
     perform("bind", options.who(), [&](LDAP *ld) {
         return ldap_sasl_bind_s(ld, dn, LDAP_SASL_SIMPLE, &credentials, nullptr, nullptr, nullptr);
     });
+}
+
+// With an empty name: the server knows the client by its certificate. Without any it would ask.
+void Session::bindExternally() {
+    char empty[] = "";
+    berval nobody = {0, empty};
+    attempt(
+        "bind", "EXTERNAL",
+        [&](LDAP *ld) {
+            return ldap_sasl_bind_s(ld, "", "EXTERNAL", &nobody, nullptr, nullptr, nullptr);
+        },
+        explainExternal);
 }
 
 void Session::bindByDigest(ConnectionOptions &options, const Secret &password) {
@@ -178,6 +242,15 @@ int Session::remembered() const {
     return code;
 }
 
+Words Session::wordsFor(const Outcome &outcome, Explain explain) const {
+    if (outcome.opening && encrypts_ && outcome.code < 0)
+        if (const auto words =
+                explainTls({outcome.uri, textOption(session_.get(), LDAP_OPT_DIAGNOSTIC_MESSAGE),
+                            timeout_, hasIdentity_, outcome.code == LDAP_SERVER_DOWN}))
+            return *words;
+    return explain(outcome);
+}
+
 void Session::attempt(const std::string &operation, const std::string &object, const Call &call,
                       Explain explain) {
     LDAP *ld = session_.get();
@@ -189,7 +262,7 @@ void Session::attempt(const std::string &operation, const std::string &object, c
     const bool answered = sessionCode == LDAP_SUCCESS;
     // A backup that got no answer at all, or a refusal, calls that "no response OID".
     const int code = result == LDAP_NOT_SUPPORTED && !answered ? sessionCode : result;
-    const Words words = explain({code, sessionCode, !bound_, uri(), timeout_});
+    const Words words = wordsFor({code, sessionCode, !bound_, uri(), timeout_}, explain);
     throw Failure({operation, object, code, words.name.empty() ? ldap_err2string(code) : words.name,
                    words.reason,
                    answered ? std::string() : textOption(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE),

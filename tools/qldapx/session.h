@@ -2,6 +2,8 @@
 
 #include "result_words.h"
 #include "secret.h"
+#include "tls/options.h"
+#include "tls/watchdog.h"
 
 #include <functional>
 #include <ldap.h>
@@ -26,16 +28,22 @@ struct ConnectionOptions {
     bool passwordIsKept = false;
     bool ask = false;
     std::optional<std::string> passwordFile;
-    int startTls = 0;                 // 2: refuse to go on without
+    int startTls = 0; // 2: refuse to go on without
+    TlsOptions tls;
     int timeout = 30;                 // seconds
     std::optional<std::string> actAs; // whose rights count for what follows the bind
 
+    /** By the client's certificate, or what else the server knows the client by. */
+    [[nodiscard]] bool bindsExternally() const;
     /** The one to bind as; empty for nobody. */
     [[nodiscard]] std::string who() const { return user.value_or(bindDn.value_or("")); }
 };
 
 /** Gets the password now, and keeps it for all sessions that are opened with these options. */
 void keepPassword(ConnectionOptions &options, bool json);
+
+/** Reads what sessions with TLS need, and asks for the key's password, once. Throws UsageError. */
+void prepareEncryption(ConnectionOptions &options, bool json);
 
 /** A bound session. All of it throws Failure, or UsageError for options that cannot be used. */
 class Session {
@@ -60,20 +68,27 @@ class Session {
     };
 
     void open(const ConnectionOptions &options);
+    void connect(const ConnectionOptions &options, bool json);
     void encrypt(const ConnectionOptions &options, bool json);
     void bind(ConnectionOptions &options, Secret &password);
     void bindSimply(const ConnectionOptions &options, Secret &password);
+    void bindExternally();
     void bindByDigest(ConnectionOptions &options, const Secret &password);
 
     using Explain = Words (*)(const Outcome &);
+    /** What is known of the way to the server comes before what the code means. */
+    [[nodiscard]] Words wordsFor(const Outcome &outcome, Explain explain) const;
     void attempt(const std::string &operation, const std::string &object, const Call &call,
                  Explain explain);
     /** The result code of the last operation, as libldap remembers it. */
     [[nodiscard]] int remembered() const;
 
+    Watchdog watchdog_; // outlives the session, which calls it
     std::unique_ptr<LDAP, Unbind> session_;
     std::vector<std::unique_ptr<LDAPControl, FreeControl>> controls_;
     int timeout_;
+    bool hasIdentity_;
+    bool encrypts_ = false;
     bool bound_ = false;
 };
 

@@ -95,6 +95,14 @@ void checkName(const char *option, const std::string &name) {
     }
 }
 
+void checkExternal(const CLI::App &root) {
+    for (const char *other : {"-D", "-x", "-U", "-R", "-w", "-W", "-y"})
+        if (isGiven(root, other))
+            throw UsageError(fmt::format("{} does not go with -Y EXTERNAL", other),
+                             "the client's certificate says who binds, and proves it: --cert and "
+                             "--key, or --p12");
+}
+
 void checkSasl(const CLI::App &root, const ConnectionOptions &connection) {
     if (!connection.mechanism) {
         if (connection.user || connection.realm)
@@ -102,10 +110,12 @@ void checkSasl(const CLI::App &root, const ConnectionOptions &connection) {
                              "add -Y DIGEST-MD5");
         return;
     }
+    if (connection.bindsExternally())
+        return checkExternal(root);
     if (strcasecmp(connection.mechanism->c_str(), "DIGEST-MD5") != 0)
         throw UsageError(
             fmt::format("-Y {}: there is no such mechanism here", printable(*connection.mechanism)),
-            "-Y DIGEST-MD5, the only one");
+            "-Y DIGEST-MD5 or -Y EXTERNAL, the only ones");
     for (const char *simple : {"-D", "-x"})
         if (isGiven(root, simple))
             throw UsageError(fmt::format("{} is for a simple bind and does not go with -Y", simple),
@@ -132,7 +142,8 @@ void addConnectionOptions(CLI::App &root, Tool &tool) {
     add(root.add_option("-D", connection.bindDn, "Bind as this entry; without it, anonymous"),
         "DN");
     add(root.add_option("-Y", connection.mechanism,
-                        "Bind by SASL with this mechanism: DIGEST-MD5, as the user of -U"),
+                        "Bind by SASL with this mechanism: DIGEST-MD5, as the user of -U, or "
+                        "EXTERNAL, as whom the client's certificate names"),
         "MECH");
     add(root.add_option("-U", connection.user, "Whom to bind as with -Y"), "USER");
     add(root.add_option("-R", connection.realm,
@@ -146,6 +157,7 @@ void addConnectionOptions(CLI::App &root, Tool &tool) {
     add(root.add_option("-w", "The password; safer are -W and -y"), "PASSWORD");
     add(root.add_flag("-Z", connection.startTls,
                       "Encrypt with StartTLS; -ZZ refuses to go on without"));
+    addTlsOptions(root, connection.tls);
     add(root.add_option("--as", connection.actAs,
                         "Act as this entry, with its rights, where the server allows it"),
         "DN");
@@ -190,6 +202,7 @@ void parse(CLI::App &root, Tool &tool, std::vector<std::string> arguments) {
     tool.connection.hasPassword = isGiven(root, "-w");
     requireOnePassword(tool.connection);
     checkSasl(root, tool.connection);
+    checkTls(tool.connection.tls);
 }
 
 bool asksForJson(const std::vector<std::string> &arguments) {

@@ -82,6 +82,7 @@ std::string manualPage(const CLI::App &root) {
     page += fmt::format(".SH EXIT STATUS\n{}\n", escaped(exitStatusNote));
     page += ".SH ENVIRONMENT\n.TP\n\\fBLDAPURI\\fR and the other variables of ldap.conf(5)\n"
             "Where the server is, and how to reach it.\n"
+            ".TP\n\\fBSSL_CERT_FILE\\fR, \\fBSSL_CERT_DIR\\fR\nThe system\\(aqs trust store.\n"
             ".TP\n\\fBNO_COLOR\\fR\nWhen set and not empty: no colour.\n";
     page += ".SH SEE ALSO\nldapsearch(1), ldap.conf(5)\n";
     return page;

@@ -111,8 +111,7 @@ SslSessionPtr take(Cache &cache, const SSL *ssl, const char *peer) {
 int keep(SSL *ssl, SSL_SESSION *session) {
     const auto *peer = static_cast<const char *>(SSL_get_ex_data(ssl, indices().peer));
     Cache *cache = cacheOf(ssl);
-    if (peer == nullptr || cache == nullptr || !isVerified(ssl) ||
-        SSL_get_verify_result(ssl) != X509_V_OK)
+    if (peer == nullptr || cache == nullptr || !isVerified(ssl))
         return 0;
     char *ownPeer = strdup(peer);
     if (ownPeer == nullptr)

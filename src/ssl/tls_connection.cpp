@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 #include <openssl/err.h>
-#include <sys/stat.h>
 
 namespace qldapx {
 namespace {
@@ -48,24 +47,12 @@ char *newPeer(const char *host, int port) {
 }
 
 bool setUp(TlsConnection &connection, const char *host, int port) {
-    struct stat identity = {};
-    if (fstat(connection.use.socket, &identity) != 0)
-        return false;
-    connection.device = identity.st_dev;
-    connection.inode = identity.st_ino;
     connection.peer = newPeer(host, port);
     if (connection.peer == nullptr || !useSocket(connection.ssl, connection.use))
         return false;
     if (!isAddress(host) && SSL_set_tlsext_host_name(connection.ssl, host) != 1)
         return false;
     return requireHost(SSL_get0_param(connection.ssl), host);
-}
-
-// A socket that libldap closed has left its number to others.
-bool hasItsSocket(const TlsConnection &connection) {
-    struct stat identity = {};
-    return fstat(connection.use.socket, &identity) == 0 && identity.st_dev == connection.device &&
-           identity.st_ino == connection.inode;
 }
 
 bool connect(const TlsConnection &connection, const Deadline &deadline, OnSignal onSignal) {
@@ -161,8 +148,6 @@ ssize_t send(TlsConnection &connection, const void *data, std::size_t size) {
 }
 
 void sayGoodbye(TlsConnection &connection) {
-    if (!hasItsSocket(connection))
-        return;
     beginCall();
     SSL_shutdown(connection.ssl);
     ERR_clear_error();

@@ -4,17 +4,13 @@
 #include "ssl/handles.h"
 #include "ssl/socket_bio.h"
 
-#include <sys/types.h>
-
 namespace qldapx {
 
 struct TlsConnection {
     SSL *ssl;
     char *peer;    // host and port, which sessions are resumed for
     SocketUse use; // of libldap's, which closes it
-    dev_t device;
-    ino_t inode;
-    int patience; // for a write, in milliseconds, or noLimit
+    int patience;  // for a write, in milliseconds, or noLimit
 };
 
 void releaseTlsConnection(TlsConnection *connection);

@@ -33,8 +33,11 @@ ber_slen_t write(Sockbuf_IO_Desc *layer, void *data, ber_len_t size) {
     return send(connectionOf(layer), data, size);
 }
 
+// libldap puts its own layer below once a connection stands. Where there is none, an application's
+// callback has refused it, and the socket is closed already: its number may be another file's.
 int close(Sockbuf_IO_Desc *layer) {
-    sayGoodbye(connectionOf(layer));
+    if (layer->sbiod_next != nullptr)
+        sayGoodbye(connectionOf(layer));
     return 0;
 }
 

@@ -5,6 +5,8 @@
 #include "ssl/host_name.h"
 #include "ssl/libldap.h"
 
+#include <openssl/err.h>
+
 namespace qldapx {
 namespace {
 
@@ -32,12 +34,28 @@ void onDisconnecting(LDAP * /*ld*/, Sockbuf * /*sockbuf*/, ldap_conncb * /*callb
 
 ldap_conncb connectionCallback = {onConnected, onDisconnecting, nullptr};
 
+// libldap sets its TLS up with the first connection, and without a lock: threads that begin
+// together would find it half done. A context of its own makes it do so now.
+bool setUpLibldap() {
+    LDAP *session = nullptr;
+    if (ldap_create(&session) != LDAP_SUCCESS)
+        return false;
+    int isServer = 0;
+    ldap_set_option(session, LDAP_OPT_X_TLS_CACERTFILE, ""); // nor need it read any
+    ldap_set_option(session, LDAP_OPT_X_TLS_CACERTDIR, "");
+    ERR_set_mark();
+    ldap_set_option(session, LDAP_OPT_X_TLS_NEWCTX, &isServer);
+    ERR_pop_to_mark();
+    ldap_unbind_ext(session, nullptr, nullptr);
+    return true;
+}
+
 // libldap reads the pointer, and takes its reference for a connection a moment later: a context
 // that is replaced lives on until the next one is.
 bool giveToLibldap(SSL_CTX *context) {
     static SSL_CTX *given = nullptr;
     static SSL_CTX *givenBefore = nullptr;
-    if (!watchConnections(connectionCallback) ||
+    if ((given == nullptr && !setUpLibldap()) || !watchConnections(connectionCallback) ||
         ldap_set_option(nullptr, LDAP_OPT_X_TLS_CTX, context) != LDAP_OPT_SUCCESS)
         return false;
     SSL_CTX_free(givenBefore);

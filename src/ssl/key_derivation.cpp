@@ -140,6 +140,7 @@ bool Effort::pay(const X509_ALGOR *encryption) {
     return true;
 }
 
+// What has failed for want of memory is tried again.
 OSSL_LIB_CTX *algorithms() {
     static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     static OSSL_LIB_CTX *library = nullptr;

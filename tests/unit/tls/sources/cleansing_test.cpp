@@ -48,10 +48,6 @@ Bytes converted(const std::string &command) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-Bytes clearPkcs12() {
-    return pkcs12({safe({nestedBag({keyBag(derOf(clientKey), named("key"))}),
-                         certificateBag(derOf(clientCertificate))})});
-}
 Bytes modern() {
     return converted("pkcs12 -export");
 }
@@ -101,8 +97,6 @@ const CleanCase cleanCases[] = {
     {"TripleDesBuffer", 6, tripleDesPkcs12},
     {"TripleDesFile", 5, tripleDesPkcs12},
     {"KeyFirstBuffer", 6, keyFirst},
-    {"Pkcs12InClearBuffer", 6, clearPkcs12},
-    {"Pkcs12InClearFile", 5, clearPkcs12},
     {"FailureBuffer", 6, failsBehindTheKey},
 };
 

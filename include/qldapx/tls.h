@@ -153,7 +153,8 @@ QLDAPX_API int ldapssl_set_client_cert(const void *source, int type, const char 
 
 /*
  * ldapssl_set_client_private_key - sets the key that belongs to the client's certificate; otherwise
- * as ldapssl_set_client_cert. QLDAPX_TLS_FILE_DER and QLDAPX_TLS_BUFFER_DER are refused with 1.
+ * as ldapssl_set_client_cert. QLDAPX_TLS_FILE_DER and QLDAPX_TLS_BUFFER_DER are refused with 1, and
+ * an encrypted key in PEM that asks for more rounds than one of PKCS #12 may.
  */
 QLDAPX_API int ldapssl_set_client_private_key(const void *source, int type, const char *password);
 

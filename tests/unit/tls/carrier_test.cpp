@@ -217,44 +217,6 @@ void answerOnce(SSL *ssl, TlsServer::Seen &seen) {
         SSL_read(ssl, request, sizeof request);
 }
 
-// Sees to it that the next file gets this number: libldap 2.5 goes on polling that of a connection
-// which it has lost, and fails if nobody has it.
-class NextFile {
-  public:
-    explicit NextFile(int number) {
-        for (int file = dup(STDIN_FILENO); file != number; file = dup(STDIN_FILENO))
-            below_.push_back(file);
-        close(number);
-    }
-    ~NextFile() {
-        for (const int file : below_)
-            close(file);
-    }
-    NextFile(const NextFile &) = delete;
-    NextFile &operator=(const NextFile &) = delete;
-
-  private:
-    std::vector<int> below_;
-};
-
-// libldap keeps its buffers with the layers of the connection before.
-TEST_F(TlsCarrier, ReconnectsWithNewTls) {
-    trust();
-    TlsServer server(authority_.issue(), {}, answerOnce);
-    const Session session = openSession(server.port());
-    std::unique_ptr<NextFile> next;
-    for (std::size_t connection = 1; connection <= 3; ++connection) {
-        ASSERT_EQ(bindAnonymously(session), LDAP_SUCCESS) << diagnosis(session);
-        int socket = -1;
-        ldap_get_option(session.get(), LDAP_OPT_DESC, &socket);
-        loseConnection(session);
-        EXPECT_TRUE(server.seen(connection).back().isEstablished);
-        next = std::make_unique<NextFile>(socket);
-    }
-    EXPECT_EQ(textOption(session, LDAP_OPT_URI),
-              "ldaps://127.0.0.1:" + std::to_string(server.port()));
-}
-
 TEST_F(TlsCarrier, ASessionWithLibldapsOwnTlsIsNotTakenOver) {
     std::signal(SIGPIPE, SIG_IGN); // libldap's own TLS raises it
     TlsServer server(authority_.issue(), {}, answerOnce);

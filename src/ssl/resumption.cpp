@@ -82,15 +82,11 @@ bool isFor(const Kept &kept, const SSL *ssl, const char *peer) {
 // A ticket of TLS 1.3 is used once, so that nobody who listens can tell who comes again (RFC 8446,
 // C.4).
 SslSessionPtr takeOut(Kept &kept) {
-    if (SSL_SESSION_get_protocol_version(kept.session) < TLS1_3_VERSION)
-        SSL_SESSION_up_ref(kept.session);
-    else {
-        SslSessionPtr session(kept.session);
-        kept.session = nullptr;
+    SSL_SESSION_up_ref(kept.session);
+    SslSessionPtr session(kept.session);
+    if (SSL_SESSION_get_protocol_version(session.get()) >= TLS1_3_VERSION)
         drop(kept);
-        return session;
-    }
-    return SslSessionPtr(kept.session);
+    return session;
 }
 
 SslSessionPtr take(Cache &cache, const SSL *ssl, const char *peer) {

@@ -4,7 +4,8 @@
 # shellcheck disable=SC2034
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-jobs=$(nproc)
+# How many processes at once; JOBS says otherwise.
+jobs=${JOBS:-$(nproc)}
 
 # What is needed: Debian package, a probe that succeeds where it is there, what it is for.
 build_needs=(

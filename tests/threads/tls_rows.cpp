@@ -8,7 +8,7 @@
 
 #include <atomic>
 #include <memory>
-#include <qldapx/tls_certificate.h>
+#include <qldapx.h>
 
 namespace qldapx_test {
 namespace {
@@ -25,6 +25,7 @@ struct Scene {
 };
 std::unique_ptr<Scene> scene;
 std::atomic<unsigned> connected = 0, refused = 0;
+constexpr unsigned connectingThreads = 2; // while others change everything
 
 berval bytesOf(const std::string &text) {
     return {text.size(), const_cast<char *>(text.data())};
@@ -72,31 +73,44 @@ void setIdentity() {
     require(ldapssl_set_client_private_key(&key, QLDAPX_TLS_BUFFER_PEM, nullptr) == 0, "its key");
 }
 
-void change(unsigned round) {
+// What stands last lasts longest, because a new context takes its time. Every other one trusts
+// nobody, so that the callback decides.
+void changeOne(unsigned number) {
+    const bool isOdd = number / 7 % 2 == 1;
     int mode = -1;
-    switch (round % 7) {
+    switch (number % 7) {
     case 0:
         return require(ldapssl_client_init(nullptr) == 0, "a new context");
     case 1:
-        return trust();
+        return isOdd ? trust() : void();
     case 2:
         return setIdentity();
     case 3:
-        return require(ldapssl_set_verify_callback(acceptSome) == 0, "a callback");
+        return require(ldapssl_set_verify_mode(isOdd ? 1 : 0) == 0, "a mode");
     case 4:
-        return require(ldapssl_set_verify_callback(nullptr) == 0, "no callback");
-    case 5:
-        return require(ldapssl_set_verify_mode(static_cast<int>(round / 7 % 2)) == 0, "a mode");
-    default:
         return require(ldapssl_get_verify_mode(&mode) == 0 && mode >= 0, "the mode");
+    case 5:
+        return require(ldapssl_set_verify_callback(nullptr) == 0, "no callback");
+    default:
+        return require(ldapssl_set_verify_callback(acceptSome) == 0, "a callback");
     }
 }
 
+// As long as there are sessions that connect.
+template <auto act>
+void meanwhile(unsigned round) {
+    unsigned number = round;
+    do
+        act(number++);
+    while (connected + refused < round * connectingThreads);
+}
+
 // What an application may do to the context itself, with its lock.
-void lookAtContext(unsigned /*round*/) {
+void lookAtContext(unsigned /*number*/) {
     pthread_mutex_lock(&g_Sync);
     require(g_SSLReg == 1 && g_CryptCtx != nullptr, "there is a context");
-    require(add_cert(scene->authority.own().certificate.get()) == 0, "an anchor is added");
+    require(SSL_CTX_get0_certificate(g_CryptCtx) != scene->client.certificate.get(),
+            "the certificate is a copy");
     pthread_mutex_unlock(&g_Sync);
 }
 
@@ -107,7 +121,11 @@ void closeUnchanged() {
 
 const Row rows[] = {
     {"tls-sessions", 15, {connect, connect, connect, connect}, open, closeUnchanged},
-    {"tls-contexts-change", 40, {connect, connect, change, lookAtContext}, open, close},
+    {"tls-contexts-change",
+     30,
+     {connect, connect, meanwhile<changeOne>, meanwhile<changeOne>, meanwhile<lookAtContext>},
+     open,
+     close},
 };
 
 } // namespace

@@ -43,6 +43,10 @@ test_needs=(
     "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
     "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
+    "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
+)
+abi_needs=(
+    "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
 )
 lint_needs=(
     "clang-tidy|clang-tidy --version|clang-tidy 14"

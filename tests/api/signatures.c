@@ -216,6 +216,7 @@ static int layout_is_right(void) {
 
 int sasl_interface_is_right(void);
 int tls_interface_is_right(void);
+int data_interface_is_right(void);
 
 int main(void) {
     int all = HAVE_ALL(partition_operations) && HAVE_ALL(counts) && HAVE_ALL(pairs) &&
@@ -239,7 +240,7 @@ int main(void) {
           content_rule_text && content_rule_free && structure_rule && structure_rule_text &&
           structure_rule_free;
     if (!all || !layout_is_right() || !schema_layout_is_right() || !sasl_interface_is_right() ||
-        !tls_interface_is_right()) {
+        !tls_interface_is_right() || !data_interface_is_right()) {
         fputs("a function is missing or a record has moved\n", stderr);
         return 1;
     }

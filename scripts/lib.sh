@@ -129,3 +129,16 @@ build() {
         die "The build failed; all of its output is in build/$preset.log."
     }
 }
+
+# run_tests PRESET: adds to `passed` and `failed` what ctest reports. Many tests wait rather than
+# work, so that more of them run at once than there are processors.
+passed=0 failed=0
+run_tests() {
+    local log="$root/build/$1-tests.log" junit="$root/build/$1-tests.xml"
+    (cd "$root/build/$1" && ctest -j $((jobs * 2)) --timeout 300 --output-on-failure \
+        --output-junit "$junit") >"$log" 2>&1 || grep -vE ' Passed |^ +Start ' "$log" || true
+    local all bad
+    all=$(grep -c '<testcase ' "$junit")
+    bad=$(grep -cE '<testcase .*status="(fail|disabled|notrun)"' "$junit" || true)
+    passed=$((passed + all - bad)) failed=$((failed + bad))
+}

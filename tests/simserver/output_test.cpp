@@ -21,6 +21,12 @@ std::string command(const std::string &arguments) {
     return std::string("exec ") + STRATA_SIM + " --listen 127.0.0.1:0 " + arguments;
 }
 
+/** What a shell does to wait until the file is there, but not for ever. */
+std::string await(const TestFile &file) {
+    return "n=0; until test -s " + file.path() +
+           " || test $n = 400; do sleep 0.05; n=$((n + 1)); done; ";
+}
+
 TEST(Output, ALogThatCannotBeWrittenChangesNothing) {
     SimProgram server({"--verbose"}, "/dev/full");
     RawClient client(server.port());
@@ -60,10 +66,9 @@ TEST(Output, WhatClientsSayCannotForgeLinesOfTheLog) {
 TEST(Output, StreamsMayBeClosed) {
     const TestFile ready("ready");
     const TestFile answer("answer");
-    const auto result = inShell(
-        "( " + command("--verbose --ready-file " + ready.path()) + " <&- >&- 2>&- ) & " +
-        "until test -s " + ready.path() + "; do sleep 0.05; done; " + "ldapwhoami -x -H \"$(cat " +
-        ready.path() + ")\" >" + answer.path() + " 2>&1; " + "kill $!; wait $!");
+    const auto result = inShell("( " + command("--verbose --ready-file " + ready.path()) +
+                                " <&- >&- 2>&- ) & " + await(ready) + "ldapwhoami -x -H \"$(cat " +
+                                ready.path() + ")\" >" + answer.path() + " 2>&1; kill $!; wait $!");
     EXPECT_EQ(result.code, 0) << result.output;
     EXPECT_EQ(answer.read(), "anonymous\n");
 }
@@ -104,9 +109,8 @@ TEST(Output, FilesThatCannotBeWrittenAreNamed) {
 TEST(Output, TheFirstLineMayBeLost) {
     const TestFile ready("ready");
     const TestFile errors("errors");
-    const auto result =
-        inShell(command("--ready-file " + ready.path()) + " >/dev/full 2>" + errors.path() +
-                " & until test -s " + ready.path() + "; do sleep 0.05; done; kill $!; wait $!");
+    const auto result = inShell(command("--ready-file " + ready.path()) + " >/dev/full 2>" +
+                                errors.path() + " & " + await(ready) + "kill $!; wait $!");
     EXPECT_EQ(result.code, 0) << result.output;
     EXPECT_EQ(errors.read(),
               "strata-sim: cannot write the standard output: No space left on device\n");

@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include <limits>
+
 namespace stratasim {
 namespace {
 
@@ -19,6 +21,14 @@ void raiseExtendedEvent(const Served &served, const ExtendedRequest &request,
                            reply.oid ? std::string_view(*reply.oid) : std::string_view(),
                            operation != nullptr && operation->trigger, bytes(request.value),
                            bytes(reply.value)});
+}
+
+// AbandonRequest ::= [APPLICATION 16] MessageID
+std::int32_t idToAbandon(Bytes content) {
+    const std::int64_t id = ber::decodeInteger(content, "id to abandon");
+    if (id < 0 || id > std::numeric_limits<std::int32_t>::max())
+        throw ber::Error("id to abandon: outside 31 bits");
+    return static_cast<std::int32_t>(id);
 }
 
 std::string describe(std::string_view name, const Result &result) {
@@ -59,8 +69,7 @@ Outcome Dispatcher::serve(Connection &connection, const Request &request) {
         outcome.note = "unbind";
         return outcome;
     case tag::kAbandonRequest:
-        outcome.abandon =
-            static_cast<std::int32_t>(ber::decodeInteger(request.body, "id to abandon"));
+        outcome.abandon = idToAbandon(request.body);
         outcome.note = fmt::format("abandon {}", *outcome.abandon);
         raiseOperation({directory_, connection, request, {}});
         return outcome;

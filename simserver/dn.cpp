@@ -13,6 +13,8 @@ namespace stratasim {
 namespace {
 
 constexpr std::string_view kSpecial = "\"+,;<>\\";
+// Whoever looks for a name looks for each one above it as well, which costs the square of its size.
+constexpr std::size_t kMaxName = 16384;
 
 std::string keyValue(std::string_view value) {
     std::string out;
@@ -149,6 +151,8 @@ std::string rdnKey(const std::vector<Ava> &avas) {
 } // namespace
 
 std::optional<Dn> Dn::parse(std::string_view text) {
+    if (text.size() > kMaxName)
+        return std::nullopt;
     Dn dn;
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
     Parser parser(text);
@@ -170,6 +174,10 @@ std::optional<Dn> Dn::parse(std::string_view text) {
 }
 
 Dn requireDn(std::string_view text) {
+    if (text.size() > kMaxName)
+        throw OperationError(
+            ResultCode::InvalidDnSyntax,
+            fmt::format("a name of {} bytes: at most {} are served here", text.size(), kMaxName));
     auto dn = Dn::parse(text);
     if (!dn)
         throw OperationError(ResultCode::InvalidDnSyntax,

@@ -38,6 +38,20 @@ bool anyValue(const Node &node, std::string_view wanted, const Test &test) {
                        [&](const std::string &value) { return test(wanted, value); });
 }
 
+bool isExact(std::string_view rule) {
+    return rule == "2.5.13.5" || rule == "caseexactmatch";
+}
+
+bool isIgnoringCase(std::string_view rule) {
+    return rule == "2.5.13.2" || rule == "caseignorematch";
+}
+
+void countPart(std::size_t &parts) {
+    if (++parts > Filter::kMaxParts)
+        throw OperationError(ResultCode::AdminLimitExceeded,
+                             fmt::format("the filter has more than {} parts", Filter::kMaxParts));
+}
+
 /** The part of a substring that matches like the values of the attribute do. */
 std::string normalisePiece(std::string_view key, std::string_view text) {
     switch (schema::ruleOf(key)) {
@@ -52,7 +66,15 @@ std::string normalisePiece(std::string_view key, std::string_view text) {
 
 } // namespace
 
-Filter Filter::decode(ber::Reader &reader, int depth) {
+Filter Filter::decode(ber::Reader &reader) {
+    std::size_t parts = 0;
+    Filter filter = decode(reader, 1, parts);
+    filter.parts_ = parts;
+    return filter;
+}
+
+Filter Filter::decode(ber::Reader &reader, int depth, std::size_t &parts) {
+    countPart(parts);
     if (depth > kMaxDepth)
         throw OperationError(ResultCode::ProtocolError,
                              fmt::format("the filter is nested more than {} deep", kMaxDepth));
@@ -65,7 +87,7 @@ Filter Filter::decode(ber::Reader &reader, int depth) {
     case Kind::Not: {
         ber::Reader inner(element.value);
         while (!inner.atEnd())
-            filter.children_.push_back(decode(inner, depth + 1));
+            filter.children_.push_back(decode(inner, depth + 1, parts));
         if (filter.kind_ == Kind::Not && filter.children_.size() != 1)
             throw ber::Error("filter: \"not\" takes one filter");
         return filter;
@@ -74,7 +96,7 @@ Filter Filter::decode(ber::Reader &reader, int depth) {
         filter.key_ = schema::keyOf(asText(element.value));
         return filter;
     case Kind::Substrings:
-        filter.decodeSubstrings(element.value);
+        filter.decodeSubstrings(element.value, parts);
         return filter;
     case Kind::Extensible:
         filter.decodeExtensible(element.value);
@@ -95,11 +117,12 @@ void Filter::decodeAssertion(Bytes content) {
     value_ = normaliseValue(key_, fields.text("value of the filter"));
 }
 
-void Filter::decodeSubstrings(Bytes content) {
+void Filter::decodeSubstrings(Bytes content, std::size_t &parts) {
     ber::Reader fields(content);
     key_ = schema::keyOf(fields.text("attribute of the filter"));
     ber::Reader list = fields.sequence("substrings");
     while (!list.atEnd()) {
+        countPart(parts);
         const ber::Element piece = list.next("substring");
         const bool initialLater = piece.tag == kInitial && !pieces_.empty();
         const bool afterFinal = !pieces_.empty() && pieces_.back().tag == kFinal;
@@ -118,11 +141,13 @@ void Filter::decodeExtensible(Bytes content) {
         rule_ = lowerCase(asText(*rule));
     if (const auto type = fields.takeIf(typeTag, "attribute of the filter"))
         key_ = schema::keyOf(asText(*type));
-    value_ = asText(fields.take(valueTag, "value of the filter"));
+    const std::string_view value = asText(fields.take(valueTag, "value of the filter"));
     if (fields.peekTag() == dnTag)
         dnAttributes_ = fields.boolean(dnTag, "dnAttributes");
     if (key_.empty() && rule_.empty())
         throw ber::Error("extensible filter: neither attribute nor matching rule");
+    // Once, not for each value that it is compared with: it may be as large as a message.
+    value_ = matchingForm(key_, value);
 }
 
 Filter::Match Filter::evaluate(const Node &node) const {
@@ -200,17 +225,19 @@ bool Filter::matchesPieces(std::string_view value) const {
     return true;
 }
 
+/** A value as the filter's rule compares it, which is that of the attribute when none is named. */
+std::string Filter::matchingForm(std::string_view key, std::string_view value) const {
+    if (isExact(rule_))
+        return std::string(value);
+    return isIgnoringCase(rule_) ? foldText(value) : normaliseValue(key, value);
+}
+
 Filter::Match Filter::evaluateExtensible(const Node &node) const {
-    const bool exact = rule_ == "2.5.13.5" || rule_ == "caseexactmatch";
-    const bool ignore = rule_ == "2.5.13.2" || rule_ == "caseignorematch";
-    if ((!rule_.empty() && !exact && !ignore) || schema::isSubtype(key_, schema::kPassword))
+    const bool known = rule_.empty() || isExact(rule_) || isIgnoringCase(rule_);
+    if (!known || schema::isSubtype(key_, schema::kPassword))
         return Match::Undefined;
     const auto equal = [&](std::string_view key, std::string_view value) {
-        if (exact)
-            return value == value_;
-        if (ignore)
-            return foldText(value) == foldText(value_);
-        return normaliseValue(key, value) == normaliseValue(key, value_);
+        return matchingForm(key, value) == value_;
     };
     const auto inEntry = [&](std::string_view key) { return anyValue(node, key, equal); };
     bool found = false;

@@ -3,6 +3,7 @@
 #include "ber.h"
 #include "tree.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -26,16 +27,21 @@ class Filter {
     enum class Match { False, True, Undefined };
 
     static constexpr int kMaxDepth = 100;
+    static constexpr std::size_t kMaxParts = 10000;
 
     /**
      * Reads one filter; throws ber::Error when the bytes are none, OperationError when it is
-     * nested more than kMaxDepth deep.
+     * nested more than kMaxDepth deep or has more than kMaxParts parts.
      */
-    static Filter decode(ber::Reader &reader, int depth = 1);
+    static Filter decode(ber::Reader &reader);
 
     Match evaluate(const Node &node) const;
+    /** How many filters and pieces of substrings it is made of: what it costs to look at a node. */
+    std::size_t parts() const { return parts_; }
 
   private:
+    static Filter decode(ber::Reader &reader, int depth, std::size_t &parts);
+
     /** A piece of a substrings filter: 0x80 initial, 0x81 any, 0x82 final. */
     struct Piece {
         std::uint8_t tag;
@@ -43,9 +49,10 @@ class Filter {
     };
 
     void decodeAssertion(Bytes content);
-    void decodeSubstrings(Bytes content);
+    void decodeSubstrings(Bytes content, std::size_t &parts);
     void decodeExtensible(Bytes content);
 
+    std::string matchingForm(std::string_view key, std::string_view value) const;
     Match evaluateAll(const Node &node) const;
     Match evaluateExtensible(const Node &node) const;
     Match evaluateItem(const Node &node) const;
@@ -54,11 +61,12 @@ class Filter {
 
     Kind kind_ = Kind::Present;
     std::string key_;
-    std::string value_;
+    std::string value_; // in the form in which it is compared
     std::string rule_;
     bool dnAttributes_ = false;
     std::vector<Piece> pieces_;
     std::vector<Filter> children_;
+    std::size_t parts_ = 0; // of the outermost one
 };
 
 } // namespace stratasim

@@ -4,6 +4,7 @@
 #include "files.h"
 #include "ldif.h"
 #include "options.h"
+#include "output.h"
 #include "schema/files.h"
 #include "server.h"
 #include "subschema.h"
@@ -23,6 +24,10 @@
 namespace {
 
 using namespace stratasim;
+
+void reportAsProgram(const std::string &line) {
+    report("strata-sim: " + line);
+}
 
 std::int64_t systemTime() {
     using namespace std::chrono;
@@ -45,7 +50,7 @@ schema::Slot makeSchema(const Options &options) {
     std::vector<std::string> warnings;
     const schema::Slot model = schema::load(files, options.schemaSize, warnings);
     for (const std::string &warning : warnings)
-        fmt::print(stderr, "strata-sim: warning: {}\n", warning);
+        reportAsProgram("warning: " + warning);
     return model;
 }
 
@@ -82,16 +87,29 @@ std::unique_ptr<tls::Context> makeTls(const Options &options) {
 
 std::unique_ptr<Server> listenAt(asio::io_context &io, const Options &options,
                                  Dispatcher &dispatcher, const tls::Context *tls) {
-    Session::Settings settings;
-    settings.maxMessage = options.maxMessage;
+    Server::Settings settings;
+    settings.session.maxMessage = options.maxMessage;
+    settings.session.idleTime = options.idleTime;
     if (options.verbose)
-        settings.log = [](const std::string &line) { fmt::print(stderr, "{}\n", line); };
+        settings.session.log = [](const std::string &line) { report(printable(line)); };
+    settings.maxConnections = options.maxConnections;
+    settings.report = reportAsProgram;
     try {
         return std::make_unique<Server>(io, options.host, options.port, dispatcher, settings, tls);
     } catch (const asio::system_error &error) {
         throw std::runtime_error(
             fmt::format("cannot listen at {}:{}: {}; choose another address with --listen",
                         options.host, options.port, error.code().message()));
+    }
+}
+
+/** A reader of our output that has gone, or its full disk, is no reason to end. */
+void announce(const Server &server) {
+    try {
+        fmt::print("strata-sim: listening on {}\n", server.uri());
+        finishOutput();
+    } catch (const std::runtime_error &error) {
+        reportAsProgram(error.what());
     }
 }
 
@@ -107,9 +125,7 @@ void serve(const Options &options) {
     directory->events.queueBytes = options.eventQueue;
     const auto tls = makeTls(options);
     asio::io_context io(1);
-    Replay replay(io, directory->events, options.replay, [](const std::string &problem) {
-        fmt::print(stderr, "strata-sim: {}\n", problem);
-    });
+    Replay replay(io, directory->events, options.replay, reportAsProgram);
     asio::signal_set signals(io, SIGINT, SIGTERM);
     const auto server = listenAt(io, options, dispatcher, tls.get());
     if (tls)
@@ -119,27 +135,34 @@ void serve(const Options &options) {
         server->stop();
     });
     server->start();
-    fmt::print("strata-sim: listening on {}\n", server->uri());
-    std::fflush(stdout);
+    announce(*server);
     if (!options.readyFile.empty())
         writeWhole(options.readyFile, server->uri() + '\n');
     io.run();
 }
 
+/** Gives the exit code. */
+int run(int argc, char **argv) {
+    std::optional<int> exitCode;
+    const Options options = parseOptions(argc, argv, exitCode);
+    if (!exitCode)
+        serve(options);
+    else
+        finishOutput();
+    return exitCode.value_or(0);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
-    std::optional<int> exitCode;
-    const Options options = parseOptions(argc, argv, exitCode);
-    if (exitCode)
-        return *exitCode;
-    // A reader of our output that has gone is no reason to end.
+    openStandardStreams();
+    // What cannot be written is an error that is handled where it comes up.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
-        serve(options);
+        return run(argc, argv);
     } catch (const std::exception &error) {
-        fmt::print(stderr, "strata-sim: {}\n", error.what());
+        reportAsProgram(error.what());
         return 1;
     }
-    return 0;
 }

@@ -1,12 +1,19 @@
 #include "message.h"
 
+#include <fmt/format.h>
+
 namespace stratasim {
 namespace {
+
+// A control takes ten times the room of the bytes that it may consist of.
+constexpr std::size_t kMaxControls = 1000;
 
 std::vector<Control> decodeControls(Bytes value) {
     std::vector<Control> controls;
     ber::Reader list(value);
     while (!list.atEnd()) {
+        if (controls.size() == kMaxControls)
+            throw ber::Error(fmt::format("controls: more than {}", kMaxControls));
         ber::Reader fields = list.sequence("control");
         Control control;
         control.oid = fields.text("control OID");

@@ -2,6 +2,7 @@
 
 #include "dn.h"
 #include "extended/registry.h"
+#include "output.h"
 #include "text.h"
 #include "tls_options.h"
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 
 namespace stratasim {
 namespace {
@@ -52,6 +54,19 @@ void addServing(CLI::App &app, Options &options, std::string &address) {
         ->type_name("BYTES")
         ->capture_default_str()
         ->check(CLI::Range(std::size_t{64}, std::size_t{1} << 30U));
+    app.add_option("--max-connections", options.maxConnections,
+                   "Connections at once; more of them wait until one ends")
+        ->type_name("N")
+        ->capture_default_str()
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}));
+    app.add_option_function<unsigned>(
+           "--idle-time",
+           [&options](unsigned seconds) { options.idleTime = std::chrono::seconds(seconds); },
+           "Seconds after which a connection ends that has nothing under way, or takes nothing of "
+           "its answers; 0 is never")
+        ->type_name("SECONDS")
+        ->default_val(options.idleTime.count())
+        ->check(CLI::Range(0, 1000000));
     app.add_option("--backup-piece", options.backupPiece,
                    "Bytes of an entry's image in one answer to a backup")
         ->type_name("BYTES")
@@ -196,9 +211,11 @@ Options parseOptions(int argc, const char *const *argv, std::optional<int> &exit
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &asked) {
-        exitCode = app.exit(asked);
+        std::ostringstream text;
+        exitCode = app.exit(asked, text, text);
+        std::fputs(text.str().c_str(), stdout); // where a failure can be told from others
     } catch (const CLI::ParseError &error) {
-        fmt::print(stderr, "strata-sim: {}\nTry: strata-sim --help\n", error.what());
+        report(fmt::format("strata-sim: {}\nTry: strata-sim --help", error.what()));
         exitCode = usageError;
     }
     if (exitCode || (!listing && !listingEvents))

@@ -5,6 +5,7 @@
 #include "faults.h"
 #include "tls/context.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -25,6 +26,8 @@ struct Options {
     std::vector<std::string> saslRealms = {"strata"};
     Faults faults;
     std::size_t maxMessage = 16U * 1024 * 1024;
+    std::size_t maxConnections = 4096;
+    std::chrono::seconds idleTime{3600}; // 0: for ever
     std::size_t backupPiece = 65536;
     std::size_t eventQueue = 4U * 1024 * 1024;
     LburpSettings lburp;

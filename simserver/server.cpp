@@ -8,8 +8,15 @@ namespace stratasim {
 
 using asio::ip::tcp;
 
+namespace {
+
+// Whoever keeps the server at a limit does not fill the log with it as well.
+constexpr std::chrono::minutes kComplaintInterval{1};
+
+} // namespace
+
 Server::Server(asio::io_context &io, const std::string &host, std::uint16_t port,
-               Dispatcher &dispatcher, Session::Settings settings, const tls::Context *tls)
+               Dispatcher &dispatcher, Settings settings, const tls::Context *tls)
     : io_(io), acceptor_(io), retryTimer_(io), dispatcher_(dispatcher),
       settings_(std::move(settings)), tls_(tls) {
     tcp::resolver resolver(io);
@@ -46,6 +53,11 @@ void Server::stop() {
 }
 
 void Server::accept() {
+    if (!acceptor_.is_open())
+        return;
+    full_ = sessions_.size() >= settings_.maxConnections;
+    if (full_)
+        return complain("there may be no more of them (--max-connections)");
     acceptor_.async_accept([this](const asio::error_code &error, tcp::socket socket) {
         onAccept(error, std::move(socket));
     });
@@ -58,23 +70,46 @@ std::unique_ptr<Stream> Server::makeStream(tcp::socket socket) {
 }
 
 void Server::onAccept(const asio::error_code &error, tcp::socket socket) {
-    if (error == asio::error::operation_aborted || !acceptor_.is_open())
+    if (error == asio::error::operation_aborted)
         return;
     if (error) {
-        // Out of descriptors, most likely: trying again at once would only spin.
-        retryTimer_.expires_after(std::chrono::milliseconds(100));
-        retryTimer_.async_wait([this](const asio::error_code &cancelled) {
-            if (!cancelled)
-                accept();
-        });
-        return;
+        complain(error.message());
+        return retry();
     }
+    serve(std::move(socket));
+    accept();
+}
+
+void Server::serve(tcp::socket socket) {
     const auto session = std::make_shared<Session>(
-        io_, makeStream(std::move(socket)), dispatcher_, settings_, ++lastNumber_,
-        [this](const std::shared_ptr<Session> &closed) { sessions_.erase(closed); });
+        io_, makeStream(std::move(socket)), dispatcher_, settings_.session, ++lastNumber_,
+        [this](const std::shared_ptr<Session> &closed) { onClosed(closed); });
     sessions_.insert(session);
     session->start();
-    accept();
+}
+
+void Server::onClosed(const std::shared_ptr<Session> &session) {
+    sessions_.erase(session);
+    if (full_)
+        accept();
+}
+
+/** Out of descriptors, most likely: trying again at once would only spin. */
+void Server::retry() {
+    retryTimer_.expires_after(std::chrono::milliseconds(100));
+    retryTimer_.async_wait([this](const asio::error_code &cancelled) {
+        if (!cancelled)
+            accept();
+    });
+}
+
+void Server::complain(const std::string &why) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < silentUntil_ || !settings_.report)
+        return;
+    silentUntil_ = now + kComplaintInterval;
+    settings_.report(
+        fmt::format("new connections have to wait, {} are open: {}", sessions_.size(), why));
 }
 
 } // namespace stratasim

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace stratasim {
@@ -20,13 +21,15 @@ constexpr std::size_t kMaxRunning = 100;
 constexpr std::chrono::seconds kLastMessageTime{5};
 // A buffer that has grown beyond this is given back when it is empty.
 constexpr std::size_t kKeepCapacity = 256U * 1024;
+// A connection that would be idle but for what the server itself has to do is looked at so often.
+constexpr std::chrono::seconds kIdleStep{1};
 
 } // namespace
 
 Session::Session(asio::io_context &io, std::unique_ptr<Stream> stream, Dispatcher &dispatcher,
                  const Settings &settings, std::uint64_t number, OnClosed onClosed)
     : io_(io), stream_(std::move(stream)), dispatcher_(dispatcher), settings_(settings),
-      onClosed_(std::move(onClosed)), lastMessageTimer_(io) {
+      onClosed_(std::move(onClosed)), lastMessageTimer_(io), idleTimer_(io) {
     connection_.number = number;
     connection_.peer = stream_->peer();
 }
@@ -47,6 +50,8 @@ void Session::onOpen(const Stream::Opened &opened) {
     connection_.security = opened.security;
     if (!opened.ready)
         end();
+    lastMoved_ = std::chrono::steady_clock::now();
+    awaitIdleness();
     proceed();
 }
 
@@ -57,6 +62,7 @@ void Session::close() {
     running_.clear();
     raiseConnectionClosed(dispatcher_.directory(), connection_);
     lastMessageTimer_.cancel();
+    idleTimer_.cancel();
     stream_->close();
     onClosed_(shared_from_this());
 }
@@ -73,6 +79,36 @@ bool Session::mayServe() const {
 /** Only changes, or requests that the client no longer sends, would bring further answers. */
 bool Session::nothingToCome() const {
     return running_.size() == connection_.watches + connection_.lburp.stuck();
+}
+
+/** Some of its bytes are missing, or some of ours are not taken; or there is nothing to do. */
+bool Session::waitsForClient() const {
+    return !sending_.empty() || running_.size() == connection_.lburp.stuck();
+}
+
+/** Looks at the connection again when it could have been idle for long enough. */
+void Session::awaitIdleness() {
+    if (settings_.idleTime.count() == 0 || state_ > State::ClientFinished)
+        return;
+    const auto due = lastMoved_ + settings_.idleTime;
+    idleTimer_.expires_at(std::max(due, std::chrono::steady_clock::now() + kIdleStep));
+    idleTimer_.async_wait([self = shared_from_this()](const asio::error_code &error) {
+        if (!error)
+            self->endIdle();
+    });
+}
+
+void Session::endIdle() {
+    const bool idle = std::chrono::steady_clock::now() >= lastMoved_ + settings_.idleTime;
+    if (state_ > State::ClientFinished || !idle || !waitsForClient())
+        return awaitIdleness();
+    if (!sending_.empty()) {
+        log("took nothing of what was sent for too long");
+        return close();
+    }
+    log("has been idle for too long");
+    end();
+    proceed();
 }
 
 void Session::read() {
@@ -93,6 +129,7 @@ void Session::onRead(const asio::error_code &error, std::size_t size) {
         state_ = State::ClientFinished; // it may still want its answers
     else if (error)
         return close();
+    lastMoved_ = std::chrono::steady_clock::now();
     received_.append(buffer_.data(), size);
     proceed();
 }
@@ -236,22 +273,33 @@ void Session::flush() {
         return;
     if (!unsent_.empty()) {
         const std::size_t sent = stream_->tryWrite(unsent_);
+        if (sent > 0)
+            lastMoved_ = std::chrono::steady_clock::now();
         if (sent < unsent_.size()) {
             sending_.swap(unsent_);
-            stream_->write(std::string_view(sending_).substr(sent),
-                           [self = shared_from_this()](const asio::error_code &error, std::size_t) {
-                               if (error)
-                                   return self->close();
-                               self->sending_.clear();
-                               self->proceed();
-                           });
-            return;
+            return sendFrom(sent);
         }
         unsent_.clear();
         if (unsent_.capacity() > kKeepCapacity)
             unsent_.shrink_to_fit();
     }
     afterFlush();
+}
+
+/** Sends what is left of `sending_`, in pieces, so that a client that takes some is not idle. */
+void Session::sendFrom(std::size_t start) {
+    const std::string_view piece = std::string_view(sending_).substr(start, kSlice);
+    const std::size_t end = start + piece.size();
+    stream_->write(piece,
+                   [self = shared_from_this(), end](const asio::error_code &error, std::size_t) {
+                       if (error)
+                           return self->close();
+                       self->lastMoved_ = std::chrono::steady_clock::now();
+                       if (end < self->sending_.size())
+                           return self->sendFrom(end);
+                       self->sending_.clear();
+                       self->proceed();
+                   });
 }
 
 /** Everything is sent: what was to happen after that may happen. */

@@ -6,6 +6,7 @@
 #include <asio.hpp>
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -22,6 +23,7 @@ class Session : public std::enable_shared_from_this<Session> {
   public:
     struct Settings {
         std::size_t maxMessage = 16U * 1024 * 1024;
+        std::chrono::seconds idleTime{0};             // after which a connection ends; 0: never
         std::function<void(const std::string &)> log; // empty: no log
     };
     using OnClosed = std::function<void(const std::shared_ptr<Session> &)>;
@@ -50,16 +52,20 @@ class Session : public std::enable_shared_from_this<Session> {
     bool produce();
     void serveWaiting(std::map<std::int32_t, Running>::iterator waiting);
     void flush();
+    void sendFrom(std::size_t start);
     void afterFlush();
     void proceed();
     void proceedLater();
     void end();
     void drain();
+    void awaitIdleness();
+    void endIdle();
     void log(const std::string &what) const;
 
     bool hasRoom() const;
     bool mayServe() const;
     bool nothingToCome() const;
+    bool waitsForClient() const;
 
     asio::io_context &io_;
     std::unique_ptr<Stream> stream_;
@@ -76,6 +82,8 @@ class Session : public std::enable_shared_from_this<Session> {
     std::map<std::int32_t, Running> running_;
     std::int32_t lastProduced_ = 0;
     asio::steady_timer lastMessageTimer_;
+    asio::steady_timer idleTimer_;
+    std::chrono::steady_clock::time_point lastMoved_; // bytes, in whatever direction
     bool reading_ = false;
     bool proceedPosted_ = false;
     bool cut_ = false;     // the connection is to end without a farewell

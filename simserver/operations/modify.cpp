@@ -11,6 +11,9 @@
 namespace stratasim {
 namespace {
 
+// Each of them looks at the values that are there, and nobody else is served meanwhile.
+constexpr std::size_t kMaxChanges = 1000;
+
 RequestedChange readChange(ber::Reader &reader) {
     ber::Reader fields = reader.sequence("change");
     const std::int64_t kind = fields.integer(ber::kEnumerated, "kind of change");
@@ -109,8 +112,12 @@ ModifyRequest readModify(ber::Reader &fields) {
     ModifyRequest request;
     request.name = fields.text("entry to modify");
     ber::Reader list = fields.sequence("changes");
-    while (!list.atEnd())
+    while (!list.atEnd()) {
+        if (request.changes.size() == kMaxChanges)
+            throw OperationError(ResultCode::AdminLimitExceeded,
+                                 fmt::format("more than {} changes in one request", kMaxChanges));
         request.changes.push_back(readChange(list));
+    }
     return request;
 }
 

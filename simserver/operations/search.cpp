@@ -15,8 +15,9 @@ SearchOperation::SearchOperation(Context &context, SearchRequest request,
 
 OpenOperation::Progress SearchOperation::produce(std::string &out, std::size_t budget) {
     // Entries that do not match produce nothing: without this bound a search through a large
-    // tree would keep all other clients waiting.
-    int candidates = 1000;
+    // tree, or with a large filter, would keep all other clients waiting.
+    constexpr std::size_t effort = 100000, effortOfEntry = 100;
+    std::size_t candidates = 1 + effort / (effortOfEntry + answer_.request().filter.parts());
     const schema::InForce inForce(answer_.directory().schema);
     const std::size_t enough = out.size() + budget;
     if (deadline_ && std::chrono::steady_clock::now() > *deadline_)

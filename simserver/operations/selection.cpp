@@ -1,13 +1,17 @@
 #include "operations/selection.h"
 
 #include "message.h"
+#include "result.h"
 #include "schema.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 
 namespace stratasim {
 
 Selection Selection::decode(ber::Reader names, bool typesOnly) {
+    constexpr std::size_t most = 1000; // each of them is looked for in each entry
     Selection selection;
     selection.typesOnly_ = typesOnly;
     selection.allUser_ = names.atEnd();
@@ -19,6 +23,9 @@ Selection Selection::decode(ber::Reader names, bool typesOnly) {
             selection.allOperational_ = true;
         else if (name != "1.1") // "1.1" asks for nothing
             selection.keys_.push_back(schema::keyOf(name));
+        if (selection.keys_.size() > most)
+            throw OperationError(ResultCode::AdminLimitExceeded,
+                                 fmt::format("more than {} attributes are asked for", most));
     }
     return selection;
 }

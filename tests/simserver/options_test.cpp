@@ -72,6 +72,8 @@ TEST(Options, HelpVersionAndList) {
                              "--admin-password",
                              "--fault",
                              "--max-message",
+                             "--max-connections",
+                             "--idle-time",
                              "--backup-piece",
                              "--event-queue",
                              "--replay",

@@ -41,9 +41,12 @@ int sendSearch(LDAP *ld, const char *text, int attrsonly, int *msgid) {
                            attrsonly, nullptr, nullptr, nullptr, LDAP_NO_LIMIT, msgid);
 }
 
-// The result code of a wait for an answer that did not come.
+// The result code of a wait for an answer that did not come. A notice of disconnection (RFC 4511,
+// 4.4.1) ends it with the notice's own result, which may say success.
 int noAnswer(LDAP *ld, int msgid, int waited) {
     int result = waited == 0 ? LDAP_TIMEOUT : storedResult(ld);
+    if (result == LDAP_SUCCESS)
+        result = LDAP_SERVER_DOWN;
     if (result == LDAP_TIMEOUT)
         ldap_abandon_ext(ld, msgid, nullptr, nullptr);
     return storeResult(ld, result);

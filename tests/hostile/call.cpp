@@ -1,0 +1,29 @@
+#include "hostile/call.h"
+
+#include <algorithm>
+
+namespace hostile {
+
+void requireOneOf(std::initializer_list<int> expected, int result) {
+    require(std::ranges::find(expected, result) != expected.end(),
+            "A result that the contract does not have.");
+}
+
+MessagePtr nextMessage(const Call &call, int id, int howMany) {
+    LDAPMessage *message = nullptr;
+    ldap_result(call.ld, id, howMany, nullptr, &message);
+    return MessagePtr(message);
+}
+
+const std::vector<Operation> &operations() {
+    static const std::vector<Operation> all = [] {
+        std::vector<Operation> rows;
+        for (auto *add : {addAdministrative, addPrivileges, addArchives, addSearches, addControls,
+                          addEvents, addBulkUpdates, addSchemas, addBinds, addTls})
+            add(rows);
+        return rows;
+    }();
+    return all;
+}
+
+} // namespace hostile

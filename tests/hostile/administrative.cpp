@@ -41,6 +41,7 @@ int run(const OperationCase &row, Call &call) {
     Outputs out;
     call.clearStored();
     const int result = row.call(call.ld, out);
+    call.heedRefusal();
     requireResult(row, call, result);
     const std::string output = out.describe(result);
     if (result != LDAP_SUCCESS)

@@ -18,7 +18,8 @@ int countRealms(void *context) {
 
 // Who waited in vain keeps the bind.
 void giveUp(Call &call, void **context, int result) {
-    require(call.stored() == result && result != LDAP_SUCCESS, "A bind is left behind.");
+    const bool isUnnamed = call.stored() == LDAP_SUCCESS; // why, by libldap
+    require(result == (isUnnamed ? LDAP_TIMEOUT : call.stored()), "A bind is left behind.");
     ldap_bind_digest_md5_finish(context, nullptr, nullptr, 0, 0, QLDAPX_DIGEST_ABANDON);
     require(*context == nullptr, "A bind cannot be given up.");
     call.losesMemory = true;
@@ -26,16 +27,16 @@ void giveUp(Call &call, void **context, int result) {
 
 int finish(Call &call, void *context) {
     const int count = countRealms(context);
-    const int realm = count > 1 ? static_cast<int>(call.random.below(
-                                      static_cast<std::size_t>(count)))
-                                : 0;
+    const int realm =
+        count > 1 ? static_cast<int>(call.random.below(static_cast<std::size_t>(count))) : 0;
     const bool isAbandoned = call.random.percent(5);
     call.losesMemory |= count != 1 || isAbandoned;
     call.clearStored();
-    const int result = ldap_bind_digest_md5_finish(
-        &context, Server::user, Server::password, -1, realm,
-        isAbandoned ? QLDAPX_DIGEST_ABANDON : QLDAPX_DIGEST_COMPLETE);
+    const int result =
+        ldap_bind_digest_md5_finish(&context, Server::user, Server::password, -1, realm,
+                                    isAbandoned ? QLDAPX_DIGEST_ABANDON : QLDAPX_DIGEST_COMPLETE);
     call.losesMemory |= result == LDAP_PARAM_ERROR;
+    call.heedRefusal();
     if (context != nullptr)
         giveUp(call, &context, result);
     call.requireRight(result == (isAbandoned ? LDAP_USER_CANCELLED : LDAP_SUCCESS));
@@ -50,6 +51,7 @@ int run(Call &call) {
     void *context = &untouched;
     call.clearStored();
     const int result = ldap_bind_digest_md5_start(call.ld, &context);
+    call.heedRefusal();
     require((result == LDAP_SUCCESS) == (context != &untouched), "A result without a bind.");
     call.requireRight(result == LDAP_SUCCESS);
     if (result == LDAP_SUCCESS)

@@ -21,6 +21,8 @@ struct Call {
     Peer &peer;
     // Set where the contract lets the call lose memory.
     bool losesMemory = false;
+    // How often libldap itself may have lost a message.
+    unsigned refusals = 0;
 
     // What libldap or the library has stored in the session.
     [[nodiscard]] int stored() const {
@@ -32,6 +34,8 @@ struct Call {
         const int none = LDAP_SUCCESS;
         ldap_set_option(ld, LDAP_OPT_RESULT_CODE, &none);
     }
+    // To be asked while it is libldap's result that is stored.
+    void heedRefusal();
     // A right answer must succeed.
     void requireRight(bool isRight) const {
         require(isRight || !peer.isRight(), "A right answer gave another outcome.");
@@ -50,8 +54,11 @@ struct Operation {
 };
 
 void requireOneOf(std::initializer_list<int> expected, int result);
+// Abandons a request, but not behind a notice: libldap, which counts its connection as one less in
+// use then, would go on with what it has released. Such a session is to be ended.
+void abandon(const Call &call, int id);
 // The next message under that id, of the session's; NULL: there is none.
-MessagePtr nextMessage(const Call &call, int id, int howMany = LDAP_MSG_ONE);
+MessagePtr nextMessage(Call &call, int id, int howMany = LDAP_MSG_ONE);
 
 // The library's interface takes char * for strings that it only reads.
 inline char *arg(const char *text) {

@@ -32,8 +32,7 @@ int parseChange(LDAP *ld, LDAPControl **controls) {
     char untouchedDn = 0, *dn = &untouchedDn;
     const int result =
         ldap_parse_entrychange_control(ld, controls, &type, &dn, &isPresent, &number);
-    require(result == LDAP_SUCCESS || dn == nullptr || dn == &untouchedDn,
-            "A DN after a failure.");
+    require(result == LDAP_SUCCESS || dn == nullptr || dn == &untouchedDn, "A DN after a failure.");
     require(result != LDAP_SUCCESS || (isPresent == 1) == (number != untouched),
             "A change number that is not present, or the other way round.");
     if (dn != &untouchedDn) {
@@ -131,6 +130,7 @@ int run(const Row &row, Call &call) {
     int result = ldap_search_ext_s(call.ld, "o=x", LDAP_SCOPE_SUBTREE, nullptr, nullptr, 0, list,
                                    nullptr, nullptr, LDAP_NO_LIMIT, &found);
     ldap_control_free(control);
+    call.heedRefusal();
     const MessagePtr chain(found);
     if (found != nullptr && row.parse != nullptr)
         result = parseAll(row, call, found);

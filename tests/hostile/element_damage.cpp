@@ -12,18 +12,23 @@ constexpr unsigned char tags[] = {0x00, 0x01, 0x02, 0x04, 0x05, 0x0a, 0x0c, 0x24
                                   0x81, 0x82, 0x85, 0x86, 0x87, 0x8a, 0x8b, 0xa0, 0xa3, 0xff};
 
 void changeTag(Node &node, Random &random) {
-    node.tag = random.percent(60)
-                   ? random.pick(tags)
-                   : static_cast<unsigned char>(node.tag ^ 1U << random.below(8));
+    node.tag = random.percent(60) ? random.pick(tags)
+                                  : static_cast<unsigned char>(node.tag ^ 1U << random.below(8));
 }
 
 // Indefinite, huge, negative, of more bytes than there are, reserved.
-const Bytes lengths[] = {
-    fromHex("80"),          fromHex("81"),          fromHex("81 00"),
-    fromHex("82 ff ff"),    fromHex("84 7f ff ff ff"), fromHex("84 80 00 00 00"),
-    fromHex("84 ff ff ff ff"), fromHex("85 01 00 00 00 00"), fromHex("ff"),
-    fromHex("88 ff ff ff ff ff ff ff ff"), fromHex("88 7f ff ff ff ff ff ff ff"),
-    fromHex("89 00 00 00 00 00 00 00 00 01")};
+const Bytes lengths[] = {fromHex("80"),
+                         fromHex("81"),
+                         fromHex("81 00"),
+                         fromHex("82 ff ff"),
+                         fromHex("84 7f ff ff ff"),
+                         fromHex("84 80 00 00 00"),
+                         fromHex("84 ff ff ff ff"),
+                         fromHex("85 01 00 00 00 00"),
+                         fromHex("ff"),
+                         fromHex("88 ff ff ff ff ff ff ff ff"),
+                         fromHex("88 7f ff ff ff ff ff ff ff"),
+                         fromHex("89 00 00 00 00 00 00 00 00 01")};
 
 // In the fewest bytes, or in so many behind the first.
 Bytes lengthOf(std::size_t length, unsigned count = 0) {
@@ -78,10 +83,11 @@ void takeOut(Bytes &bytes, Random &random) {
 }
 
 void putIn(Bytes &bytes, Random &random) {
-    constexpr const char *texts[] = {"\"", ",", "=", "\\", "$", "( ", " )", "'", "realm=a,",
-                                     "X-A ( 'b' ) ", "NAME ", "{1}", "1.2", "30", "+", ";"};
-    const Bytes some = random.percent(50) ? Bytes(random.pick(texts))
-                                          : Bytes(1 + random.upTo(20), random.byte());
+    constexpr const char *texts[] = {
+        "\"",           ",",     "=",   "\\",  "$",  "( ", " )", "'", "realm=a,",
+        "X-A ( 'b' ) ", "NAME ", "{1}", "1.2", "30", "+",  ";"};
+    const Bytes some =
+        random.percent(50) ? Bytes(random.pick(texts)) : Bytes(1 + random.upTo(20), random.byte());
     bytes.insert(random.below(bytes.size() + 1), some);
 }
 
@@ -102,17 +108,29 @@ void changeContent(Node &node, Random &random) {
     random.pick(byteFaults)(node.content, random);
 }
 
-const Bytes numbers[] = {fromHex("00"),          fromHex("01"),          fromHex("02"),
-                         fromHex("ff"),          fromHex("7f"),          fromHex("80"),
-                         fromHex("00 ff"),       fromHex("7f ff"),       fromHex("00 ff ff"),
-                         fromHex("10 00 00"),    fromHex("7f ff ff ff"), fromHex("80 00 00 00"),
-                         fromHex("40 00 00 00"), fromHex("20 00 00 00"), fromHex("00 00 00 02"),
-                         fromHex("00 80 00 00 00"), fromHex("01 00 00 00 00"), Bytes()};
+const Bytes numbers[] = {fromHex("00"),
+                         fromHex("01"),
+                         fromHex("02"),
+                         fromHex("ff"),
+                         fromHex("7f"),
+                         fromHex("80"),
+                         fromHex("00 ff"),
+                         fromHex("7f ff"),
+                         fromHex("00 ff ff"),
+                         fromHex("10 00 00"),
+                         fromHex("7f ff ff ff"),
+                         fromHex("80 00 00 00"),
+                         fromHex("40 00 00 00"),
+                         fromHex("20 00 00 00"),
+                         fromHex("00 00 00 02"),
+                         fromHex("00 80 00 00 00"),
+                         fromHex("01 00 00 00 00"),
+                         Bytes()};
 
 void changeNumber(Node &node, Random &random) {
     node.elements.clear();
-    node.content = random.percent(70) ? random.pick(numbers)
-                                      : Bytes(1, static_cast<char>(random.below(120)));
+    node.content =
+        random.percent(70) ? random.pick(numbers) : Bytes(1, static_cast<char>(random.below(120)));
 }
 
 void makeLong(Node &node, Random &random) {

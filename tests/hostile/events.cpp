@@ -9,7 +9,7 @@ namespace hostile {
 
 namespace {
 
-volatile int sink;
+volatile unsigned sink;
 
 int takeAnswer(const Call &call, LDAPMessage *message) {
     int code = 0, count = -1;
@@ -23,7 +23,7 @@ int takeAnswer(const Call &call, LDAPMessage *message) {
     require(count >= 0 && (events != nullptr || count == 0), "A count without events.");
     require(result == LDAP_SUCCESS || events == nullptr, "Events after a failure.");
     for (int i = 0; i < count; ++i)
-        sink = sink + events[i].eventType + events[i].eventResult;
+        sink = static_cast<unsigned>(events[i].eventType ^ events[i].eventResult);
     ldapx_memfree(events);
     ldap_memfree(text);
     return result != LDAP_SUCCESS ? result : code;
@@ -33,8 +33,8 @@ int takeAnswer(const Call &call, LDAPMessage *message) {
 int takeEvent(Call &call, MessagePtr message) {
     int type = 0, eventResult = 0;
     void *event = nullptr, *address = nullptr;
-    const int result = ldap_parse_ds_event_IP(call.ld, message.get(), &type, &eventResult, &event,
-                                              0, &address);
+    const int result =
+        ldap_parse_ds_event_IP(call.ld, message.get(), &type, &eventResult, &event, 0, &address);
     require(call.stored() == result, "The session remembers another result.");
     requireOneOf({LDAP_SUCCESS, LDAP_DECODING_ERROR, LDAP_PARAM_ERROR}, result);
     require(result == LDAP_SUCCESS || event == nullptr, "A record after a failure.");
@@ -78,7 +78,7 @@ int finish(Call &call, int sent, int id) {
     if (sent != LDAP_SUCCESS)
         return sent;
     const int result = takeAll(call, id);
-    ldap_abandon_ext(call.ld, id, nullptr, nullptr);
+    abandon(call, id);
     return result;
 }
 

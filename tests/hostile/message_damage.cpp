@@ -87,9 +87,13 @@ void refer(const Place &place) {
 }
 
 void insertText(const Place &place) {
-    const Bytes texts[] = {"HTTP/1.1 400 Bad Request\r\n\r\n", fromHex("15 03 03 00 02 02 28"),
-                           fromHex("30 84 7f ff ff ff"), fromHex("30 80 02 01 01"),
-                           fromHex("30 00"), fromHex("30 03 02 01 01"), Bytes(40, '\0'),
+    const Bytes texts[] = {"HTTP/1.1 400 Bad Request\r\n\r\n",
+                           fromHex("15 03 03 00 02 02 28"),
+                           fromHex("30 84 7f ff ff ff"),
+                           fromHex("30 80 02 01 01"),
+                           fromHex("30 00"),
+                           fromHex("30 03 02 01 01"),
+                           Bytes(40, '\0'),
                            Bytes(40, '\xff')};
     place.insert(place.random.pick(texts));
 }
@@ -107,9 +111,10 @@ void saySuccess(const Place &place) {
 }
 
 constexpr void (*troubles[])(const Place &) = {
-    changeId,     drop,         doubled,            reorder,         answerOther,
-    insertOther,  insertNotice, insertIntermediate, insertReference, refer,
-    insertText,   cutOff,       saySuccess,         answerOther,     refer};
+    changeId,        drop,        doubled,      reorder,
+    answerOther,     insertOther, insertNotice, insertIntermediate,
+    insertReference, refer,       insertText,   cutOff,
+    saySuccess,      answerOther, refer};
 
 // LDAP results (RFC 4511, appendix A), and none of them.
 constexpr unsigned char codes[] = {1, 2, 3, 4, 8, 16, 32, 49, 50, 51, 53, 68, 80, 118, 127, 0x80};

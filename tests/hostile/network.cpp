@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -13,7 +14,18 @@
 namespace {
 
 const qldapx_test::Bytes *expected = nullptr;
-unsigned long timeOutCount = 0;
+unsigned long timeOutCount = 0, stallCount = 0;
+
+// The function of that name that this one stands before.
+template <class Function>
+Function *next(const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+bool waitsForEver(int descriptor) {
+    pollfd reading = {descriptor, POLLIN, 0};
+    return syscall(SYS_poll, &reading, 1, 0) == 0 && (fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0;
+}
 
 // In the place of the client's socket comes the end of a pair.
 bool answerAt(int client, const qldapx_test::Bytes &said) {
@@ -42,6 +54,14 @@ extern "C" int poll(pollfd *descriptors, nfds_t count, int timeout) {
     return ready;
 }
 
+extern "C" ssize_t read(int descriptor, void *bytes, std::size_t size) {
+    static const auto real = next<ssize_t(int, void *, std::size_t)>("read");
+    if (!waitsForEver(descriptor))
+        return real(descriptor, bytes, size);
+    ++stallCount;
+    return 0;
+}
+
 extern "C" int connect(int descriptor, const sockaddr * /*address*/, socklen_t /*length*/) {
     const qldapx_test::Bytes *said = expected;
     expected = nullptr;
@@ -53,8 +73,8 @@ extern "C" int connect(int descriptor, const sockaddr * /*address*/, socklen_t /
 
 extern "C" int getaddrinfo(const char *name, const char *service, const addrinfo *hints,
                            addrinfo **result) {
-    using Function = int (*)(const char *, const char *, const addrinfo *, addrinfo **);
-    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "getaddrinfo"));
+    static const auto real =
+        next<int(const char *, const char *, const addrinfo *, addrinfo **)>("getaddrinfo");
     addrinfo numeric = {};
     if (hints != nullptr)
         numeric = *hints;
@@ -74,6 +94,10 @@ bool wasConnected() {
 
 unsigned long timeOuts() {
     return timeOutCount;
+}
+
+unsigned long stalls() {
+    return stallCount;
 }
 
 } // namespace hostile

@@ -3,7 +3,9 @@
 //
 // poll: no time passes. Where nothing is there the wait is over at once, as at its time-out; a wait
 // without a time-out would never end and is a fault.
-// connect: nobody is there, but for the server that is expected. getaddrinfo asks no name server.
+// read: one that would wait for ever, because libldap reads the rest of a message without a
+// time-out, finds the end of the connection instead. connect: nobody is there, but for the server
+// that is expected. getaddrinfo asks no name server.
 #pragma once
 
 #include "support/ber.h"
@@ -17,5 +19,7 @@ bool wasConnected();
 
 // Waits that ended at their time-out.
 unsigned long timeOuts();
+// Reads that would have waited for ever.
+unsigned long stalls();
 
 } // namespace hostile

@@ -47,6 +47,13 @@ void setOptions(LDAP *ld) {
     ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
 }
 
+void setOptions(Sockbuf *socket, bool waits) {
+    ber_len_t longest = longestMessage;
+    ber_sockbuf_ctrl(socket, LBER_SB_OPT_SET_MAX_INCOMING, &longest);
+    if (!waits)
+        ber_sockbuf_ctrl(socket, LBER_SB_OPT_SET_NONBLOCK, socket);
+}
+
 // Requests are written by libldap: their outer lengths are definite. 0: it is not whole yet.
 std::size_t sizeOfMessage(const Bytes &bytes) {
     const auto at = [&bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
@@ -60,6 +67,17 @@ std::size_t sizeOfMessage(const Bytes &bytes) {
         length = length << 8 | at(2 + i);
     const std::size_t size = 2 + count + length;
     return size <= bytes.size() ? size : 0;
+}
+
+// As libldap reads the id: whatever its tag, and a missing number is 0.
+bool isNotice(const Bytes &message) {
+    std::size_t at = 1;
+    if (message.size() > at)
+        at += message[at] < 0 ? 1 + (static_cast<unsigned char>(message[at]) & 0x7fU) : 1;
+    if (at + 1 >= message.size() || message[at + 1] < 0)
+        return false;
+    const Bytes id = message.substr(at + 2, static_cast<std::size_t>(message[at + 1]));
+    return id.find_first_not_of('\0') == Bytes::npos;
 }
 
 } // namespace
@@ -87,8 +105,7 @@ LDAP *Peer::openSession() {
     setOptions(ld);
     Sockbuf *socket = nullptr;
     ldap_get_option(ld, LDAP_OPT_SOCKBUF, &socket);
-    ber_len_t longest = longestMessage;
-    ber_sockbuf_ctrl(socket, LBER_SB_OPT_SET_MAX_INCOMING, &longest);
+    setOptions(socket, random_.percent(50));
     require(ber_sockbuf_add_io(socket, &layer, LBER_SBIOD_LEVEL_APPLICATION, this) == 0,
             "no layer");
     return ld;
@@ -97,6 +114,7 @@ LDAP *Peer::openSession() {
 void Peer::beginExchange() {
     const qldapx_fuzz::Unwatched pause;
     sent_.clear();
+    hasNotice_ = false;
 }
 
 void Peer::serve() {
@@ -127,8 +145,10 @@ void Peer::answer(std::string_view message) {
 // What the socket does not take is where the connection ends.
 void Peer::send(const Sent &sent) {
     Bytes bytes;
-    for (const Bytes &message : sent.messages)
+    for (const Bytes &message : sent.messages) {
         bytes += message;
+        hasNotice_ |= isNotice(message);
+    }
     onSent_(bytes.size());
     sent_ += bytes;
     const ssize_t taken = ::send(end_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);

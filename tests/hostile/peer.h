@@ -30,8 +30,9 @@ class Peer {
 
     // Whether no answer of the session was damaged.
     [[nodiscard]] bool isRight() const { return isRight_; }
-    // All that the exchange was sent.
+    // All that the exchange was sent, and whether a notice was in it: a message under the id 0.
     [[nodiscard]] const Bytes &sent() const { return sent_; }
+    [[nodiscard]] bool hasNotice() const { return hasNotice_; }
 
     // Reads what the client has written, and answers it. For the layer in libldap's socket.
     void serve();
@@ -45,7 +46,7 @@ class Peer {
     std::function<void(std::size_t)> onSent_;
     int client_ = -1, end_ = -1;
     unsigned share_ = 0;
-    bool isRight_ = true;
+    bool isRight_ = true, hasNotice_ = false;
     Bytes received_, sent_;
 };
 

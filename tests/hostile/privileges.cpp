@@ -18,7 +18,8 @@ constexpr std::size_t mostSlots = longestMessage / shortestSet + 2;
 int slots[mostSlots];
 std::size_t writtenBefore = mostSlots;
 
-void requireResult(const Call &call, int result) {
+void requireResult(Call &call, int result) {
+    call.heedRefusal();
     if (call.stored() != LDAP_SUCCESS)
         require(result == call.stored(), "Another result than libldap's.");
     else
@@ -52,19 +53,19 @@ int runUnbounded(Call &call) {
 
 // The array ends where its capacity ends, so that a sanitizer sees a slot beyond it.
 int runBounded(Call &call) {
-    const auto capacity = static_cast<int>(call.peer.isRight() ? 2 + call.random.below(3)
-                                                               : call.random.below(5));
+    const auto capacity =
+        static_cast<int>(call.peer.isRight() ? 2 + call.random.below(3) : call.random.below(5));
     std::vector<int> exact(static_cast<std::size_t>(capacity), untouched);
     int none = untouched, count = untouched; // an array of no slots has no place of its own
     call.clearStored();
-    const int result = ldapx_get_effective_privileges_list(
-        call.ld, arg("d"), arg("t"), attributes, capacity > 0 ? exact.data() : &none, capacity,
-        &count);
+    const int result =
+        ldapx_get_effective_privileges_list(call.ld, arg("d"), arg("t"), attributes,
+                                            capacity > 0 ? exact.data() : &none, capacity, &count);
     requireResult(call, result);
     require(count >= 0 && count <= capacity && none == untouched, "More slots than there are.");
-    require(std::all_of(exact.begin() + count, exact.end(),
-                        [](int slot) { return slot == untouched; }),
-            "A slot is written that is not counted.");
+    require(
+        std::all_of(exact.begin() + count, exact.end(), [](int slot) { return slot == untouched; }),
+        "A slot is written that is not counted.");
     require(result == LDAP_SUCCESS || result == LDAP_ENCODING_ERROR || count == 0,
             "Slots are counted after a failure.");
     call.requireRight(result == LDAP_SUCCESS && count == 2);

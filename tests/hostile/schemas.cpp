@@ -20,6 +20,7 @@ int fetch(Call &call, const char *dn, SchemaPtr &schema) {
     LDAPSchema *fetched = nullptr;
     const int result = ldap_schema_fetch(call.ld, &fetched, dn);
     call.losesMemory |= !call.peer.isRight();
+    call.heedRefusal();
     call.requireRight(result == LDAP_SUCCESS);
     if (result != LDAP_SUCCESS)
         return result;
@@ -50,6 +51,7 @@ int runSave(Call &call) {
     ldap_schema_delete(schema.get(), LDAP_SCHEMA_OBJECT_CLASS, "top");
     const int result =
         ldap_schema_save(call.ld, schema.get(), call.random.percent(50) ? "cn=schema" : nullptr);
+    call.heedRefusal();
     call.requireRight(result == LDAP_SUCCESS);
     return result;
 }
@@ -59,6 +61,7 @@ int runDn(Call &call) {
     const int result = get_schema_dn(call.ld, &dn);
     require((dn != nullptr) == (result == LDAP_SUCCESS), "A DN and a result do not agree.");
     std::free(dn);
+    call.heedRefusal();
     call.requireRight(result == LDAP_SUCCESS);
     return result;
 }

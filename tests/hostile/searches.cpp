@@ -23,6 +23,7 @@ int countEntries(LDAP *ld, LDAPMessage *chain) {
 
 int finish(Call &call, int result, LDAPMessage *found) {
     const MessagePtr chain(found);
+    call.heedRefusal();
     require(result == LDAP_SUCCESS || call.stored() == result,
             "The session remembers another result.");
     require(result != LDAP_SUCCESS || found != nullptr, "A success without messages.");
@@ -62,19 +63,21 @@ int runPlain(Call &call) {
             break;
         }
     }
-    ldap_abandon_ext(call.ld, id, nullptr, nullptr);
+    abandon(call, id);
     return result != LDAP_SUCCESS ? result : code;
 }
 
-// libldap follows what the server refers to.
+// libldap follows what the server refers to, and loses what it cannot read of that.
 int runFollowing(Call &call) {
     ldap_set_option(call.ld, LDAP_OPT_REFERRALS, LDAP_OPT_ON);
     LDAPMessage *found = nullptr;
     call.clearStored();
     const int result = ldap_url_search_s(call.ld, url, 0, &found);
     const MessagePtr chain(found);
+    call.heedRefusal();
     require(result == LDAP_SUCCESS || call.stored() == result,
             "The session remembers another result.");
+    call.losesMemory |= !call.peer.isRight();
     ldap_set_option(call.ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     return result;
 }

@@ -29,14 +29,15 @@ Bytes accepted() {
 }
 
 Bytes failure(int number, const char *message) {
-    return sequence({integer(number), sequence({integer(68), octetString("cn=x"),
-                                                octetString(message)})});
+    return sequence(
+        {integer(number), sequence({integer(68), octetString("cn=x"), octetString(message)})});
 }
 
 // The second piece is the last one.
 Bytes piece(bool isLast) {
     const Bytes next = isLast ? integer(0) + integer(0) : integer(5) + integer(7);
-    const Bytes sizes = sequence({integer(2), set({sequence({integer(3)}), sequence({integer(2)})})});
+    const Bytes sizes =
+        sequence({integer(2), set({sequence({integer(3)}), sequence({integer(2)})})});
     return success(DIRECTORY_OID "97", integer(5) + next + octetString("image") + sizes);
 }
 
@@ -46,21 +47,21 @@ Bytes control(const char *oid, const Bytes &value) {
 
 Bytes controls() {
     const Bytes names = sequence({octetString("a"), octetString("b")});
-    return tlv(0xa0,
-               join({control("2.16.840.1.113730.3.4.7", sequence({tlv(0x0a, "\x08"),
-                                                                  octetString("cn=old"),
-                                                                  tlv(0x80, "\x05")})),
-                     control("2.16.840.1.907341.1.27.101.40",
-                             sequence({tlv(0x80, "\x01"), tlv(0x81, "\x02"), tlv(0x82, "\x03"),
-                                       tlv(0x83, "\x04")})),
-                     control("2.16.840.1.907341.1.1.5150.101.1",
-                             set({tlv(0x81, "one"), tlv(0x82, "\x02"), tlv(0x83, "three"),
-                                  tlv(0x84, "\x04"), tlv(0x85, names), tlv(0x86, "six")}))}));
+    return tlv(
+        0xa0,
+        join({control("2.16.840.1.113730.3.4.7",
+                      sequence({tlv(0x0a, "\x08"), octetString("cn=old"), tlv(0x80, "\x05")})),
+              control("2.16.840.1.907341.1.27.101.40",
+                      sequence({tlv(0x80, "\x01"), tlv(0x81, "\x02"), tlv(0x82, "\x03"),
+                                tlv(0x83, "\x04")})),
+              control("2.16.840.1.907341.1.1.5150.101.1",
+                      set({tlv(0x81, "one"), tlv(0x82, "\x02"), tlv(0x83, "three"),
+                           tlv(0x84, "\x04"), tlv(0x85, names), tlv(0x86, "six")}))}));
 }
 
 Bytes entry(const char *dn, const char *type, const char *value) {
-    return tlv(0x64, octetString(dn) + sequence({sequence({octetString(type),
-                                                           set({octetString(value)})})}));
+    return tlv(0x64, octetString(dn) +
+                         sequence({sequence({octetString(type), set({octetString(value)})})}));
 }
 
 Bytes reference() {

@@ -2,6 +2,7 @@
 
 #include "support/assertion_trap.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,7 +31,9 @@ constexpr std::size_t mostBlocks = 1 << 18;
 Block blocks[mostBlocks];
 std::size_t blockCount = 0;
 std::size_t nextSerial = 0;
-std::size_t largestBlock = 0;
+std::size_t receivedBytes = 0;
+std::size_t liveBytes = 0;
+std::size_t mostBytes = 0;
 thread_local bool isWatching = false;
 thread_local bool isPaused = false;
 
@@ -43,9 +46,11 @@ std::size_t mostFor(std::size_t received) {
 void onMalloc(const volatile void *start, std::size_t size) {
     if (!isWatching || isPaused || start == nullptr)
         return;
-    require(size <= largestBlock, "A block is larger than what was received can need.");
+    require(size <= mostFor(receivedBytes), "A block is larger than what was received can need.");
     require(blockCount < mostBlocks, "too many blocks to watch");
     blocks[blockCount++] = {start, size, nextSerial++};
+    liveBytes += size;
+    mostBytes = std::max(mostBytes, liveBytes);
 }
 
 // From the end, because most blocks are released soon.
@@ -54,6 +59,7 @@ void onFree(const volatile void *start) {
         return;
     for (std::size_t i = blockCount; i > 0; --i)
         if (blocks[i - 1].start == start) {
+            liveBytes -= blocks[i - 1].size;
             blocks[i - 1] = blocks[--blockCount];
             return;
         }
@@ -98,16 +104,33 @@ void require(bool condition, const char *message) {
 
 HeapWatch::HeapWatch(std::size_t received) {
     installHooks();
-    largestBlock = mostFor(received);
-    blockCount = 0;
+    receivedBytes = received;
+    blockCount = liveBytes = mostBytes = 0;
+    isPaused = false; // a call that ended in an assertion may have left it so
     isWatching = true;
 }
 
 HeapWatch::~HeapWatch() {
     isWatching = false;
+    describeLeft();
+    require(blockCount == 0, "A block is left over: a leak.");
+}
+
+void HeapWatch::receive(std::size_t more) {
+    receivedBytes += more;
+}
+
+std::size_t HeapWatch::blocksLeft() const {
+    return blockCount;
+}
+
+std::size_t HeapWatch::peak() const {
+    return mostBytes;
+}
+
+void HeapWatch::describeLeft() const {
     if (blockCount > 0)
         __asan_describe_address(firstSince(0));
-    require(blockCount == 0, "A block is left over: a leak.");
 }
 
 void HeapWatch::releaseAll() {

@@ -20,6 +20,13 @@ class HeapWatch {
   public:
     explicit HeapWatch(std::size_t received);
     ~HeapWatch();
+    // So much more has been received by now.
+    void receive(std::size_t more);
+    // Of what was allocated so far: how many blocks are left, the most bytes that there were at
+    // once, and where a block that is left was allocated, on standard error.
+    [[nodiscard]] std::size_t blocksLeft() const;
+    [[nodiscard]] std::size_t peak() const;
+    void describeLeft() const;
     // Releases what there is.
     void releaseAll();
     // Releases for each text a block that is left and holds it, where the heap is watched; ends the

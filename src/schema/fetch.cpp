@@ -14,10 +14,14 @@ using SchemaPtr = std::unique_ptr<LDAPSchema, Releaser<std::free>>;
 
 constexpr char anyEntry[] = "(objectclass=*)";
 
+// A notice of disconnection (RFC 4511, 4.4.1) that says success ends libldap's search with it, and
+// without a message.
 int searchEntry(LDAP *ld, const char *dn, const char *const *attributes, int sizeLimit,
                 MessagePtr &result) {
-    return ldap_search_ext_s(ld, dn, LDAP_SCOPE_BASE, anyEntry, const_cast<char **>(attributes), 0,
-                             nullptr, nullptr, nullptr, sizeLimit, Out(result));
+    const int searched =
+        ldap_search_ext_s(ld, dn, LDAP_SCOPE_BASE, anyEntry, const_cast<char **>(attributes), 0,
+                          nullptr, nullptr, nullptr, sizeLimit, Out(result));
+    return searched == LDAP_SUCCESS && result == nullptr ? LDAP_SERVER_DOWN : searched;
 }
 
 int readDn(LDAP *ld, LDAPMessage *result, char **dn) {

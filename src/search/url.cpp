@@ -41,12 +41,16 @@ int sendSearch(LDAP *ld, const char *text, int attrsonly, int *msgid) {
                            attrsonly, nullptr, nullptr, nullptr, LDAP_NO_LIMIT, msgid);
 }
 
-// The result code of a wait for an answer that did not come.
+// The result code of a wait for an answer that did not come. A notice of disconnection (RFC 4511,
+// 4.4.1) ends it with the notice's own result, which may be any: success, and a time-out, behind
+// which libldap must not abandon, for it counts the connection as one less in use then.
 int noAnswer(LDAP *ld, int msgid, int waited) {
-    int result = waited == 0 ? LDAP_TIMEOUT : storedResult(ld);
-    if (result == LDAP_TIMEOUT)
+    if (waited == 0) {
         ldap_abandon_ext(ld, msgid, nullptr, nullptr);
-    return storeResult(ld, result);
+        return storeResult(ld, LDAP_TIMEOUT);
+    }
+    const int result = storedResult(ld);
+    return storeResult(ld, result == LDAP_SUCCESS ? LDAP_SERVER_DOWN : result);
 }
 
 } // namespace

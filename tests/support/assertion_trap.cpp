@@ -23,15 +23,25 @@ constexpr RequiredAssertion required[] = {
 
 thread_local jmp_buf *trap = nullptr;
 
+bool isRequired(const char *expression, const char *file, unsigned line, const char *function) {
+    for (const RequiredAssertion &assertion : required)
+        if (std::strcmp(file, "events.c") == 0 && line == assertion.line &&
+            std::strcmp(expression, assertion.expression) == 0 &&
+            std::strcmp(function, assertion.function) == 0)
+            return true;
+    return false;
+}
+
 } // namespace
+
+thread_local qldapx_test::FailedAssertion qldapx_test::lastAssertion;
 
 extern "C" [[noreturn]] void __assert_fail(const char *expression, const char *file, unsigned line,
                                            const char *function) noexcept {
-    for (const RequiredAssertion &assertion : required)
-        if (trap != nullptr && std::strcmp(file, "events.c") == 0 && line == assertion.line &&
-            std::strcmp(expression, assertion.expression) == 0 &&
-            std::strcmp(function, assertion.function) == 0)
-            longjmp(*trap, 1);
+    const bool isOneOfOurs = isRequired(expression, file, line, function);
+    qldapx_test::lastAssertion = {expression, file, line, function, isOneOfOurs};
+    if (trap != nullptr && isOneOfOurs)
+        longjmp(*trap, 1);
     std::fprintf(stderr, "%s:%u: %s: Assertion `%s' failed.\n", file, line, function, expression);
     std::abort();
 }

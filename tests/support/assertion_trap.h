@@ -12,4 +12,14 @@ namespace qldapx_test {
 // other assertion ends the process as ever.
 bool endsInAssertion(const std::function<void()> &call);
 
+// What the last assertion that failed said, whichever it was; static texts, NULL before the first.
+struct FailedAssertion {
+    const char *expression = nullptr;
+    const char *file = nullptr;
+    unsigned line = 0;
+    const char *function = nullptr;
+    bool isRequired = false;
+};
+extern thread_local FailedAssertion lastAssertion;
+
 } // namespace qldapx_test

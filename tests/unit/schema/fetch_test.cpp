@@ -41,6 +41,12 @@ ScriptedPeer::Step refusal(int code) {
     return ScriptedPeer::answer(searchDone(code));
 }
 
+// Behind it libldap's search succeeds without a message.
+ScriptedPeer::Step noticeOfDisconnection() {
+    return ScriptedPeer::raw(
+        ldapMessage(0, extendedResponse(0, "1.3.6.1.4.1.1466.20036", std::nullopt)));
+}
+
 TEST(SchemaDn, IsAskedOfTheRootDse) {
     ScriptedPeer peer({rootAnswer({"cn=first", "cn=second"})});
     char *dn = nullptr;
@@ -66,6 +72,7 @@ const DnCase dnCases[] = {
      ScriptedPeer::answers({subentry({{"subschemaSubentry", {"cn=a"}}}), searchDone(4)}),
      LDAP_SIZELIMIT_EXCEEDED},
     {"Closed", ScriptedPeer::closeConnection(), LDAP_SERVER_DOWN},
+    {"NoticeOfDisconnection", noticeOfDisconnection(), LDAP_SERVER_DOWN},
 };
 
 class SchemaDnTest : public testing::TestWithParam<DnCase> {};
@@ -125,6 +132,12 @@ TEST(SchemaFetch, RefusalComesThrough) {
     ScriptedPeer peer({refusal(32)});
     LDAPSchema *schema = nullptr;
     EXPECT_EQ(ldap_schema_fetch(peer.session(), &schema, "cn=none"), LDAP_NO_SUCH_OBJECT);
+}
+
+TEST(SchemaFetch, NoticeOfDisconnectionIsNoAnswer) {
+    ScriptedPeer peer({noticeOfDisconnection()});
+    LDAPSchema *schema = nullptr;
+    EXPECT_EQ(ldap_schema_fetch(peer.session(), &schema, "cn=schema"), LDAP_SERVER_DOWN);
 }
 
 void expectEmpty(const SchemaPtr &schema) {

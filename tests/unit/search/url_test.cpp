@@ -235,6 +235,21 @@ TEST(UrlSearch, ErrorsOfAConnectionThatIsGone) {
     EXPECT_EQ(res, nullptr);
 }
 
+// libldap takes the notice's own result for the search's. None is a time-out that would be followed
+// by an abandon.
+TEST(UrlSearch, NoticeOfDisconnectionIsNoAnswer) {
+    for (int code : {LDAP_SUCCESS, LDAP_UNAVAILABLE, LDAP_TIMEOUT}) {
+        ScriptedPeer peer({ScriptedPeer::raw(
+            ldapMessage(0, extendedResponse(code, "1.3.6.1.4.1.1466.20036", std::nullopt)))});
+        const int expected = code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code;
+        LDAPMessage *res = stalePointer();
+        EXPECT_EQ(ldap_url_search_s(peer.session(), url, 0, &res), expected);
+        EXPECT_EQ(storedResult(peer.session()), expected);
+        EXPECT_EQ(res, nullptr);
+        EXPECT_EQ(peer.received().size(), 1U);
+    }
+}
+
 class Stopwatch {
   public:
     [[nodiscard]] std::chrono::milliseconds elapsed() const {

@@ -14,6 +14,8 @@ bool listsBulkUpdate(LDAP *ld, int &code) {
     code = ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", attributes.data(), 0,
                              nullptr, nullptr, nullptr, 0, &found);
     const MessagePtr owner(found);
+    if (code == LDAP_SUCCESS && found == nullptr) // a notice of disconnection instead
+        code = failureCode(ld);
     LDAPMessage *entry = code == LDAP_SUCCESS ? ldap_first_entry(ld, found) : nullptr;
     if (entry == nullptr)
         return code != LDAP_SUCCESS;

@@ -1,6 +1,7 @@
 #include "schema/server_schema.h"
 
 #include "errors.h"
+#include "messages.h"
 #include "schema/description.h"
 #include "schema/field_list.h"
 #include "text.h"
@@ -45,9 +46,6 @@ std::string lookupKey(const Element &element) {
     return isOid ? element.key : element.title();
 }
 
-struct FreeMessage {
-    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
-};
 struct FreeValues {
     void operator()(berval **values) const { ldap_value_free_len(values); }
 };
@@ -143,11 +141,13 @@ void ServerSchema::addLeftOut(Model &model) const {
     LDAPMessage *result = nullptr;
     run_.perform(dn_, [&](LDAP *ld) {
         session = ld;
-        return ldap_search_ext_s(ld, dn_.c_str(), LDAP_SCOPE_BASE, "(objectClass=*)",
-                                 attributes.data(), 0, nullptr, nullptr, nullptr, LDAP_NO_LIMIT,
-                                 &result);
+        const int code = ldap_search_ext_s(ld, dn_.c_str(), LDAP_SCOPE_BASE, "(objectClass=*)",
+                                           attributes.data(), 0, nullptr, nullptr, nullptr,
+                                           LDAP_NO_LIMIT, &result);
+        // A notice of disconnection in the place of the answer.
+        return code == LDAP_SUCCESS && result == nullptr ? failureCode(ld) : code;
     });
-    const std::unique_ptr<LDAPMessage, FreeMessage> owner(result);
+    const MessagePtr owner(result);
     LDAPMessage *entry = ldap_first_entry(session, result);
     std::vector<std::string> faults;
     for (const LenientKind &lenient : lenientKinds) {

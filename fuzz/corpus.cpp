@@ -153,6 +153,9 @@ std::vector<Seed> seeds() {
     addSchemas(all);
     addDigests(all);
     addTls(all);
+    addAnswers(all);
+    addFiles(all);
+    addSimulator(all);
     return all;
 }
 

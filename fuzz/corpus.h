@@ -26,5 +26,11 @@ void addSchemas(std::vector<Seed> &all);
 void addDigests(std::vector<Seed> &all);
 // Those of TLS set-up.
 void addTls(std::vector<Seed> &all);
+// Those of answers to other operations, of controls and of texts.
+void addAnswers(std::vector<Seed> &all);
+// Those of the tool's files and texts.
+void addFiles(std::vector<Seed> &all);
+// Those of the simulator.
+void addSimulator(std::vector<Seed> &all);
 
 } // namespace qldapx_fuzz

@@ -66,4 +66,39 @@ void runClientPem(const Target &target, const Bytes &bytes);
 void runPkcs12(const Target &target, const Bytes &bytes);
 void runCertAttribute(const Target &target, const Bytes &bytes);
 
+// Take the bytes, behind one that chooses an administrative operation, as the value of its answer
+// and as the whole answer.
+void runExtendedValue(const Target &target, const Bytes &bytes);
+void runExtendedAnswer(const Target &target, const Bytes &bytes);
+
+// Take the bytes as the value of a backup's answer, as the state and the sizes of chunks that a
+// caller gives, as the text of a replication filter, as a URL, and as the root DSE.
+void runBackupAnswer(const Target &target, const Bytes &bytes);
+void runBackupTexts(const Target &target, const Bytes &bytes);
+void runReplicationFilter(const Target &target, const Bytes &bytes);
+void runUrlSearch(const Target &target, const Bytes &bytes);
+void runSchemaDn(const Target &target, const Bytes &bytes);
+
+// Take the bytes as a control's value, and as elements that are copied one by one.
+void runControlValue(const Target &target, const Bytes &bytes);
+void runReturnedBuffer(const Target &target, const Bytes &bytes);
+
+// Take the bytes as files and texts that the tool reads: a backup, records of LDIF, the state of a
+// load, a replication filter, and descriptions of a schema.
+void runBackupFile(const Target &target, const Bytes &bytes);
+void runLdif(const Target &target, const Bytes &bytes);
+void runCheckpoint(const Target &target, const Bytes &bytes);
+void runFilterText(const Target &target, const Bytes &bytes);
+void runSchemaFile(const Target &target, const Bytes &bytes);
+
+// Take the bytes as what the simulator reads: requests of a connection, an event to be replayed, a
+// schema, entries, a search filter, the image of an entry, and a response of DIGEST-MD5.
+void runRequests(const Target &target, const Bytes &bytes);
+void runReplayLine(const Target &target, const Bytes &bytes);
+void runSimulatedSchema(const Target &target, const Bytes &bytes);
+void runSimulatedEntries(const Target &target, const Bytes &bytes);
+void runSimulatedFilter(const Target &target, const Bytes &bytes);
+void runSimulatedImage(const Target &target, const Bytes &bytes);
+void runDigestResponse(const Target &target, const Bytes &bytes);
+
 } // namespace qldapx_fuzz

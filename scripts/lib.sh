@@ -52,6 +52,10 @@ lint_needs=(
     "clang-tidy|clang-tidy --version|clang-tidy 14"
     "cppcheck|cppcheck --version|cppcheck"
 )
+coverage_needs=(
+    "python3|python3 --version|Python 3, for the tables"
+    "gcc|gcov --version|gcov, which reads gcc's counters"
+)
 fuzz_needs=(
     "clang|clang++ --version|clang 14, for its libFuzzer"
     "libclang-rt-14-dev|ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a|libFuzzer and the sanitizers of clang 14"

@@ -26,10 +26,6 @@ LDAP *ldapssl_init(const char *host, int port, int secure) {
     if (url == nullptr)
         return nullptr; // libldap would open a session with this machine for it
     LDAP *ld = nullptr;
-    if (ldap_initialize(&ld, url) == LDAP_SUCCESS)
-        return ld;
-    if (ld != nullptr)
-        ldap_unbind_ext(ld, nullptr, nullptr);
-    return nullptr;
+    return ldap_initialize(&ld, url) == LDAP_SUCCESS ? ld : nullptr;
 }
 }

@@ -51,14 +51,17 @@ int refuse(LDAP *ld, Sockbuf *sockbuf, const char *reason) {
     return refused;
 }
 
-// In milliseconds.
-int networkTimeout(LDAP *ld) {
+// In milliseconds. False: memory ran out, which must not count as a session without a limit.
+bool networkTimeout(LDAP *ld, int &milliseconds) {
     std::unique_ptr<timeval, Releaser<ldap_memfree>> limit;
-    ldap_get_option(ld, LDAP_OPT_NETWORK_TIMEOUT, Out(limit));
-    if (!limit)
-        return noLimit;
+    if (ldap_get_option(ld, LDAP_OPT_NETWORK_TIMEOUT, Out(limit)) != LDAP_OPT_SUCCESS)
+        return false;
     constexpr long longest = INT_MAX / 1000 - 1; // seconds
-    return static_cast<int>(std::min<long>(limit->tv_sec, longest) * 1000 + limit->tv_usec / 1000);
+    milliseconds = noLimit;
+    if (limit)
+        milliseconds = static_cast<int>(std::min<long>(limit->tv_sec, longest) * 1000 +
+                                        limit->tv_usec / 1000);
+    return true;
 }
 
 // SSL_new copies from the context what other threads may be setting.
@@ -68,9 +71,12 @@ SslPtr newSsl() {
 }
 
 TlsConnectionPtr newConnection(LDAP *ld, int socket, const LDAPURLDesc &url) {
+    int patience = noLimit;
+    if (!networkTimeout(ld, patience))
+        return nullptr;
     const bool isNamed = url.lud_host != nullptr && url.lud_host[0] != '\0';
     return newTlsConnection(newSsl(), socket, isNamed ? url.lud_host : "localhost", url.lud_port,
-                            networkTimeout(ld));
+                            patience);
 }
 
 int connectTls(LDAP *ld, Sockbuf *sockbuf, LDAPURLDesc &url) {

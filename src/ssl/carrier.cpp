@@ -1,5 +1,6 @@
 #include "ssl/carrier.h"
 
+#include "ssl/host_name.h"
 #include "ssl/libldap.h"
 #include "ssl/resumption.h"
 #include "ssl/tls_connection.h"
@@ -59,8 +60,8 @@ bool networkTimeout(LDAP *ld, int &milliseconds) {
     constexpr long longest = INT_MAX / 1000 - 1; // seconds
     milliseconds = noLimit;
     if (limit)
-        milliseconds = static_cast<int>(std::min<long>(limit->tv_sec, longest) * 1000 +
-                                        limit->tv_usec / 1000);
+        milliseconds =
+            static_cast<int>(std::min<long>(limit->tv_sec, longest) * 1000 + limit->tv_usec / 1000);
     return true;
 }
 
@@ -79,12 +80,23 @@ TlsConnectionPtr newConnection(LDAP *ld, int socket, const LDAPURLDesc &url) {
                             patience);
 }
 
+// OpenSSL verifies with a copy of what the connection requires, and goes on without the address
+// that it has no memory for. A name it finds again with the connection.
+class Expected {
+  public:
+    explicit Expected(const char *address) { expectAddress(address); }
+    ~Expected() { expectAddress(nullptr); }
+    Expected(const Expected &) = delete;
+    Expected &operator=(const Expected &) = delete;
+};
+
 int connectTls(LDAP *ld, Sockbuf *sockbuf, LDAPURLDesc &url) {
     TlsConnectionPtr connection = newConnection(ld, socketOf(sockbuf), url);
     if (!connection)
         return refuse(ld, sockbuf, "TLS: out of memory");
     const OnSignal onSignal =
         intOption(ld, LDAP_OPT_RESTART) != 0 ? OnSignal::goOn : OnSignal::stop;
+    const Expected address(url.lud_host);
     if (!handshake(*connection, onSignal)) {
         char reason[512];
         explainFailure(*connection, errno, reason, sizeof reason);

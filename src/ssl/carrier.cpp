@@ -1,5 +1,6 @@
 #include "ssl/carrier.h"
 
+#include "ssl/host_name.h"
 #include "ssl/libldap.h"
 #include "ssl/resumption.h"
 #include "ssl/tls_connection.h"
@@ -51,14 +52,17 @@ int refuse(LDAP *ld, Sockbuf *sockbuf, const char *reason) {
     return refused;
 }
 
-// In milliseconds.
-int networkTimeout(LDAP *ld) {
+// In milliseconds. False: memory ran out, which must not count as a session without a limit.
+bool networkTimeout(LDAP *ld, int &milliseconds) {
     std::unique_ptr<timeval, Releaser<ldap_memfree>> limit;
-    ldap_get_option(ld, LDAP_OPT_NETWORK_TIMEOUT, Out(limit));
-    if (!limit)
-        return noLimit;
+    if (ldap_get_option(ld, LDAP_OPT_NETWORK_TIMEOUT, Out(limit)) != LDAP_OPT_SUCCESS)
+        return false;
     constexpr long longest = INT_MAX / 1000 - 1; // seconds
-    return static_cast<int>(std::min<long>(limit->tv_sec, longest) * 1000 + limit->tv_usec / 1000);
+    milliseconds = noLimit;
+    if (limit)
+        milliseconds =
+            static_cast<int>(std::min<long>(limit->tv_sec, longest) * 1000 + limit->tv_usec / 1000);
+    return true;
 }
 
 // SSL_new copies from the context what other threads may be setting.
@@ -68,10 +72,23 @@ SslPtr newSsl() {
 }
 
 TlsConnectionPtr newConnection(LDAP *ld, int socket, const LDAPURLDesc &url) {
+    int patience = noLimit;
+    if (!networkTimeout(ld, patience))
+        return nullptr;
     const bool isNamed = url.lud_host != nullptr && url.lud_host[0] != '\0';
     return newTlsConnection(newSsl(), socket, isNamed ? url.lud_host : "localhost", url.lud_port,
-                            networkTimeout(ld));
+                            patience);
 }
+
+// OpenSSL verifies with a copy of what the connection requires, and goes on without the address
+// that it has no memory for. A name it finds again with the connection.
+class Expected {
+  public:
+    explicit Expected(const char *address) { expectAddress(address); }
+    ~Expected() { expectAddress(nullptr); }
+    Expected(const Expected &) = delete;
+    Expected &operator=(const Expected &) = delete;
+};
 
 int connectTls(LDAP *ld, Sockbuf *sockbuf, LDAPURLDesc &url) {
     TlsConnectionPtr connection = newConnection(ld, socketOf(sockbuf), url);
@@ -79,6 +96,7 @@ int connectTls(LDAP *ld, Sockbuf *sockbuf, LDAPURLDesc &url) {
         return refuse(ld, sockbuf, "TLS: out of memory");
     const OnSignal onSignal =
         intOption(ld, LDAP_OPT_RESTART) != 0 ? OnSignal::goOn : OnSignal::stop;
+    const Expected address(url.lud_host);
     if (!handshake(*connection, onSignal)) {
         char reason[512];
         explainFailure(*connection, errno, reason, sizeof reason);

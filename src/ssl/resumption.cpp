@@ -47,13 +47,16 @@ struct Indices {
     int peer;  // of a connection's
 };
 
-const Indices &indices() {
-    static pthread_once_t once = PTHREAD_ONCE_INIT;
-    static Indices indices;
-    pthread_once(&once, [] {
+// Those of the process; where there was no memory for one, the next call tries again.
+Indices indices() {
+    constexpr int none = -1;
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    static Indices indices = {none, none};
+    const Lock lock(mutex);
+    if (indices.cache == none)
         indices.cache = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, releaseCache);
+    if (indices.peer == none)
         indices.peer = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
-    });
     return indices;
 }
 

@@ -1,7 +1,7 @@
 #include "ssl/socket_bio.h"
 
-#include <openssl/bio.h>
-#include <pthread.h>
+#include "ssl/handles.h"
+
 #include <sys/socket.h>
 
 namespace qldapx {
@@ -59,11 +59,13 @@ BIO_METHOD *newMethod() {
     return method;
 }
 
-// One for the process.
+// One for the process; where there was no memory for it, the next connection tries again.
 const BIO_METHOD *socketMethod() {
-    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     static BIO_METHOD *method = nullptr;
-    pthread_once(&once, [] { method = newMethod(); });
+    const Lock lock(mutex);
+    if (method == nullptr)
+        method = newMethod();
     return method;
 }
 

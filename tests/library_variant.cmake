@@ -12,14 +12,5 @@ function(library_variant target)
     ${ARGN} -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/qldapx.map
     -Wl,-Bsymbolic-functions -Wl,-z,nodelete)
   target_link_libraries(${target}
-    PUBLIC PkgConfig::LDAP PRIVATE OpenSSL::SSL OpenSSL::Crypto Threads::Threads qldapx_warnings)
-
-  # Many files in one go, but for those whose helpers have names that others have too.
-  list(TRANSFORM sources REPLACE
-    ".*/(controls/server_status|ssl/(hand_over|context|identity|inspection))\\.cpp$" "")
-  get_target_property(alone qldapx SOURCES)
-  list(TRANSFORM alone PREPEND ${PROJECT_SOURCE_DIR}/src/)
-  list(REMOVE_ITEM alone ${sources})
-  set_source_files_properties(${alone} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 12)
+    PUBLIC PkgConfig::LDAP PRIVATE OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 endfunction()

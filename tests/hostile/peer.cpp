@@ -54,30 +54,32 @@ void setOptions(Sockbuf *socket, bool waits) {
         ber_sockbuf_ctrl(socket, LBER_SB_OPT_SET_NONBLOCK, socket);
 }
 
-// Requests are written by libldap: their outer lengths are definite. 0: it is not whole yet.
-std::size_t sizeOfMessage(const Bytes &bytes) {
+// Takes a tag and a length off the bytes; the length, or more than there are left.
+std::size_t takeHeader(std::string_view &bytes) {
     const auto at = [&bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    if (bytes.size() < 2)
-        return 0;
-    const std::size_t count = at(1) < 0x80 ? 0 : at(1) & 0x7fU;
-    std::size_t length = count == 0 ? at(1) : 0;
+    const std::size_t count = bytes.size() < 2 || at(1) < 0x80 ? 0 : at(1) & 0x7fU;
     if (bytes.size() < 2 + count)
-        return 0;
+        return bytes.size() + 1;
+    std::size_t length = count == 0 ? at(1) : 0;
     for (std::size_t i = 0; i < count; ++i)
         length = length << 8 | at(2 + i);
-    const std::size_t size = 2 + count + length;
-    return size <= bytes.size() ? size : 0;
+    bytes.remove_prefix(2 + count);
+    return length;
+}
+
+// Requests are written by libldap: their outer lengths are definite. 0: it is not whole yet.
+std::size_t sizeOfMessage(std::string_view bytes) {
+    std::string_view content = bytes;
+    const std::size_t length = takeHeader(content);
+    return length <= content.size() ? bytes.size() - content.size() + length : 0;
 }
 
 // As libldap reads the id: whatever its tag, and a missing number is 0.
-bool isNotice(const Bytes &message) {
-    std::size_t at = 1;
-    if (message.size() > at)
-        at += message[at] < 0 ? 1 + (static_cast<unsigned char>(message[at]) & 0x7fU) : 1;
-    if (at + 1 >= message.size() || message[at + 1] < 0)
-        return false;
-    const Bytes id = message.substr(at + 2, static_cast<std::size_t>(message[at + 1]));
-    return id.find_first_not_of('\0') == Bytes::npos;
+bool isNotice(std::string_view message) {
+    takeHeader(message);
+    const std::size_t length = takeHeader(message);
+    return length <= message.size() &&
+           message.substr(0, length).find_first_not_of('\0') == std::string_view::npos;
 }
 
 } // namespace

@@ -36,7 +36,7 @@ void Tally::addResult(std::size_t operation, int result) {
 void Tally::addEnding(std::size_t operation, const Ending &ending) {
     ++exchanges_;
     ++counts_[operation][asserted];
-    ++places_[ending.place];
+    addPlace(ending);
 }
 
 void Tally::printRow(const std::string &name, const Counts &counts) {

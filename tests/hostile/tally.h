@@ -16,6 +16,8 @@ class Tally {
 
     void addResult(std::size_t operation, int result);
     void addEnding(std::size_t operation, const Ending &ending);
+    // Of an end that is no exchange's.
+    void addPlace(const Ending &ending) { ++places_[ending.place]; }
     void addFinding() { ++findings_; }
 
     [[nodiscard]] unsigned long exchanges() const { return exchanges_; }

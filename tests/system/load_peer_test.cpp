@@ -110,6 +110,20 @@ TEST_F(LoadPeer, LongRecordsMakeShortBatches) {
     EXPECT_THAT(sizes(peer), ElementsAre(2, 2, 1));
 }
 
+// Behind one that says success libldap's search succeeds without a message.
+TEST_F(LoadPeer, ANoticeOfDisconnectionIsNoRootDse) {
+    const BulkPeer peer([](const BulkRequest &request) -> std::optional<BulkReply> {
+        constexpr unsigned char search = 0x63;
+        if (request.tag != search)
+            return std::nullopt;
+        return BulkReply{ldapMessage(
+            0, extendedResponse(0, "1.3.6.1.4.1.1466.20036", std::nullopt))};
+    });
+    const Result result = load(peer);
+    EXPECT_EQ(result.status, 1) << result.err;
+    EXPECT_THAT(result.err, HasSubstr("load"));
+}
+
 TEST_F(LoadPeer, NoMoreThanTheWindowIsUnderWay) {
     for (const std::size_t window : {1U, 3U, 8U}) {
         // Nothing is answered before the window is full, and then all of it, the last one first.

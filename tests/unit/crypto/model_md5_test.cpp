@@ -2,6 +2,7 @@
 #include "crypto/model_md5.h"
 
 #include <algorithm>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <qldapx/md5.h>
@@ -142,6 +143,13 @@ TEST(Md5Model, DigestOnTopOfTheData) {
     EXPECT_EQ(data, std::string("\xc3\xfc\xd3\xd7\x61\x92\xe4\x00\x7d\xfb\x49\x6c\xca\x67\xe1\x3b"
                                 "qrstuvwxyz",
                                 26));
+}
+
+// libcrypto, which the model is made with, has a function of that name.
+TEST(Md5Model, IsTheLibrarys) {
+    Dl_info place = {};
+    ASSERT_NE(dladdr(reinterpret_cast<void *>(MD5), &place), 0);
+    EXPECT_NE(std::string(place.dli_fname).find("libqldapx"), std::string::npos);
 }
 
 TEST(Md5Model, BufferOfTheLibrary) {

@@ -70,7 +70,8 @@ std::unique_ptr<Stream> Server::makeStream(tcp::socket socket) {
 }
 
 void Server::onAccept(const asio::error_code &error, tcp::socket socket) {
-    if (error == asio::error::operation_aborted)
+    // One that was accepted before stop() may be reported after it.
+    if (error == asio::error::operation_aborted || !acceptor_.is_open())
         return;
     if (error) {
         complain(error.message());

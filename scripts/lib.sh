@@ -42,6 +42,7 @@ test_needs=(
     "graphviz|dot -V|Graphviz's dot, which draws the schema"
     "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
     "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
+    "python3|python3 --version|Python 3, for the soak"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
     "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
 )

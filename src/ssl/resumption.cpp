@@ -77,8 +77,13 @@ bool isOver(const SSL_SESSION *session) {
            server == nullptr || X509_cmp_current_time(X509_get0_notAfter(server)) <= 0;
 }
 
+// None while it has no key yet: another thread may connect between the setting of both.
+X509 *shownCertificate(const SSL *ssl) {
+    return SSL_get_privatekey(ssl) != nullptr ? SSL_get_certificate(ssl) : nullptr;
+}
+
 bool isFor(const Kept &kept, const SSL *ssl, const char *peer) {
-    return kept.session != nullptr && kept.clientCertificate == SSL_get_certificate(ssl) &&
+    return kept.session != nullptr && kept.clientCertificate == shownCertificate(ssl) &&
            std::strcmp(kept.peer, peer) == 0;
 }
 
@@ -115,7 +120,7 @@ int keep(SSL *ssl, SSL_SESSION *session) {
     char *ownPeer = strdup(peer);
     if (ownPeer == nullptr)
         return 0;
-    X509 *clientCertificate = SSL_get_certificate(ssl);
+    X509 *clientCertificate = shownCertificate(ssl);
     if (clientCertificate != nullptr)
         X509_up_ref(clientCertificate);
     const Lock lock(cache->mutex);

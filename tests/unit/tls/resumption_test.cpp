@@ -37,15 +37,21 @@ class TlsResumption : public testing::TestWithParam<Version> {
         EXPECT_EQ(ldapssl_add_trusted_cert(&buffer, QLDAPX_TLS_BUFFER_DER), 0);
     }
 
-    void showCertificate() {
+    // Gives the key that belongs to it.
+    std::string setCertificate() {
         const Issued client = authority_.issue({"client", ""});
         std::string certificate = client.pem();
-        std::string key = client.keyPem();
-        const berval certificateBytes = {certificate.size(), certificate.data()};
-        const berval keyBytes = {key.size(), key.data()};
-        ASSERT_EQ(ldapssl_set_client_cert(&certificateBytes, QLDAPX_TLS_BUFFER_PEM, nullptr), 0);
-        ASSERT_EQ(ldapssl_set_client_private_key(&keyBytes, QLDAPX_TLS_BUFFER_PEM, nullptr), 0);
+        const berval bytes = {certificate.size(), certificate.data()};
+        EXPECT_EQ(ldapssl_set_client_cert(&bytes, QLDAPX_TLS_BUFFER_PEM, nullptr), 0);
+        return client.keyPem();
     }
+
+    void setKey(std::string key) {
+        const berval bytes = {key.size(), key.data()};
+        EXPECT_EQ(ldapssl_set_client_private_key(&bytes, QLDAPX_TLS_BUFFER_PEM, nullptr), 0);
+    }
+
+    void showCertificate() { setKey(setCertificate()); }
 
     // Connects once more, and says whether a session was taken up.
     bool isResumed(const char *host = "127.0.0.1") {
@@ -88,6 +94,18 @@ TEST_P(TlsResumption, IsForTheSameClientCertificate) {
     EXPECT_EQ(server_.seen(connections_).back().clientSubject, "/CN=client");
     showCertificate(); // another one of this name
     EXPECT_FALSE(isResumed());
+}
+
+// A certificate whose key is not set yet is not shown.
+TEST_P(TlsResumption, IsNotThatOfAConnectionBeforeTheKeyWasSet) {
+    const std::string key = setCertificate();
+    EXPECT_FALSE(isResumed());
+    EXPECT_EQ(server_.seen(connections_).back().clientSubject, "");
+    EXPECT_TRUE(isResumed());
+    setKey(key);
+    EXPECT_FALSE(isResumed());
+    EXPECT_EQ(server_.seen(connections_).back().clientSubject, "/CN=client");
+    EXPECT_TRUE(isResumed());
 }
 
 int acceptAll(X509_STORE_CTX * /*store*/) {

@@ -1,0 +1,22 @@
+// tls.h - the client context of the process, and sessions with TLS.
+#pragma once
+
+#include "hand.h"
+
+#include <string>
+
+namespace soak {
+
+struct TlsMaterial {
+    std::string ca;           // PEM: who has issued the server's certificate
+    std::string client;       // PEM: certificate and key of adaDn
+    std::string pkcs12;       // the same
+    std::string strangersUri; // a server with a certificate of somebody else
+};
+
+constexpr const char *pkcs12Password = "soak";
+
+/** Sets the context up anew, from whatever source, and connects in all ways that it allows. */
+void renewContext(Hand &hand, const TlsMaterial &material);
+
+} // namespace soak

@@ -1,9 +1,10 @@
 #include "errors.h"
 
+#include "harmless_json.h"
 #include "output.h"
+#include "standard_streams.h"
 #include "text.h"
 
-#include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -29,7 +30,7 @@ void printLabelled(const char *label, const std::string &text) {
     constexpr std::size_t indent = 16;
     const char *shown = label;
     for (const std::string &line : wrapped(text, screenWidth - indent)) {
-        fmt::print(stderr, "  {:<13} {}\n", shown, line);
+        tell(fmt::format("  {:<13} {}\n", shown, line));
         shown = "";
     }
 }
@@ -40,11 +41,11 @@ void printHeadline(const char *kind, std::string line) {
     if (line.starts_with(program))
         line.erase(0, program.size());
     const Style style(STDERR_FILENO);
-    fmt::print(stderr, "{} {}\n", style.red(fmt::format("qldapx{}:", kind)), line);
+    tell(fmt::format("{} {}\n", style.red(fmt::format("qldapx{}:", kind)), line));
 }
 
 void printLine(const Json &json) {
-    fmt::print(stderr, "{}\n", jsonText(json));
+    tell(harmlessJson(jsonText(json)) + "\n");
 }
 
 Json asJson(const Problem &problem) {
@@ -71,12 +72,12 @@ OutputError::OutputError(int error)
       error_(error) {}
 
 std::string problemLine(const Problem &problem) {
-    return jsonText(asJson(problem)) + "\n";
+    return harmlessJson(jsonText(asJson(problem))) + "\n";
 }
 
 void report(const Problem &problem, bool json) {
     if (json) {
-        fmt::print(stderr, "{}", problemLine(problem));
+        tell(problemLine(problem));
         return;
     }
     printHeadline("", headline(problem));
@@ -93,7 +94,7 @@ void report(const UsageError &error, bool json) {
         problem.operation = "command line";
         problem.reason = error.what();
         problem.hint = error.hint();
-        fmt::print(stderr, "{}", problemLine(problem));
+        tell(problemLine(problem));
         return;
     }
     printHeadline("", error.what());

@@ -11,8 +11,6 @@
 namespace qldapx {
 namespace {
 
-constexpr std::array endingSignals = {SIGINT, SIGTERM, SIGHUP};
-
 volatile sig_atomic_t received = 0;
 // Wakes a wait that begins after the signal has come.
 std::array<int, 2> wakeUp = {-1, -1};
@@ -22,8 +20,7 @@ Interruption::LastAct finalAct = nullptr;
 void endNow(int signal) {
     if (finalAct != nullptr)
         finalAct();
-    std::signal(signal, SIG_DFL);
-    raise(signal);
+    endBy(signal);
 }
 
 void remember(int signal) {
@@ -45,17 +42,13 @@ Interruption::Interruption(LastAct lastAct) : isOutermost_(wakeUp[0] < 0) {
     finalAct = lastAct;
     if (pipe2(wakeUp.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         throw std::bad_alloc();
-    struct sigaction action = {};
-    action.sa_handler = remember;
-    for (const int signal : endingSignals)
-        sigaction(signal, &action, nullptr);
+    handlers_.emplace(remember, false);
 }
 
 Interruption::~Interruption() {
     if (!isOutermost_)
         return;
-    for (const int signal : endingSignals)
-        std::signal(signal, SIG_DFL);
+    handlers_.reset();
     for (int &end : wakeUp) {
         close(end);
         end = -1;
@@ -66,11 +59,6 @@ bool Interruption::requested() {
     return received != 0;
 }
 
-void Interruption::wait(int descriptor) {
-    std::array<pollfd, 1> ends = {{{descriptor, POLLIN, 0}}};
-    wait(ends, std::chrono::seconds(1));
-}
-
 void Interruption::wait(std::span<pollfd> ends, std::chrono::milliseconds longest) {
     std::array<pollfd, 3> all = {{{wakeUp[0], POLLIN, 0}, {-1, 0, 0}, {-1, 0, 0}}};
     std::copy(ends.begin(), ends.end(), all.begin() + 1);
@@ -79,8 +67,7 @@ void Interruption::wait(std::span<pollfd> ends, std::chrono::milliseconds longes
 }
 
 void Interruption::endProcess() {
-    std::signal(received, SIG_DFL);
-    raise(received);
+    endBy(received);
 }
 
 } // namespace qldapx

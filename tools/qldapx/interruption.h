@@ -1,6 +1,9 @@
 #pragma once
 
+#include "signals.h"
+
 #include <chrono>
+#include <optional>
 #include <poll.h>
 #include <span>
 
@@ -21,8 +24,6 @@ class Interruption {
     Interruption &operator=(const Interruption &) = delete;
 
     [[nodiscard]] static bool requested();
-    /** Waits until there is something to read, or the command is to end, or a second is over. */
-    static void wait(int descriptor);
     /** Waits as poll does, or until the command is to end; at most two descriptors. */
     static void wait(std::span<pollfd> ends, std::chrono::milliseconds longest);
     /** Ends by the signal itself, so that a shell's loop around the process ends too. */
@@ -30,6 +31,7 @@ class Interruption {
 
   private:
     const bool isOutermost_;
+    std::optional<EndingHandlers> handlers_;
 };
 
 } // namespace qldapx

@@ -2,12 +2,12 @@
 #include "errors.h"
 #include "interruption.h"
 #include "reference/reference.h"
+#include "standard_streams.h"
 #include "usage.h"
 
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <exception>
 #include <fmt/format.h>
 #include <qldapx.h>
@@ -38,26 +38,24 @@ int execute(CLI::App &root, Tool &tool, std::vector<std::string> arguments) {
     } catch (const CLI::CallForHelp &) {
         Output help(false);
         help.text(helpText(chosenCommand(root), help.style()));
-        help.flush();
+        finishOutput();
         return exitDone;
     } catch (const CLI::CallForVersion &version) {
         Output text(false);
         text.line(version.what());
-        text.flush();
+        finishOutput();
         return exitDone;
     }
     Run run(root, chosenCommand(root), tool.connection, tool.json);
     tool.action(run);
-    run.out.flush();
+    finishOutput();
     return run.exitStatus();
 }
 
 /** A reader that has gone ends this program as it ends others: without a word. */
 void reportOutput(const OutputError &error, bool json) {
-    if (error.error() == EPIPE) {
-        std::signal(SIGPIPE, SIG_DFL);
-        std::raise(SIGPIPE);
-    }
+    if (error.error() == EPIPE)
+        endBy(SIGPIPE);
     Problem problem;
     problem.operation = "output";
     problem.reason = error.what();
@@ -70,6 +68,9 @@ void reportOutput(const OutputError &error, bool json) {
 int main(int argc, char **argv) {
     // A server that ends the connection must be an error, not the end of this program.
     std::signal(SIGPIPE, SIG_IGN);
+    // A limit of a file's size is an error as a full disk is.
+    std::signal(SIGXFSZ, SIG_IGN);
+    reserveStandardStreams();
     wipeReleasedMemory();
     bool json = false;
     Tool tool;
@@ -88,6 +89,9 @@ int main(int argc, char **argv) {
             Interruption::endProcess();
         report(failure.problem(), json);
     } catch (const OutputError &error) {
+        // What a signal interrupts, and a terminal that has hung up.
+        if (Interruption::requested() && (error.error() == EINTR || error.error() == EIO))
+            Interruption::endProcess();
         reportOutput(error, json);
     } catch (const std::exception &error) {
         Problem problem;

@@ -1,9 +1,9 @@
 #include "new_file.h"
 
 #include "errors.h"
+#include "open_file.h"
 #include "text.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -17,15 +17,12 @@
 namespace qldapx {
 namespace {
 
-constexpr std::array endingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-
 // The name until it is whole, where a signal handler can reach it.
 std::string temporary;
 
 void removeAndEnd(int signal) {
     unlink(temporary.c_str());
-    std::signal(signal, SIG_DFL);
-    raise(signal);
+    endBy(signal);
 }
 
 [[noreturn]] void fail(const std::string &path, int error = errno) {
@@ -39,16 +36,13 @@ std::string folderOf(const std::string &path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// For the name to be there after a power failure, too. Not every file system can.
-void syncFolder(const std::string &folder) {
-    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return;
-    fsync(descriptor);
-    close(descriptor);
-}
-
 } // namespace
+
+void syncFolderOf(const std::string &path) {
+    const OpenFile folder(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY);
+    if (folder.isOpen())
+        fsync(folder.descriptor());
+}
 
 void checkTarget(const std::string &path, bool replace) {
     struct stat status = {};
@@ -72,19 +66,16 @@ void checkTarget(const std::string &path, bool replace) {
 
 NewFile::NewFile(std::string path, bool replace) : path_(std::move(path)), replace_(replace) {
     temporary = folderOf(path_) + "/.qldapx-XXXXXX";
-    std::signal(SIGXFSZ, SIG_IGN); // a limit is an error as a full disk is
+    const EndingsHeld held; // until there is who removes it
     descriptor_ = mkostemp(temporary.data(), O_CLOEXEC);
     if (descriptor_ < 0)
         fail(path_);
-    for (const int signal : endingSignals)
-        std::signal(signal, removeAndEnd);
+    handlers_.emplace(removeAndEnd);
 }
 
 NewFile::~NewFile() {
     if (!temporary.empty())
         unlink(temporary.c_str());
-    for (const int signal : endingSignals)
-        std::signal(signal, SIG_DFL);
     if (descriptor_ >= 0)
         close(descriptor_);
 }
@@ -118,7 +109,7 @@ void NewFile::keep() {
         fail(path_);
     rename();
     temporary.clear();
-    syncFolder(folderOf(path_));
+    syncFolderOf(path_);
 }
 
 } // namespace qldapx

@@ -1,9 +1,15 @@
 #pragma once
 
+#include "signals.h"
+
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace qldapx {
+
+/** For a new name in a folder to be there after a power failure, too. Not every file system can. */
+void syncFolderOf(const std::string &path);
 
 /** Throws UsageError when a file cannot be written there: it exists, unless it may be replaced. */
 void checkTarget(const std::string &path, bool replace);
@@ -30,6 +36,7 @@ class NewFile {
     std::string path_;
     bool replace_;
     int descriptor_ = -1;
+    std::optional<EndingHandlers> handlers_;
 };
 
 } // namespace qldapx

@@ -1,6 +1,7 @@
 #include "output.h"
 
 #include "errors.h"
+#include "harmless_json.h"
 #include "text.h"
 
 #include <algorithm>
@@ -42,7 +43,9 @@ std::string Style::wrap(const char *code, const std::string &text) const {
 Output::Output(bool json) : json_(json), style_(STDOUT_FILENO) {}
 
 void Output::text(const std::string &text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size())
+    const std::string harmless = json_ ? harmlessJson(text) : std::string();
+    const std::string &written = json_ ? harmless : text;
+    if (std::fwrite(written.data(), 1, written.size(), stdout) != written.size())
         throw OutputError(errno);
 }
 

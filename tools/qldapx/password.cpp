@@ -2,13 +2,14 @@
 
 #include "errors.h"
 #include "open_file.h"
+#include "signals.h"
 #include "text.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fmt/format.h>
+#include <optional>
 #include <sys/stat.h>
 #include <termios.h>
 
@@ -36,15 +37,12 @@ bool isReadableByOthers(int descriptor) {
 termios savedTerminal;
 volatile sig_atomic_t promptTerminal = -1;
 
-constexpr std::array endingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
-
 // The process ends by the signal itself, so that a shell's loop around it ends too.
 void restoreTerminalAndEnd(int signal) {
     tcsetattr(promptTerminal, TCSAFLUSH, &savedTerminal);
     if (write(promptTerminal, "\n", 1) < 0)
         _exit(128 + signal);
-    std::signal(signal, SIG_DFL);
-    raise(signal);
+    endBy(signal);
 }
 
 /** Typed characters stay unseen until this ends, however it ends. */
@@ -54,19 +52,17 @@ class EchoOff {
         if (tcgetattr(terminal, &savedTerminal) != 0)
             needTerminal(prompt);
         promptTerminal = terminal;
-        for (const int signal : endingSignals)
-            std::signal(signal, restoreTerminalAndEnd);
+        handlers_.emplace(restoreTerminalAndEnd);
         termios quiet = savedTerminal;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(terminal, TCSAFLUSH, &quiet);
     }
-    ~EchoOff() {
-        tcsetattr(promptTerminal, TCSAFLUSH, &savedTerminal);
-        for (const int signal : endingSignals)
-            std::signal(signal, SIG_DFL);
-    }
+    ~EchoOff() { tcsetattr(promptTerminal, TCSAFLUSH, &savedTerminal); }
     EchoOff(const EchoOff &) = delete;
     EchoOff &operator=(const EchoOff &) = delete;
+
+  private:
+    std::optional<EndingHandlers> handlers_;
 };
 
 void say(int terminal, const char *text, const PasswordPrompt &prompt) {

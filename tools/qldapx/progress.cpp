@@ -1,6 +1,7 @@
 #include "progress.h"
 
-#include <cstdio>
+#include "standard_streams.h"
+
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -24,12 +25,12 @@ Progress::~Progress() {
 
 void Progress::hide() {
     if (width_ > 0)
-        fmt::print(stderr, "\r{:{}}\r", "", width_);
+        tell(fmt::format("\r{:{}}\r", "", width_));
     width_ = 0;
 }
 
 void Progress::write(const std::string &line) {
-    fmt::print(stderr, "\r{:<{}}", line, width_);
+    tell(fmt::format("\r{:<{}}", line, width_));
     width_ = line.size();
 }
 

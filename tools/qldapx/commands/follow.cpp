@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <fmt/format.h>
 #include <qldapx.h>
+#include <unistd.h>
 
 namespace qldapx {
 namespace {
@@ -63,6 +65,7 @@ class Follower : public SearchHandler {
   private:
     [[nodiscard]] Change readChange(LDAP *ld, const Entry &entry, LDAPControl **controls) const;
     void print(const Change &change, const Entry &entry);
+    static void wait(int descriptor);
 
     Output &out_;
     const FollowOptions &options_;
@@ -144,9 +147,18 @@ int Follower::next(LDAP *ld, int id, LDAPMessage **message) {
         const int kind = ldap_result(ld, id, LDAP_MSG_ONE, &poll, message);
         if (kind != 0)
             return kind;
-        Interruption::wait(descriptor);
+        wait(descriptor);
     }
     return -1;
+}
+
+// As long as nothing changes nothing is written either, and a reader that goes would not be
+// noticed.
+void Follower::wait(int descriptor) {
+    std::array<pollfd, 2> ends = {{{descriptor, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
+    Interruption::wait(ends, std::chrono::seconds(1));
+    if ((ends[1].revents & POLLERR) != 0)
+        throw OutputError(EPIPE);
 }
 
 int typesOf(const FollowOptions &options) {

@@ -2,7 +2,9 @@
 #include "command.h"
 #include "errors.h"
 #include "image_password.h"
+#include "interruption.h"
 #include "progress.h"
+#include "standard_streams.h"
 #include "text.h"
 
 #include <ctime>
@@ -87,10 +89,26 @@ void printContents(Run &run, const std::string &file) {
     throw Failure(std::move(problem));
 }
 
+/** What Ctrl-C leaves, and how to go on. */
+[[noreturn]] void failInterrupted(const Arguments &args, std::uint64_t sent, std::uint64_t pieces) {
+    throw Failure(
+        {"restore",
+         args.dn,
+         {},
+         {},
+         fmt::format("interrupted when {} of {} piece{} had been sent{}", sent, pieces,
+                     pieces == 1 ? "" : "s", sent < pieces ? "" : "; the entry may be there"),
+         {},
+         {},
+         "the same command again sends all of it"});
+}
+
 void send(Run &run, Arguments &args, BackupFile &file, std::uint64_t pieces, Secret &password) {
     Progress progress(run.out.isJson());
     std::uint64_t piece = 0, bytes = 0;
     file.pieces([&](std::string &chunkSizes, std::string &data) {
+        if (Interruption::requested())
+            failInterrupted(args, piece, pieces);
         ++piece;
         try {
             run.perform(args.dn, [&](LDAP *ld) {
@@ -98,11 +116,24 @@ void send(Run &run, Arguments &args, BackupFile &file, std::uint64_t pieces, Sec
                                            chunkSizes.data(), static_cast<int>(data.size()));
             });
         } catch (const Failure &failure) {
+            // Which ends the wait for an answer.
+            if (Interruption::requested() && failure.problem().code.value_or(0) < 0)
+                failInterrupted(args, piece, pieces);
             failAt(failure, piece, pieces);
         }
         bytes += data.size();
         progress.show(piece, bytes);
     });
+}
+
+void sayDone(Run &run, const Arguments &args, const BackupContents &contents) {
+    run.done(fmt::format("{} restored from {}: {} in {} piece{}", printable(args.dn),
+                         printable(args.file), byteCount(contents.bytes), contents.pieces,
+                         contents.pieces == 1 ? "" : "s"),
+             {{"object", args.dn},
+              {"file", args.file},
+              {"bytes", contents.bytes},
+              {"pieces", contents.pieces}});
 }
 
 void restore(Run &run, Arguments &args) {
@@ -112,14 +143,19 @@ void restore(Run &run, Arguments &args) {
     const BackupContents contents = file.check();
     requireSameDn(args, contents.header.dn);
     Secret password = imagePassword(args.password, false, run.out.isJson());
-    send(run, args, file, contents.pieces, password);
-    run.done(fmt::format("{} restored from {}: {} in {} piece{}", printable(args.dn),
-                         printable(args.file), byteCount(contents.bytes), contents.pieces,
-                         contents.pieces == 1 ? "" : "s"),
-             {{"object", args.dn},
-              {"file", args.file},
-              {"bytes", contents.bytes},
-              {"pieces", contents.pieces}});
+    run.open();
+    const Interruption interruption;
+    try {
+        send(run, args, file, contents.pieces, password);
+        sayDone(run, args, contents);
+        finishOutput();
+    } catch (const Failure &failure) {
+        if (!Interruption::requested())
+            throw;
+        run.failed(failure);
+    }
+    if (Interruption::requested())
+        Interruption::endProcess();
 }
 
 void checkArguments(const Arguments &args) {

@@ -1,6 +1,7 @@
 #include "events/screen.h"
 
 #include "errors.h"
+#include "interruption.h"
 #include "text.h"
 
 #include <array>
@@ -30,7 +31,8 @@ termios savedKeys;
 void writeAll(std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0 && errno != EINTR)
+        // A terminal that takes nothing does not keep the command from ending.
+        if (written < 0 && (errno != EINTR || Interruption::requested()))
             throw OutputError(errno);
         text.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
     }
@@ -92,11 +94,16 @@ Screen::~Screen() {
 }
 
 void Screen::restore() {
-    if (keysChanged != 0)
-        tcsetattr(STDIN_FILENO, TCSAFLUSH, &savedKeys);
+    if (keysChanged != 0) {
+        tcflush(STDIN_FILENO, TCIFLUSH); // keys that nobody read are not for the shell
+        tcsetattr(STDIN_FILENO, TCSANOW, &savedKeys);
+    }
     keysChanged = 0;
-    // A terminal that has gone needs nothing.
-    if (entered != 0 && write(STDOUT_FILENO, leave.data(), leave.size()) < 0)
+    // A terminal that has gone needs nothing, and one that takes nothing is not waited for.
+    constexpr int patience = 200;
+    pollfd terminal = {STDOUT_FILENO, POLLOUT, 0};
+    const bool takes = entered != 0 && poll(&terminal, 1, patience) > 0;
+    if (takes && write(STDOUT_FILENO, leave.data(), leave.size()) < 0)
         errno = 0;
     entered = 0;
 }

@@ -4,6 +4,7 @@
 #include "events/event_json.h"
 #include "events/event_text.h"
 #include "interruption.h"
+#include "standard_streams.h"
 #include "text.h"
 
 #include <algorithm>
@@ -104,12 +105,12 @@ bool Watcher::wait(int descriptor, Clock::time_point until) {
 void Watcher::summarize() const {
     const std::chrono::duration<double> time = Clock::now() - begin_;
     if (out_.isJson())
-        fmt::print(
-            stderr, "{}\n",
-            jsonText(Output::Json{{"summary", {{"events", printed_}, {"seconds", time.count()}}}}));
+        tell(
+            jsonText(Output::Json{{"summary", {{"events", printed_}, {"seconds", time.count()}}}}) +
+            "\n");
     else
-        fmt::print(stderr, "{} event{} in {:.1f} s\n", printed_, printed_ == 1 ? "" : "s",
-                   time.count());
+        tell(fmt::format("{} event{} in {:.1f} s\n", printed_, printed_ == 1 ? "" : "s",
+                         time.count()));
 }
 
 } // namespace
@@ -121,7 +122,7 @@ void watchEvents(Run &run, const EventOptions &events, const WatchOptions &optio
         monitor(run, events, watcher);
         run.out.flush();
     } catch (const OutputError &error) {
-        if (!Interruption::requested() || error.error() == EPIPE)
+        if (!Interruption::requested() || error.error() != EINTR)
             throw;
     }
     if (!Interruption::requested())

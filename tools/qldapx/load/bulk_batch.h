@@ -16,6 +16,7 @@ struct BulkBatch {
     int id = 0;
     int number = 0; // of its sequence; 0: in none
     std::uint64_t item = 0;
+    bool isCounted = false; // what has become of it
 
     void add(Record &record) {
         if (count == records.size())
@@ -28,6 +29,7 @@ struct BulkBatch {
             records[i].forget();
         count = bytes = 0;
         id = number = 0;
+        isCounted = false;
     }
 };
 

@@ -219,6 +219,7 @@ void BulkSender::account(BulkBatch &batch, const Refusal &refusal, const BulkFai
                                     place < batch.count ? ", twice" : ""));
         byPlace[place] = &failure;
     }
+    batch.isCounted = true;
     for (std::size_t i = 0; i < batch.count; ++i) {
         const LBURPOperationFailure *failure = byPlace[i];
         if (failure == nullptr)
@@ -231,6 +232,7 @@ void BulkSender::account(BulkBatch &batch, const Refusal &refusal, const BulkFai
 }
 
 void BulkSender::refuse(BulkBatch &batch, const Refusal &refusal) {
+    batch.isCounted = true;
     for (std::size_t i = 0; i < batch.count; ++i)
         context_.journal.failed(batch.item, batch.records[i], refusal);
     context_.journal.settle(batch.item);
@@ -267,7 +269,7 @@ void BulkSender::end() {
 
 void BulkSender::giveUp() {
     for (const BulkBatch &batch : underWay_)
-        for (std::size_t i = 0; i < batch.count; ++i)
+        for (std::size_t i = 0; i < batch.count && !batch.isCounted; ++i)
             context_.journal.inDoubt(batch.records[i].kind);
     underWay_.clear();
 }

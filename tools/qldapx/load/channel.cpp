@@ -8,7 +8,8 @@ namespace qldapx {
 Channel::Channel(Run &run, int timeout) : run_(run), timeout_(timeout) {
     run.perform({}, [this](LDAP *ld) {
         ld_ = ld;
-        return LDAP_SUCCESS;
+        // A signal that comes while libldap looks for answers is no end of the connection.
+        return ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
     });
 }
 

@@ -1,7 +1,9 @@
 #include "load/checkpoint.h"
 
 #include "errors.h"
+#include "new_file.h"
 #include "output.h"
+#include "signals.h"
 #include "text.h"
 
 #include <cerrno>
@@ -133,17 +135,32 @@ std::string Checkpoint::block(const LoadState &state) {
     return text;
 }
 
-void Checkpoint::fail() const {
+void Checkpoint::fail(const char *what, const char *hint) const {
     Problem problem;
     problem.operation = "load";
     problem.object = path_;
-    problem.reason = fmt::format("the checkpoint cannot be written: {}", std::strerror(errno));
-    problem.hint = "make room, or choose another place with --checkpoint";
+    problem.reason = fmt::format("{}: {}", what, std::strerror(errno));
+    problem.hint = hint;
     throw Failure(std::move(problem));
+}
+
+/** False, with errno, when not all of it could be written. */
+bool Checkpoint::writeAt(std::string_view text, std::size_t offset) const {
+    while (!text.empty()) {
+        const ssize_t written =
+            pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(offset));
+        if (written < 0 && errno != EINTR)
+            return false;
+        const std::size_t taken = written > 0 ? static_cast<std::size_t>(written) : 0;
+        text.remove_prefix(taken);
+        offset += taken;
+    }
+    return true;
 }
 
 // Under another name first: a reader finds the old one or the new one, whole.
 void Checkpoint::create(const LoadState &state) {
+    const EndingsHeld held; // not to leave it behind
     const std::string temporary = path_ + ".new";
     const std::string first = block(state);
     const std::string text = "[\n" + first + ",\n" + block(state) + "\n]\n";
@@ -151,14 +168,13 @@ void Checkpoint::create(const LoadState &state) {
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor_ < 0)
         fail();
-    const bool whole =
-        ::write(descriptor_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    if (!whole || fsync(descriptor_) != 0 || rename(temporary.c_str(), path_.c_str()) != 0) {
-        const int error = errno;
-        unlink(temporary.c_str());
-        errno = error;
-        fail();
-    }
+    if (writeAt(text, 0) && fsync(descriptor_) == 0 &&
+        rename(temporary.c_str(), path_.c_str()) == 0)
+        return syncFolderOf(path_);
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    fail();
 }
 
 void Checkpoint::write(const LoadState &state) {
@@ -166,20 +182,21 @@ void Checkpoint::write(const LoadState &state) {
     const std::string text = block(state);
     constexpr std::size_t opening = 2, separator = 2;
     const std::size_t offset = serial_ % 2 == 1 ? opening : opening + blockSize_ + separator;
-    if (pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(offset)) !=
-        static_cast<ssize_t>(text.size()))
+    if (!writeAt(text, offset))
         fail();
     if (Clock::now() - synced_ > between)
         sync();
 }
 
 void Checkpoint::sync() {
-    fdatasync(descriptor_);
+    if (fdatasync(descriptor_) != 0 && errno != EINVAL)
+        fail();
     synced_ = Clock::now();
 }
 
 void Checkpoint::remove() {
-    unlink(path_.c_str());
+    if (unlink(path_.c_str()) != 0 && errno != ENOENT)
+        fail("the load is through, but its checkpoint cannot be removed", "remove it");
 }
 
 bool Checkpoint::exists(const std::string &path) {

@@ -49,6 +49,7 @@ class Checkpoint {
     static Saved read(const std::string &path);
 
     [[nodiscard]] const std::string &path() const { return path_; }
+    /** All of these throw Failure. */
     void write(const LoadState &state);
     void sync();
     void remove();
@@ -57,7 +58,10 @@ class Checkpoint {
     using Clock = std::chrono::steady_clock;
     [[nodiscard]] std::string block(const LoadState &state);
     void create(const LoadState &state);
-    [[noreturn]] void fail() const;
+    bool writeAt(std::string_view text, std::size_t offset) const;
+    [[noreturn]] void fail(const char *what = "the checkpoint cannot be written",
+                           const char *hint = "make room, or choose another place with "
+                                              "--checkpoint") const;
 
     std::string path_;
     std::string head_; // what stays the same

@@ -249,11 +249,11 @@ LoadOutcome Loader::outcome() const {
     if (journal_.checkpoint() != nullptr)
         result.checkpoint = journal_.checkpoint()->path();
     result.cannotResume = !path_ && !isWhole();
-    if (broken_)
+    if (!isWhole() && broken_)
         result.end = End::Broken;
     else if (!isWhole())
         result.end = Interruption::requested() ? End::Interrupted : End::Stopped;
-    else
+    else // what broke then was the end of the bulk update, or a file
         result.end = result.counts.hasFailures() ? End::Failures : End::Done;
     return result;
 }

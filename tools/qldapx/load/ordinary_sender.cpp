@@ -30,6 +30,7 @@ class OrdinarySender : public Sender {
         std::string dn;
         int id = 0;
         std::uint64_t item = 0;
+        bool isCounted = false; // what has become of it
     };
     using SentList = std::list<Sent>;
 
@@ -80,6 +81,7 @@ void OrdinarySender::send(Record &record, const std::string &dn) {
     sent.record.swap(record);
     sent.dn = dn;
     sent.id = 0;
+    sent.isCounted = false;
     bytesUnderWay_ += sent.record.size();
     sent.item = context_.journal.sending(sent.record);
     context_.pace.sent(1);
@@ -94,6 +96,7 @@ void OrdinarySender::take(const Answer &answer) {
     if (!answer || sent == underWay_.end())
         return;
     const Refusal refusal = context_.channel.result(answer);
+    sent->isCounted = true;
     if (refusal.code == LDAP_SUCCESS)
         context_.journal.done(sent->item, sent->record.kind);
     else
@@ -105,7 +108,8 @@ void OrdinarySender::take(const Answer &answer) {
 
 void OrdinarySender::giveUp() {
     for (const Sent &sent : underWay_)
-        context_.journal.inDoubt(sent.record.kind);
+        if (!sent.isCounted)
+            context_.journal.inDoubt(sent.record.kind);
     underWay_.clear();
 }
 

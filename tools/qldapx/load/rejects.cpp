@@ -4,7 +4,6 @@
 #include "text.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -14,7 +13,6 @@
 namespace qldapx {
 
 Rejects::Rejects(const std::string &path, bool append) : path_(path) {
-    std::signal(SIGXFSZ, SIG_IGN); // a limit is an error as a full disk is
     const int mode = append ? O_APPEND : O_EXCL;
     descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | mode, 0600);
     if (descriptor_ >= 0)
@@ -26,8 +24,16 @@ Rejects::Rejects(const std::string &path, bool append) : path_(path) {
                      "choose another place for --rejects");
 }
 
+// A load that ends before it has begun leaves no empty file, which would be in the way of the next.
 Rejects::~Rejects() {
+    if (!finished_ && isEmpty())
+        unlink(path_.c_str());
     close(descriptor_);
+}
+
+bool Rejects::isEmpty() const {
+    struct stat status = {};
+    return fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
 // Bytes of a record are whatever the file had; only an LDIF reader sees them.
@@ -67,10 +73,8 @@ bool Rejects::finish() {
     flush();
     if (fdatasync(descriptor_) != 0 && errno != EINVAL)
         fail();
-    struct stat status = {};
-    const bool isEmpty =
-        fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
-    return isEmpty && unlink(path_.c_str()) == 0;
+    finished_ = true;
+    return isEmpty() && unlink(path_.c_str()) == 0;
 }
 
 } // namespace qldapx

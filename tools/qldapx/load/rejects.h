@@ -25,11 +25,13 @@ class Rejects {
     bool finish();
 
   private:
+    [[nodiscard]] bool isEmpty() const;
     [[noreturn]] void fail() const;
 
     std::string path_;
     std::string waiting_;
     int descriptor_ = -1;
+    bool finished_ = false;
 };
 
 } // namespace qldapx

@@ -10,8 +10,8 @@ namespace qldapx {
 
 const char *const exampleNote = "with strata-sim running";
 const char *const exitStatusNote =
-    "0 done; 1 the server or the library refused; 2 the command line cannot be used as it "
-    "stands; 130 ended by Ctrl-C.";
+    "0 done; 1 the server or the library refused, or the result could not be written; 2 the "
+    "command line cannot be used as it stands; 130 ended by Ctrl-C; 141 nobody reads the output.";
 const char *const jsonNote =
     "With --json the result is one JSON value on standard output, and an error one line on "
     "standard error: {\"error\": {...}} with operation, object, code, name, reason, diagnostic, "

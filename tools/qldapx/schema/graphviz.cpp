@@ -1,14 +1,15 @@
 #include "schema/graphviz.h"
 
 #include "errors.h"
+#include "interruption.h"
 #include "text.h"
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fmt/format.h>
-#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -22,6 +23,8 @@ extern "C" {
 
 namespace qldapx {
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 constexpr int patience = 120; // seconds
 
@@ -95,15 +98,15 @@ class Dot {
     Dot &operator=(const Dot &) = delete;
 
     [[nodiscard]] int error() const { return error_; }
-    /** Waits for the end; false when it does not come in time. */
+    /** Waits for the end; false when it does not come in time, or the command is to end. */
     bool wait() {
         const int descriptor = pidfd_open(pid_, 0);
-        pollfd end = {descriptor, POLLIN, 0};
-        int ready = 0;
-        while ((ready = poll(&end, 1, patience * 1000)) < 0 && errno == EINTR) {
-        }
+        std::array<pollfd, 1> end = {{{descriptor, POLLIN, 0}}};
+        const auto until = Clock::now() + std::chrono::seconds(patience);
+        while (end[0].revents == 0 && !Interruption::requested() && Clock::now() < until)
+            Interruption::wait(end, std::chrono::seconds(1));
         close(descriptor);
-        if (ready <= 0)
+        if (end[0].revents == 0 || Interruption::requested())
             return false;
         waitpid(pid_, &status_, 0);
         ended_ = true;
@@ -122,6 +125,7 @@ class Dot {
 
 std::string renderGraph(const std::string &operation, const std::string &dot,
                         const std::string &format) {
+    const Interruption interruption; // which is not to leave dot at work
     const MemoryFile in, out, err;
     in.fill(dot);
     Dot child(format, in, out, err);

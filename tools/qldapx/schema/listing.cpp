@@ -2,10 +2,10 @@
 
 #include "errors.h"
 #include "schema/element_json.h"
+#include "standard_streams.h"
 #include "text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fmt/format.h>
 #include <fnmatch.h>
 #include <set>
@@ -115,7 +115,7 @@ void printTable(Run &run, const Model &model, const std::vector<const Element *>
 // For people only: a program counts the lines.
 void printCount(std::size_t count) {
     if (isatty(STDOUT_FILENO) == 1)
-        fmt::print(stderr, "{} element{}\n", count, count == 1 ? "" : "s");
+        tell(fmt::format("{} element{}\n", count, count == 1 ? "" : "s"));
 }
 
 } // namespace

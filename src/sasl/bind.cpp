@@ -81,8 +81,8 @@ void freshenPool() {
         unsigned char chance[12] = {};
         pid_t process = getpid();
     } fresh;
-    // What could not be had stays zero.
-    [[maybe_unused]] const ssize_t had = getrandom(fresh.chance, sizeof fresh.chance, 0);
+    // What the system does not give stays 0; children still differ by their number.
+    [[maybe_unused]] const ssize_t given = getrandom(fresh.chance, sizeof fresh.chance, 0);
     XRAND_add(&fresh, sizeof fresh, 0.0);
 }
 

@@ -16,6 +16,8 @@ namespace {
 
 // Allocations left until the one that fails; 0 when unarmed or past it.
 thread_local long countdown = 0;
+constexpr long allFail = -1;
+thread_local bool isLasting = false;
 thread_local long live = 0;
 thread_local long bytes = 0;
 thread_local long bytesAtMark = 0;
@@ -41,21 +43,28 @@ void uncount(void *block) {
 
 namespace qldapx_test::failing_memory {
 
-void failAllocation(long number) {
+void failAllocation(long number, Shortage shortage) {
     countdown = number;
+    isLasting = shortage == Shortage::lasting;
 }
 
 bool failsNow() {
-    if (countdown == 0 || --countdown > 0)
+    if (countdown == 0 || (countdown > 0 && --countdown > 0))
         return false;
+    if (isLasting)
+        countdown = allFail;
     errno = ENOMEM;
     return true;
 }
 
 bool disarm() {
-    bool failed = countdown == 0;
+    bool failed = countdown <= 0;
     countdown = 0;
     return failed;
+}
+
+long untilFailure() {
+    return std::max(countdown, 0L);
 }
 
 Pause::Pause() : countdown_(countdown) {

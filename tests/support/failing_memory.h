@@ -7,10 +7,14 @@
 
 namespace qldapx_test::failing_memory {
 
-// Lets this thread's allocation with that number, counted from 1, fail; the others succeed.
-void failAllocation(long number);
+// Lets this thread's allocation with that number, counted from 1, fail; and the others after it
+// succeed, or fail, too, until it is ended.
+enum class Shortage { once, lasting };
+void failAllocation(long number, Shortage shortage = Shortage::once);
 // Ends it; true when that allocation was asked for, hence failed.
 bool disarm();
+// Allocations left until the one that fails, itself counted; 0 when it was asked for.
+long untilFailure();
 // Counts as an allocation that the caller makes by other means; true: it is the one that fails.
 bool failsNow();
 // While it lives, no allocation of this thread fails, nor takes a number.

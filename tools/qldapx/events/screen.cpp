@@ -83,8 +83,6 @@ void Screen::requireTerminal() {
 Screen::Screen(const Style &style) : style_(style), keyboard_(takeKeys() ? STDIN_FILENO : -1) {
     for (const int signal : crashes)
         std::signal(signal, restoreAndCrash);
-    entered = 1;
-    writeAll(enter);
 }
 
 Screen::~Screen() {
@@ -118,7 +116,10 @@ ScreenSize Screen::size() {
 void Screen::show(const std::vector<ScreenLine> &lines) {
     const ScreenSize size = Screen::size();
     // Terminals that know it show the frame when it is whole; the others show it as it comes.
-    std::string frame = "\x1b[?2026h\x1b[H";
+    // The other screen is entered with the first frame: what fails here ends what has begun.
+    std::string frame(entered == 0 ? enter : "");
+    entered = 1;
+    frame += "\x1b[?2026h\x1b[H";
     for (std::size_t i = 0; i < lines.size(); ++i) {
         frame += i == 0 ? "" : "\r\n";
         frame += styled(style_, lines[i], size.columns);

@@ -15,8 +15,8 @@ std::string printable(std::string_view text);
 void finishOutput();
 
 /**
- * Opens those of the three standard streams that are closed. The number of one would otherwise be
- * that of a client's socket, and the client would read what is meant for the stream.
+ * Opens those of the three standard streams that are closed. A socket or a file would otherwise
+ * get the number of one, and what is meant for the stream.
  */
 void openStandardStreams();
 

@@ -62,14 +62,18 @@ TEST(Output, WhatClientsSayCannotForgeLinesOfTheLog) {
     EXPECT_LT(said.size(), 3000U);
 }
 
-/** A socket must not get the number of a stream that is closed. */
+/** No socket and no file gets the number of a stream that is closed. */
 TEST(Output, StreamsMayBeClosed) {
     const TestFile ready("ready");
     const TestFile answer("answer");
-    const auto result = inShell("( " + command("--verbose --ready-file " + ready.path()) +
-                                " <&- >&- 2>&- ) & " + await(ready) + "ldapwhoami -x -H \"$(cat " +
-                                ready.path() + ")\" >" + answer.path() + " 2>&1; kill $!; wait $!");
+    const auto result =
+        inShell("( " + command("--verbose --ready-file " + ready.path()) + " <&- >&- 2>&- ) & " +
+                await(ready) +
+                "for number in 0 1 2; do readlink /proc/$!/fd/$number; done; ldapwhoami -x -H "
+                "\"$(cat " +
+                ready.path() + ")\" >" + answer.path() + " 2>&1; kill $!; wait $!");
     EXPECT_EQ(result.code, 0) << result.output;
+    EXPECT_EQ(result.output, "/dev/null\n/dev/null\n/dev/null\n");
     EXPECT_EQ(answer.read(), "anonymous\n");
 }
 

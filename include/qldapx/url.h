@@ -40,7 +40,9 @@ QLDAPX_API int ldap_url_search(LDAP *ld, const char *url, int attrsonly);
  * res: receives the chain of messages, released with ldap_msgfree, also when the result code is
  *      the server's error; NULL when there is none.
  *
- * Returns the search's result code, LDAP_TIMEOUT when time ran out.
+ * Returns the search's result code, LDAP_TIMEOUT when time ran out. Where a notice of disconnection
+ * (RFC 4511, 4.4.1) comes instead of the answer it is the notice's, or LDAP_SERVER_DOWN if that is
+ * success: end the session.
  */
 QLDAPX_API int ldap_url_search_s(LDAP *ld, const char *url, int attrsonly, LDAPMessage **res);
 

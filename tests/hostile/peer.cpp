@@ -40,10 +40,10 @@ Sockbuf_IO layer = {setUp, remove, control, read, write, remove};
 
 void setOptions(LDAP *ld) {
     const int version = LDAP_VERSION3;
-    const timeval soon{1, 0};
+    const timeval late{600, 0}; // no time passes, see network.h, but that of a busy machine
     ldap_set_option(ld, LDAP_OPT_PROTOCOL_VERSION, &version);
-    ldap_set_option(ld, LDAP_OPT_TIMEOUT, &soon);
-    ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &soon);
+    ldap_set_option(ld, LDAP_OPT_TIMEOUT, &late);
+    ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &late);
     ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
 }
 

@@ -41,9 +41,9 @@ int runWaiting(Call &call) {
 
 int runWithTimeout(Call &call) {
     LDAPMessage *found = nullptr;
-    timeval soon{1, 0};
+    timeval late{600, 0};
     call.clearStored();
-    const int result = ldap_url_search_st(call.ld, url, 1, &soon, &found);
+    const int result = ldap_url_search_st(call.ld, url, 1, &late, &found);
     return finish(call, result, found);
 }
 

@@ -64,9 +64,10 @@ KINDS = [
     Kind("value:ff01", -3, "value"),
     Kind("value:ff01", -4, "any backup"),
     Kind("code:53:not now", 53, "plain value any stateful monitor bulk backup"),
-    Kind("drop", -1, "plain value any monitor bulk backup proof challenge"),
+    Kind("drop", -1, "plain value any monitor bulk proof challenge"),
     Kind("cut", -1, "plain value any"),
-    Kind(SLOW, -5, "plain value any monitor bulk backup proof challenge"),
+    Kind(SLOW, -5, "plain value any monitor bulk proof challenge"),
+    Kind(SLOW, -12, "backup"),  # it looks for the response OID first, which is missing then
     Kind("stale", 1009, "challenge"),
     Kind("no-nonce", 1008, "challenge"),
     Kind("no-qop", 1006, "challenge"),
@@ -81,12 +82,12 @@ KINDS = [
     Kind("other-directive", 2, "proof"),
 ]
 
-HANDSHAKES = ["silent", "closed", "garbage"]
+QUICK_HANDSHAKES = ["closed", "garbage"]
+HANDSHAKES = ["silent", *QUICK_HANDSHAKES]
 
 
-def choose(chance):
-    """A kind of fault for each operation: {operation: Kind}."""
-    slow_left = 2  # each of them costs seconds
+def choose(chance, slow_left):
+    """A kind of fault for each operation: {operation: Kind}; so many at most are slow."""
     chosen = {}
     left_out = chance.choice(["digest-md5-challenge", "digest-md5-proof"])  # it needs the other
     for operation in chance.sample(sorted(OPERATIONS), len(OPERATIONS)):

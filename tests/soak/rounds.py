@@ -10,14 +10,16 @@ import servers
 
 
 LEAST = 5  # seconds that a round lasts
+SLOW = 2  # faults of a round that cost seconds each
 
 
 class Round:
     """The servers with faults, until others take their place."""
 
-    def __init__(self, start, chance, garbage):
-        self.chosen = faults.choose(chance)
-        self.handshake = chance.choice(faults.HANDSHAKES)
+    def __init__(self, start, chance, garbage, is_short):
+        self.chosen = faults.choose(chance, 0 if is_short else SLOW)
+        handshakes = faults.QUICK_HANDSHAKES if is_short else faults.HANDSHAKES
+        self.handshake = chance.choice(handshakes)
         small = ["--event-queue", "4096"]
         self.server = start("faulty", *small, *faults.options(self.chosen))
         self.shaky = start("shaky", "--tls", "auto", "--fault", f"tls-handshake={self.handshake}")
@@ -39,8 +41,10 @@ class Round:
 class FaultBoard:
     """Changes the servers with faults, each time in the midst of the work."""
 
-    def __init__(self, start, api, seed, least, complaints):
-        self.start, self.api, self.least, self.complaints = start, api, least, complaints
+    def __init__(self, start, api, seed, seconds, complaints):
+        self.start, self.api, self.complaints = start, api, complaints
+        self.least = min(LEAST, seconds / 8)
+        self.is_short = seconds < 60
         self.chance = random.Random(seed)
         self.garbage = servers.Garbage(seed)
         self.injected = {}
@@ -49,7 +53,9 @@ class FaultBoard:
         self.renew()
 
     def renew(self):
-        before, self.current = self.current, Round(self.start, self.chance, self.garbage)
+        before, self.current = self.current, Round(
+            self.start, self.chance, self.garbage, self.is_short
+        )
         if before and self.chance.random() < 0.5:
             before.stop(signal.SIGKILL)  # while its clients still use it
             before = None

@@ -113,9 +113,8 @@ class Soak:
 
     def work(self):
         self.start_api()
-        least = min(rounds.LEAST, self.options.seconds / 8)
         self.board = rounds.FaultBoard(
-            self.start, self.api, self.options.seed, least, self.complaints
+            self.start, self.api, self.options.seed, self.options.seconds, self.complaints
         )
         self.start_tools()
         every = min(10, self.options.seconds / 8)
@@ -185,6 +184,8 @@ def parsed():
 
 def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    # A shell lets its background jobs ignore it, and the tool would inherit that.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     options = parsed()
     options.build = options.build.resolve()
     fresh_folder(options.out)

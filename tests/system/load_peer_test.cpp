@@ -116,8 +116,8 @@ TEST_F(LoadPeer, ANoticeOfDisconnectionIsNoRootDse) {
         constexpr unsigned char search = 0x63;
         if (request.tag != search)
             return std::nullopt;
-        return BulkReply{ldapMessage(
-            0, extendedResponse(0, "1.3.6.1.4.1.1466.20036", std::nullopt))};
+        return BulkReply{
+            ldapMessage(0, extendedResponse(0, "1.3.6.1.4.1.1466.20036", std::nullopt))};
     });
     const Result result = load(peer);
     EXPECT_EQ(result.status, 1) << result.err;

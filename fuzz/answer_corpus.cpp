@@ -65,7 +65,9 @@ const Seed seedRows[] = {
     {"replication_filter", "EmptyNames", "A$x$$$$"},
     {"url_search", "Whole", "ldap://h.example:389/cn=a,o=b?cn,sn?sub?(cn=x*)?ext"},
     {"url_search", "Ipv6", "ldaps://[::1]:636/o=b??one?(&(cn=x)(!(sn>=y)))"},
-    {"url_search", "Escapes", "ldap:///cn=%41%2c?%63n?" "?(cn=%28)"},
+    {"url_search", "Escapes",
+     "ldap:///cn=%41%2c?%63n?"
+     "?(cn=%28)"},
     {"url_search", "BadEscape", "ldap:///cn=%4"},
     {"url_search", "Nul", "ldap:///cn=%00"},
     {"url_search", "Critical",

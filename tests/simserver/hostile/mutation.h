@@ -15,9 +15,7 @@ class Mutation {
 
     /** The next one. */
     std::string next();
-    std::uint32_t upTo(std::size_t size) {
-        return static_cast<std::uint32_t>(random_() % size);
-    }
+    std::uint32_t upTo(std::size_t size) { return static_cast<std::uint32_t>(random_() % size); }
 
   private:
     /** An element with what is in it, if that is elements. */

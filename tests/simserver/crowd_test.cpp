@@ -28,8 +28,9 @@ class CrowdTest : public testing::Test {
         getrlimit(RLIMIT_NOFILE, &limit);
         if (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < needed) {
             limit.rlim_cur = needed;
-            if (setrlimit(RLIMIT_NOFILE, &limit) != 0)
-                GTEST_SKIP() << "no more than " << limit.rlim_max << " descriptors are allowed";
+            ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0)
+                << needed << " descriptors are needed and " << limit.rlim_max
+                << " are allowed: raise the hard limit (ulimit -Hn)";
         }
     }
 

@@ -21,11 +21,28 @@ Package packageOfLibldap() {
     return std::strcmp(name.get(), "OpenSSL") == 0 ? Package::openSsl : Package::other;
 }
 
+ContextPtr contextOf(LDAP *ld) {
+    ContextPtr context;
+    ldap_get_option(ld, LDAP_OPT_X_TLS_CTX, Out(context)); // a reference of its own
+    return context;
+}
+
+// libldap reads the process's context without a lock, takes its reference a moment later, and
+// another thread may have freed it by then. What the session holds itself it does not look for.
+void giveToSession(LDAP *ld) {
+    const Lock lock(g_Sync);
+    if (!contextOf(ld))
+        ldap_set_option(ld, LDAP_OPT_X_TLS_CTX, contextOf(nullptr).get());
+}
+
 // A connection that libldap is about to begin TLS on, in this thread, unless it connects
 // asynchronously. It tells its TLS the server's name, but no address.
 int onConnected(LDAP *ld, Sockbuf * /*sockbuf*/, LDAPURLDesc *url, sockaddr * /*address*/,
                 ldap_conncb * /*callback*/) {
-    const bool isNext = hasScheme(*url, tlsScheme) && intOption(ld, LDAP_OPT_CONNECT_ASYNC) == 0;
+    const bool hasTls = hasScheme(*url, tlsScheme);
+    if (hasTls)
+        giveToSession(ld);
+    const bool isNext = hasTls && intOption(ld, LDAP_OPT_CONNECT_ASYNC) == 0;
     expectAddress(isNext ? url->lud_host : nullptr);
     return 0;
 }
@@ -50,8 +67,8 @@ bool setUpLibldap() {
     return true;
 }
 
-// libldap reads the pointer, and takes its reference for a connection a moment later: a context
-// that is replaced lives on until the next one is.
+// A session that sends StartTLS was given none, and reads the pointer: a context that is replaced
+// lives on until the next one is.
 bool giveToLibldap(SSL_CTX *context) {
     static SSL_CTX *given = nullptr;
     static SSL_CTX *givenBefore = nullptr;

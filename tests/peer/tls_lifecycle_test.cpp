@@ -6,9 +6,48 @@
 #include "tls_slapd.h"
 
 #include <atomic>
+#include <dlfcn.h>
 #include <malloc.h>
+#include <openssl/ssl.h>
+#include <qldapx/state.h>
 #include <qldapx/tls.h>
 #include <thread>
+#include <utility>
+
+namespace {
+
+bool isToBeReplaced = false; // by the next that makes a connection's TLS
+bool isReplaced = false;
+bool isFreed = false;
+bool wasFreed = false; // before its use
+
+void noteFreed(void * /*parent*/, void *mark, CRYPTO_EX_DATA * /*data*/, int /*index*/,
+               long /*argument*/, void * /*unused*/) {
+    isFreed = isFreed || mark != nullptr;
+}
+
+// As other threads may, between the reading of the context and its use; but not while the library
+// keeps them out.
+void replaceTwice(SSL_CTX *context) {
+    static const int mark = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, noteFreed);
+    SSL_CTX_set_ex_data(context, mark, &isReplaced);
+    const std::string file = test::tlsFile("ca.pem");
+    if (pthread_mutex_trylock(&g_Sync) != 0)
+        return;
+    pthread_mutex_unlock(&g_Sync);
+    isReplaced = ldapssl_client_init(file.c_str()) == 0 && ldapssl_client_init(file.c_str()) == 0;
+    wasFreed = isFreed;
+}
+
+} // namespace
+
+// libldap, or the library, makes each connection's TLS with it. Exported by the program.
+extern "C" SSL *SSL_new(SSL_CTX *context) {
+    static auto *const next = reinterpret_cast<decltype(&SSL_new)>(dlsym(RTLD_NEXT, "SSL_new"));
+    if (std::exchange(isToBeReplaced, false))
+        replaceTwice(context);
+    return wasFreed ? nullptr : next(context);
+}
 
 namespace test {
 namespace {
@@ -110,6 +149,16 @@ TEST_F(TlsLifecycle, ThreadsConnectWhileTheContextIsReplaced) {
         thread.join();
     done = true;
     replacing.join();
+}
+
+// Whoever makes a connection holds its context, or keeps those out who would free it.
+TEST_F(TlsLifecycle, ContextReplacedTwiceWhileAConnectionBegins) {
+    trust("ca.pem");
+    isToBeReplaced = true;
+    expectConnects(server->tlsUri());
+    EXPECT_FALSE(isToBeReplaced);
+    EXPECT_FALSE(wasFreed);
+    EXPECT_EQ(isReplaced, libldapHasOpenSsl());
 }
 
 // A sanitizer has an allocator of its own, and looks for leaks itself.

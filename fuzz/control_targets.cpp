@@ -22,7 +22,7 @@ LDAP *anySession() {
     return session;
 }
 
-void readAndFree(char *text) {
+void readAndFreeText(char *text) {
     sink = sink + std::char_traits<char>::length(text);
     ldap_memfree(text);
 }
@@ -39,7 +39,7 @@ int parseChange(LDAPControl **controls) {
                                                        &before, &change.isNumbered, &change.number);
     require(result == LDAP_SUCCESS || before == nullptr, "a DN after a failure");
     if (before != nullptr)
-        readAndFree(before);
+        readAndFreeText(before);
     const int only = ldapx_parse_entrychange_control(anySession(), controls, &again.type, nullptr,
                                                      nullptr, nullptr);
     require(again.type == change.type, "another type without the rest");
@@ -54,7 +54,7 @@ int parseReference(LDAPControl **controls) {
                                                     nullptr, &reference);
     require(result == LDAP_SUCCESS || reference == nullptr, "a reference after a failure");
     if (reference != nullptr)
-        readAndFree(reference);
+        readAndFreeText(reference);
     return result;
 }
 

@@ -15,7 +15,7 @@ namespace {
 
 bool writeAll(int file, std::string_view content) {
     while (!content.empty()) {
-        const ssize_t written = write(file, content.data(), content.size());
+        const ssize_t written = ::write(file, content.data(), content.size());
         if (written < 0)
             return false;
         content.remove_prefix(static_cast<std::size_t>(written));

@@ -21,9 +21,9 @@ bool isComputed(std::string_view name) {
 }
 
 /** Collects the lines of one record and puts the entry into the tree. */
-class Record {
+class EntryRecord {
   public:
-    explicit Record(Tree &tree) : tree_(tree) {}
+    explicit EntryRecord(Tree &tree) : tree_(tree) {}
 
     void take(const LdifPair &pair, int number) {
         if (!dn_) {
@@ -75,7 +75,7 @@ class Record {
 
 void loadLdif(std::istream &in, Tree &tree) {
     LdifLines lines(in);
-    Record record(tree);
+    EntryRecord record(tree);
     for (std::string line; lines.next(line);) {
         if (line.empty())
             record.finish();

@@ -80,10 +80,10 @@ const char *chooseQop(int options) {
 }
 
 // What the client's response and the server's proof have in common.
-class Exchange {
+class DigestExchange {
   public:
-    Exchange(const char *hostName, const char *cnonce, int nonceCount,
-             const DigestChallenge &challenge)
+    DigestExchange(const char *hostName, const char *cnonce, int nonceCount,
+                   const DigestChallenge &challenge)
         : challenge_(challenge), cnonce_(cnonce), qop_(chooseQop(challenge.qopOptions)) {
         constexpr std::string_view service = "ldap/";
         const std::size_t length = std::strlen(hostName);
@@ -180,7 +180,7 @@ int createDigestResponse(const char *userName, const char *password, std::size_t
                          int nonceCount, const DigestChallenge *challenge, berval *response) {
     *response = {0, nullptr};
     HeapPtr buffer(static_cast<char *>(std::malloc(responseSize)));
-    const Exchange exchange(hostName, cnonce, nonceCount, *challenge);
+    const DigestExchange exchange(hostName, cnonce, nonceCount, *challenge);
     if (!buffer || !exchange.hasUri())
         return LDAP_NO_MEMORY;
     char value[hexSize];
@@ -206,7 +206,7 @@ int validateServerResponse(const char *userName, const char *password, std::size
     HeapPtr proof;
     if (const int result = getResponseAuth(serverCredentials, Out(proof)); result != LDAP_SUCCESS)
         return result;
-    const Exchange exchange(hostName, cnonce, nonceCount, *challenge);
+    const DigestExchange exchange(hostName, cnonce, nonceCount, *challenge);
     if (!exchange.hasUri())
         return LDAP_NO_MEMORY;
     char expected[hexSize];

@@ -39,7 +39,7 @@ Pipe makePipe() {
 /** Reads what there is; false at the end. */
 bool drain(int descriptor, std::string &text) {
     std::array<char, 65536> buffer{};
-    const ssize_t got = read(descriptor, buffer.data(), buffer.size());
+    const ssize_t got = ::read(descriptor, buffer.data(), buffer.size());
     text.append(buffer.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
     return got > 0;
 }

@@ -1,4 +1,4 @@
-#include "system/listener.h"
+#include "system/signal_cases.h"
 #include "system/sweep.h"
 #include "system/sweep_commands.h"
 
@@ -13,160 +13,7 @@
 namespace test {
 namespace {
 
-using Stream = Setting::Stream;
-
-constexpr const char *ada = "cn=Ada Brandt,ou=people,dc=example,dc=com";
-
-/** Which server a case has to do with. */
-enum class Server { Simulator, WithTls, WithRealms, Silent, Unreachable };
-
-/** A long command, at each of whose calls it gets a signal; @ names a file. */
-struct SignalCase {
-    const char *name;
-    Arguments arguments;
-    Server server = Server::Simulator;
-    Stream output = Stream::Pipe;
-    bool writes = false; // the file that the arguments name
-};
-
-const SignalCase signalCases[] = {
-    {"whoami", {"whoami"}},
-    {"whoami of a silent server", {"whoami"}, Server::Silent},
-    {"whoami where nobody answers", {"whoami"}, Server::Unreachable},
-    {"whoami by TLS", {"whoami", "--cacert", "@ca.pem"}, Server::WithTls},
-    {"TLS with a silent server", {"whoami", "--cacert", "@ca.pem"}, Server::Silent},
-    {"StartTLS with a silent server", {"whoami", "-ZZ"}, Server::Silent},
-    {"cert show", {"cert", "show"}, Server::WithTls},
-    {"DIGEST-MD5", {"whoami", "-Y", "DIGEST-MD5", "-U", adminDn}},
-    {"question for a realm",
-     {"whoami", "-Y", "DIGEST-MD5", "-U", adminDn},
-     Server::WithRealms,
-     Stream::Terminal},
-    {"question for a password", {"whoami", "-W"}, Server::Simulator, Stream::Terminal},
-    {"question for the image's password",
-     {"backup", ada, "-o", "@a.backup", "--ask-password"},
-     Server::Simulator,
-     Stream::Terminal,
-     true},
-    {"backup", {"backup", ada, "-o", "@a.backup"}, Server::Simulator, Stream::Pipe, true},
-    {"backup on a terminal",
-     {"backup", ada, "-o", "@a.backup", "--force"},
-     Server::Simulator,
-     Stream::Terminal,
-     true},
-    {"schema export", {"schema", "export", "@a.ldif"}, Server::Simulator, Stream::Pipe, true},
-    {"schema graph to SVG",
-     {"schema", "graph", "person", "-o", "@a.svg"},
-     Server::Simulator,
-     Stream::Pipe,
-     true},
-    {"schema diff", {"schema", "diff", "@s.ldif"}},
-    {"schema add --dry-run", {"schema", "add", "--file", "@s.ldif", "--dry-run"}},
-    {"search", {"search", "-b", "dc=example,dc=com"}},
-    {"search --follow", {"search", "-b", ada, "--follow", "--existing"}},
-    {"events watch", {"events", "watch", "--type", "1000"}},
-    {"events watch of a silent server",
-     {"events", "watch", "--type", "1000", "--reconnect"},
-     Server::Silent},
-    {"events watch where nobody answers",
-     {"events", "watch", "--type", "1000", "--reconnect"},
-     Server::Unreachable},
-    {"events top",
-     {"events", "top", "--type", "1000", "--for", "0.6"},
-     Server::Simulator,
-     Stream::Terminal},
-    {"load --dry-run", {"load", "@f.ldif", "--dry-run"}},
-};
-
 constexpr int endings[] = {SIGINT, SIGTERM, SIGHUP};
-
-/** Takes connections, and says nothing on them. */
-class SilentServer {
-  public:
-    SilentServer() : thread_([this] { serve(); }) {}
-    ~SilentServer() {
-        listener_.stop();
-        thread_.join();
-    }
-    SilentServer(const SilentServer &) = delete;
-    SilentServer &operator=(const SilentServer &) = delete;
-    [[nodiscard]] const std::string &uri() const { return listener_.uri(); }
-
-  private:
-    // Only the last one's client is still there.
-    void serve() const {
-        int last = -1, next = -1;
-        while ((next = accept4(listener_.fd(), nullptr, nullptr, SOCK_CLOEXEC)) >= 0) {
-            if (last >= 0)
-                close(last);
-            last = next;
-        }
-        close(last);
-    }
-
-    const Listener listener_;
-    std::thread thread_;
-};
-
-/** What the commands meet: a server of each sort. */
-class Servers {
-  public:
-    explicit Servers(const std::string &tool)
-        : plain(tool, {"--backup-piece", "100"}),
-          withTls_(tool, {"--tls", "auto", "--tls-ca-file", plain.path("ca.pem")}),
-          withRealms_(tool, {"--fault", "digest-md5-challenge=realms:3"}) {
-        fill();
-    }
-    ~Servers() {
-        for (const int each : waiting_)
-            close(each);
-    }
-    Servers(const Servers &) = delete;
-    Servers &operator=(const Servers &) = delete;
-
-    [[nodiscard]] std::string uri(const SignalCase &which) const;
-
-    const Workplace plain;
-
-  private:
-    void fill();
-
-    const Workplace withTls_, withRealms_;
-    const SilentServer silent_;
-    const Listener unreachable_;
-    std::vector<int> waiting_;
-};
-
-// With as many connections as it takes for the next ones to be left unanswered.
-void Servers::fill() {
-    const std::string &uri = unreachable_.uri();
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(uri.substr(uri.rfind(':') + 1))));
-    for (int i = 0; i < 4; ++i) {
-        waiting_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        static_cast<void>(connect(waiting_.back(), reinterpret_cast<sockaddr *>(&address),
-                                  sizeof address)); // or begun
-    }
-}
-
-std::string Servers::uri(const SignalCase &which) const {
-    const bool isTls = std::find(which.arguments.begin(), which.arguments.end(), "--cacert") !=
-                       which.arguments.end();
-    switch (which.server) {
-    case Server::WithTls:
-        return withTls_.simulator().uri();
-    case Server::WithRealms:
-        return withRealms_.simulator().uri();
-    case Server::Silent:
-        return (isTls ? "ldaps" : "ldap") + silent_.uri().substr(4);
-    case Server::Unreachable:
-        return unreachable_.uri();
-    default:
-        return plain.simulator().uri();
-    }
-}
 
 /** Where and how a case is struck. */
 struct Blow {
@@ -325,7 +172,7 @@ Outcome strikeRestore(Sweep &sweep, const Workplace &workplace, const Blow &blow
 
 void sweepSignals(Sweep &sweep) {
     const Servers servers(sweep.options().tool);
-    for (const SignalCase &each : signalCases)
+    for (const SignalCase &each : signalCases())
         everywhere(sweep, [&](const Blow &blow) { return strike(sweep, servers, each, blow); });
     for (const Arguments &more :
          {Arguments{"--batch", "1", "--window", "2"}, Arguments{"--batch", "3", "--rate", "200"}})

@@ -47,14 +47,14 @@ void Trial::expect(bool holds, const char *what) {
     char line[256];
     const int length = std::snprintf(line, sizeof line, "X %s %ld %s\n",
                                      failing_ != nullptr ? failing_ : function_, number_, what);
-    static_cast<void>(!write(report_, line, static_cast<std::size_t>(length)));
+    static_cast<void>(!::write(report_, line, static_cast<std::size_t>(length)));
 }
 
 void Trial::tell(char about, long number) const {
     const char *function = failing_ != nullptr && about != 'C' ? failing_ : function_;
     char line[128];
     const int length = std::snprintf(line, sizeof line, "%c %s %ld\n", about, function, number);
-    static_cast<void>(!write(report_, line, static_cast<std::size_t>(length)));
+    static_cast<void>(!::write(report_, line, static_cast<std::size_t>(length)));
 }
 
 } // namespace qldapx_test::memory

@@ -15,17 +15,17 @@
 namespace qldapx {
 namespace {
 
-struct Kind {
+struct ChangeKind {
     int bit;
     const char *name;  // on the command line
     const char *words; // in the output
 };
 
 constexpr std::array kinds = {
-    Kind{1, "add", "add"},
-    Kind{2, "delete", "delete"},
-    Kind{4, "modify", "modify"},
-    Kind{8, "moddn", "modify DN"},
+    ChangeKind{1, "add", "add"},
+    ChangeKind{2, "delete", "delete"},
+    ChangeKind{4, "modify", "modify"},
+    ChangeKind{8, "moddn", "modify DN"},
 };
 
 /** What an entry's control says of it. */
@@ -37,7 +37,7 @@ struct Change {
 
 std::string wordsOf(int bit) {
     const auto kind = std::find_if(kinds.begin(), kinds.end(),
-                                   [bit](const Kind &each) { return each.bit == bit; });
+                                   [bit](const ChangeKind &each) { return each.bit == bit; });
     return kind == kinds.end() ? fmt::format("change of type {}", bit) : kind->words;
 }
 
@@ -163,7 +163,7 @@ void Follower::wait(int descriptor) {
 
 int typesOf(const FollowOptions &options) {
     int types = 0;
-    for (const Kind &kind : kinds)
+    for (const ChangeKind &kind : kinds)
         if (options.changes.empty() || std::find(options.changes.begin(), options.changes.end(),
                                                  kind.name) != options.changes.end())
             types |= kind.bit;
@@ -175,7 +175,7 @@ int typesOf(const FollowOptions &options) {
 std::vector<std::string> changeNames() {
     std::vector<std::string> names;
     names.reserve(kinds.size());
-    for (const Kind &kind : kinds)
+    for (const ChangeKind &kind : kinds)
         names.emplace_back(kind.name);
     return names;
 }

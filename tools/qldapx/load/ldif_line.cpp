@@ -56,7 +56,7 @@ bool sameName(std::string_view left, std::string_view right) {
     return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
 }
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     constexpr std::size_t longest = 60;
     const std::string shown = printable(text.substr(0, longest));
     return "\"" + shown + (text.size() > longest ? "...\"" : "\"");
@@ -70,12 +70,12 @@ std::string parseField(const LdifLine &line, LdifField &field) {
     const std::string_view first = line.first();
     const std::size_t colon = first.find(':');
     if (colon == std::string_view::npos)
-        return line.folded ? fmt::format("{} is folded before its colon", quoted(first))
-                           : fmt::format("{} has no colon", quoted(first));
+        return line.folded ? fmt::format("{} is folded before its colon", inQuotes(first))
+                           : fmt::format("{} has no colon", inQuotes(first));
     field.name = first.substr(0, colon);
     const auto isOdd = [](char c) { return c <= ' ' || c == '\x7f'; };
     if (field.name.empty() || std::any_of(field.name.begin(), field.name.end(), isOdd))
-        return fmt::format("{} names no attribute before its colon", quoted(first));
+        return fmt::format("{} names no attribute before its colon", inQuotes(first));
     std::string_view rest = first.substr(colon + 1);
     if (rest.starts_with(':') || rest.starts_with('<')) {
         field.form = rest.front() == ':' ? LdifField::Form::Base64 : LdifField::Form::File;
@@ -84,7 +84,7 @@ std::string parseField(const LdifLine &line, LdifField &field) {
     field.value = withoutFill(rest);
     const bool isEmpty = field.value.empty() && !line.folded;
     if (isEmpty && field.form != LdifField::Form::Plain)
-        return fmt::format("{} has no value behind \"{}\"", quoted(field.name),
+        return fmt::format("{} has no value behind \"{}\"", inQuotes(field.name),
                            field.form == LdifField::Form::Base64 ? "::" : ":<");
     return {};
 }
@@ -92,7 +92,7 @@ std::string parseField(const LdifLine &line, LdifField &field) {
 std::string fileFault(const LdifLine &line, const LdifField &field, std::uint64_t &bytes) {
     std::string path = unfolded(
         line.whole.substr(static_cast<std::size_t>(field.value.data() - line.whole.data())));
-    const std::string url = quoted(path);
+    const std::string url = inQuotes(path);
     constexpr std::string_view scheme = "file:";
     if (!sameName(std::string_view(path).substr(0, scheme.size()), scheme))
         return fmt::format("{} is no file:// URL, and others are not fetched", url);

@@ -44,7 +44,7 @@ struct LdifField {
 bool sameName(std::string_view left, std::string_view right);
 
 /** A text of the file's for a message. */
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 
 std::string_view withoutFill(std::string_view text);
 

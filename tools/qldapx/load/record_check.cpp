@@ -45,9 +45,9 @@ std::string Check::dn(const LdifLine &line, const LdifField &field, std::size_t 
     if (sameName(field.name, "version"))
         return field.value == "1" && field.form == LdifField::Form::Plain && !line.folded
                    ? std::string()
-                   : fmt::format("version {} of LDIF is not known, only 1", quoted(field.value));
+                   : fmt::format("version {} of LDIF is not known, only 1", inQuotes(field.value));
     if (!sameName(field.name, "dn"))
-        return fmt::format("a record begins with dn:, and this one with {}", quoted(field.name));
+        return fmt::format("a record begins with dn:, and this one with {}", inQuotes(field.name));
     layout_.body = offset;
     layout_.line = line.number;
     layout_.empty = false;
@@ -68,7 +68,7 @@ std::string Check::changeType(const LdifLine &line, const LdifField &field) {
         return sameName(each.name, field.value);
     });
     if (row == rows.end() || field.form != LdifField::Form::Plain || line.folded)
-        return fmt::format("unknown changetype {}", quoted(field.value));
+        return fmt::format("unknown changetype {}", inQuotes(field.value));
     expect_ = row->next;
     isAdd_ = expect_ == Expect::Attribute;
     return {};
@@ -123,7 +123,7 @@ std::string Check::modOp(const LdifLine &line, const LdifField &field) {
                                    [&](const char *each) { return sameName(field.name, each); });
     if (name == names.end())
         return fmt::format("add:, delete:, replace: or increment: is expected, not {}",
-                           quoted(field.name));
+                           inQuotes(field.name));
     if (field.value.empty() || field.form != LdifField::Form::Plain || line.folded)
         return fmt::format("{}: names no attribute", *name);
     needsValue_ = sameName(*name, "add") || sameName(*name, "increment");
@@ -147,13 +147,13 @@ std::string Check::rename(const LdifLine &line, const LdifField &field) {
                        : expect_ == Expect::DeleteOldRdn ? "deleteoldrdn"
                                                          : "newsuperior";
     if (!sameName(field.name, name))
-        return fmt::format("{}: is expected, not {}", name, quoted(field.name));
+        return fmt::format("{}: is expected, not {}", name, inQuotes(field.name));
     const bool isFlag = field.value == "0" || field.value == "1";
     if (expect_ == Expect::NewRdn && field.value.empty() && !line.folded)
         return "newrdn: has no value";
     if (expect_ == Expect::DeleteOldRdn &&
         (!isFlag || line.folded || field.form != LdifField::Form::Plain))
-        return fmt::format("deleteoldrdn: is 0 or 1, not {}", quoted(field.value));
+        return fmt::format("deleteoldrdn: is 0 or 1, not {}", inQuotes(field.value));
     expect_ = expect_ == Expect::NewRdn         ? Expect::DeleteOldRdn
               : expect_ == Expect::DeleteOldRdn ? Expect::NewSuperior
                                                 : Expect::End;

@@ -115,7 +115,7 @@ void takeLine(RawFile &file, OidMacros &macros, const LdifLine &line) {
         take(file, macros, kind, *value, number);
     else
         file.faults.push_back({number, fmt::format("the value of {} is neither text nor base64",
-                                                   qldapx::quoted(field.name))});
+                                                   inQuotes(field.name))});
 }
 
 RawFile parseLdif(std::string_view content, OidMacros &macros) {
@@ -147,7 +147,7 @@ void takeDirective(RawFile &file, OidMacros &macros, const Directive &directive)
         take(file, macros, kind, withoutFill(value), directive.line);
     else
         file.faults.push_back(
-            {directive.line, fmt::format("{} begins no description", qldapx::quoted(name))});
+            {directive.line, fmt::format("{} begins no description", inQuotes(name))});
 }
 
 RawFile parseConfiguration(std::string_view content, OidMacros &macros) {
@@ -223,13 +223,13 @@ std::string OidMacros::valueOf(std::string_view word) const {
 std::string OidMacros::define(const std::string &definition) {
     const std::size_t end = definition.find_first_of(" \t");
     if (end == std::string::npos)
-        return fmt::format("{} has no OID", qldapx::quoted(definition));
+        return fmt::format("{} has no OID", inQuotes(definition));
     std::string value(withoutFill(std::string_view(definition).substr(end)));
     value.erase(value.find_last_not_of(" \t") + 1);
     if (value.find_first_not_of("0123456789.") != std::string::npos) {
         const std::string known = valueOf(value);
         if (known.empty())
-            return fmt::format("{} names no OID that is known here", qldapx::quoted(value));
+            return fmt::format("{} names no OID that is known here", inQuotes(value));
         value = known;
     }
     values_[lowerCase(definition.substr(0, end))] = value;

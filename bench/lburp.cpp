@@ -2,23 +2,33 @@
 // DELAY microseconds after its request: by bulk update, by ldap_add_ext_s one after another, and by
 // ldap_add_ext with the answers collected in between; in turn.
 //
+// lburp grow ROUNDS DELAY - the same by bulk update with batches and windows of all sizes, and with
+// answers collected in between.
+//
 // This process runs on processor 0, the server on processor 1. Prints one line per figure:
-// name-delay, adds per second.
+// name-delay (batch-size, window-size), adds per second.
 #include "acknowledging.h"
 #include "ten_attributes.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <qldapx.h>
+#include <vector>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int batch = 100;
-constexpr int window = 4;
+// How many adds go into a request, and how many requests are under way.
+struct Shape {
+    int batch = 100;
+    int window = 4;
+};
 
 [[noreturn]] void fail(const char *what) {
     std::fprintf(stderr, "%s\n", what);
@@ -46,8 +56,10 @@ LDAPMessage *next(LDAP *ld) {
 
 class BulkUpdate {
   public:
-    explicit BulkUpdate(LDAP *ld) : ld_(ld) {
-        for (std::size_t i = 0; i < batch; ++i) {
+    BulkUpdate(LDAP *ld, Shape shape)
+        : ld_(ld), shape_(shape), dns_(static_cast<std::size_t>(shape.batch)),
+          operations_(dns_.size()), list_(dns_.size() + 1) {
+        for (std::size_t i = 0; i < dns_.size(); ++i) {
             operations_[i] = {LDAP_REQ_ADD, dns_[i].data(), attributes_.list(), nullptr};
             list_[i] = &operations_[i];
         }
@@ -60,8 +72,8 @@ class BulkUpdate {
                           code,
                       "the start was refused");
         int sent = 0, answered = 0;
-        for (const int last = adds / batch; answered < last; ++answered) {
-            for (; sent < last && sent - answered < window; ++sent)
+        for (const int last = adds / shape_.batch; answered < last; ++answered) {
+            for (; sent < last && sent - answered < shape_.window; ++sent)
                 send(sent);
             collect();
         }
@@ -73,8 +85,8 @@ class BulkUpdate {
   private:
     void send(int request) {
         int id = 0;
-        for (int i = 0; i < batch; ++i)
-            name(dns_[static_cast<std::size_t>(i)], request * batch + i);
+        for (int i = 0; i < shape_.batch; ++i)
+            name(dns_[static_cast<std::size_t>(i)], request * shape_.batch + i);
         expectSuccess(ldap_lburp_operation_request(ld_, request + 1, list_.data(), &id),
                       "a batch was not sent");
     }
@@ -89,14 +101,15 @@ class BulkUpdate {
     }
 
     LDAP *ld_;
+    const Shape shape_;
     bench::TenAttributes attributes_;
-    std::array<Dn, batch> dns_{};
-    std::array<LBURPOperation, batch> operations_{};
-    std::array<LBURPOperation *, batch + 1> list_{};
+    std::vector<Dn> dns_;
+    std::vector<LBURPOperation> operations_;
+    std::vector<LBURPOperation *> list_;
 };
 
 void addInBulk(LDAP *ld, int adds) {
-    BulkUpdate(ld).add(adds);
+    BulkUpdate(ld, Shape{}).add(adds);
 }
 
 void addOneByOne(LDAP *ld, int adds) {
@@ -150,27 +163,56 @@ LDAP *openSession(const std::string &uri) {
     return ld;
 }
 
-void measure(const Way &way, long delay, int adds) {
+using Add = std::function<void(LDAP *ld, int adds)>;
+
+double addsPerSecond(const Add &add, long delay, int adds, int first) {
     bench::Acknowledger server(delay);
     LDAP *ld = openSession(server.uri());
-    way.add(ld, batch); // opens the connection
+    add(ld, first); // opens the connection
     auto start = Clock::now();
-    way.add(ld, adds);
+    add(ld, adds);
     double seconds = std::chrono::duration<double>(Clock::now() - start).count();
     ldap_unbind_ext_s(ld, nullptr, nullptr);
-    std::printf("%s-%ld %.0f\n", way.name, delay, adds / seconds);
+    return adds / seconds;
+}
+
+void measure(const Way &way, long delay, int adds) {
+    std::printf("%s-%ld %.0f\n", way.name, delay, addsPerSecond(way.add, delay, adds, 100));
     std::fflush(stdout);
+}
+
+void measure(const char *what, int size, Shape shape, long delay) {
+    const int adds =
+        std::clamp(20 * shape.batch * shape.window, 2000, 40000) / shape.batch * shape.batch;
+    const Add add = [shape](LDAP *ld, int count) { BulkUpdate(ld, shape).add(count); };
+    std::printf("%s-%d %.0f\n", what, size, addsPerSecond(add, delay, adds, shape.batch));
+    std::fflush(stdout);
+}
+
+void grow(long delay) {
+    for (const int batch : {1, 3, 10, 30, 100, 300, 1000})
+        measure("batch", batch, {batch, Shape{}.window}, delay);
+    for (const int window : {1, 2, 4, 8, 16, 32})
+        measure("window", window, {Shape{}.batch, window}, delay);
+    std::printf("pipelined %.0f\n", addsPerSecond(addPipelined, delay, 20000, 100));
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
+    bench::runOn(0);
+    if (argc == 4 && std::strcmp(argv[1], "grow") == 0) {
+        for (int round = std::atoi(argv[2]); round > 0; --round)
+            grow(std::atol(argv[3]));
+        return 0;
+    }
     int adds = argc > 3 ? std::atoi(argv[1]) : 0;
-    if (adds < batch || adds % batch != 0) {
-        std::fprintf(stderr, "usage: %s ADDS ROUNDS DELAY...; ADDS in hundreds\n", argv[0]);
+    if (adds < 100 || adds % 100 != 0) {
+        std::fprintf(stderr,
+                     "usage: %s ADDS ROUNDS DELAY...; ADDS in hundreds; or grow ROUNDS DELAY\n",
+                     argv[0]);
         return 2;
     }
-    bench::runOn(0);
     for (int i = 3; i < argc; ++i)
         for (int round = std::atoi(argv[2]); round > 0; --round)
             for (const Way &way : ways)

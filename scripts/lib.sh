@@ -70,6 +70,7 @@ bench_needs=(
     "python3|python3 --version|Python 3, for the tables"
     "make|make --version|make, for OpenLDAP's sources"
     "xz-utils|xz --version|xz, for OpenLDAP's sources"
+    "python3-matplotlib|/usr/bin/python3 -c 'import matplotlib'|matplotlib, which draws the plots"
 )
 
 say() { printf '\n== %s\n' "$*"; }

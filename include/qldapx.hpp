@@ -18,12 +18,18 @@
 #ifndef QLDAPX_HPP
 #define QLDAPX_HPP
 
+#include <qldapx/cxx/backup.hpp>
+#include <qldapx/cxx/bulk_update.hpp>
+#include <qldapx/cxx/control.hpp>
+#include <qldapx/cxx/digest.hpp>
 #include <qldapx/cxx/event_stream.hpp>
 #include <qldapx/cxx/identity.hpp>
 #include <qldapx/cxx/partition.hpp>
+#include <qldapx/cxx/random_pool.hpp>
 #include <qldapx/cxx/replica.hpp>
 #include <qldapx/cxx/replication_filter.hpp>
 #include <qldapx/cxx/schema.hpp>
+#include <qldapx/cxx/tls_certificate.hpp>
 #include <qldapx/cxx/trigger.hpp>
 #include <qldapx/cxx/url.hpp>
 

@@ -12,9 +12,15 @@ def tree(text):
     return SyntaxTreeNode(PARSER.parse(text))
 
 
-def slug(title):
-    """The anchor that GitHub gives to a heading."""
-    return re.sub(r"[^\w\- ]", "", title.lower()).replace(" ", "-")
+def anchors(titles):
+    """The anchors that GitHub gives to a document's headings."""
+    seen, result = {}, []
+    for title in titles:
+        slug = re.sub(r"[^\w\- ]", "", title.lower()).replace(" ", "-")
+        count = seen.get(slug, 0)
+        seen[slug] = count + 1
+        result.append(f"{slug}-{count}" if count else slug)
+    return result
 
 
 def plain(node):

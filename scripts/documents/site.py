@@ -12,7 +12,7 @@ from html import escape
 import cxx_headers
 import headers
 from manual import page_name
-from markdown import PARSER, plain, slug, tree
+from markdown import PARSER, anchors, plain, tree
 from reference import Reference
 
 # What the navigation shows, and which pages there are: title, source.
@@ -169,9 +169,12 @@ class Site:
     def document(self, source):
         page, text = target(source), (self.root / source).read_text()
         tokens = PARSER.parse(re.sub(r"<!--.*?-->", "", text, flags=re.DOTALL))
-        for index, token in enumerate(tokens):
+        headings = [node for node in tree(text).children if node.type == "heading"]
+        places = anchors([plain(node) for node in headings])
+        unused = iter(places)
+        for token in tokens:
             if token.type == "heading_open":
-                token.attrs["id"] = slug(tokens[index + 1].content.replace("`", ""))
+                token.attrs["id"] = next(unused)
             if token.attrs.pop("style", "") == "text-align:right":
                 token.attrs["class"] = "right"
         kept, PARSER.renderer.rules = PARSER.renderer.rules, {
@@ -182,8 +185,10 @@ class Site:
         PARSER.renderer.rules = kept
         body = body.replace("<table>", '<div class="wide"><table>')
         body = body.replace("</table>", "</table></div>")
-        headings = [node for node in tree(text).children if node.type == "heading"]
-        self.write(page, plain(headings[0]), with_sections(body, headings))
+        sections = [
+            (place, plain(node)) for place, node in zip(places, headings) if node.tag == "h2"
+        ]
+        self.write(page, plain(headings[0]), with_sections(body, sections))
 
     def manual_page(self, source):
         page = target(source)
@@ -217,12 +222,13 @@ class Site:
         self.reference()
 
 
-def with_sections(body, headings):
+def with_sections(body, sections):
     """The page with a list of its sections behind its title, if there are many."""
-    sections = [plain(node) for node in headings if node.tag == "h2"]
     if len(sections) < LISTED_SECTIONS:
         return body
-    items = "".join(f'<li><a href="#{slug(each)}">{escape(each)}</a></li>\n' for each in sections)
+    items = "".join(
+        f'<li><a href="#{place}">{escape(title)}</a></li>\n' for place, title in sections
+    )
     return body.replace("</h1>", f'</h1>\n<ul class="sections">\n{items}</ul>', 1)
 
 

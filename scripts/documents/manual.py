@@ -72,7 +72,7 @@ class Pages:
             return roff.of_blocks(part.blocks, self.inline)
         summary = part.summary[:1].upper() + part.summary[1:]
         return (
-            roff.subsection(", ".join(part.names))
+            roff.subsection(", ".join(part.title()))
             + (roff.paragraph(self.inline(summary)) if summary else "")
             + roff.of_blocks(part.blocks, self.inline)
         )
@@ -101,8 +101,11 @@ class Pages:
         page = self.begin(
             "libqldapx", 3, ["libqldapx"], "client-side extension library for the Strata server"
         )
-        page += roff.section("Synopsis") + ".nf\n" + roff.bold("#include <qldapx.h>") + "\n.sp\n"
-        page += roff.bold("cc program.c $(pkg-config --cflags --libs qldapx)") + "\n.fi\n"
+        page += roff.section("Synopsis") + ".nf\n" + roff.bold("#include <qldapx.h>") + "\n.br\n"
+        page += roff.bold("cc program.c $(pkg-config --cflags --libs qldapx)") + "\n.sp\n"
+        page += roff.bold("#include <qldapx.hpp>") + "\n.br\n"
+        page += roff.bold("c++ -std=c++17 program.cpp $(pkg-config --cflags --libs qldapx)")
+        page += "\n.fi\n"
         page += roff.section("Description")
         page += (
             "Adds to OpenLDAP\\(aqs client libraries what programs need that administer a Strata\n"

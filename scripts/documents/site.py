@@ -113,13 +113,16 @@ class Site:
         names = [name for name in pages if name.endswith(".h")]
         sections["Reference"] = [("All of it", "reference/index.html")]
         sections["Reference: C"] = [(name, pages.pop(name)) for name in names]
-        sections["Reference: C++"] = list(pages.items())
+        sections["Reference: C++"] = [
+            (name.removeprefix("cxx/"), to) for name, to in pages.items()
+        ]
         text = ""
         for title, rows in sections.items():
             text += f"<h2>{title}</h2>\n<ul>\n"
             for name, to in rows:
                 here = ' aria-current="page"' if to == page else ""
-                text += f'<li><a href="{relative(page, to)}"{here}>{escape(name)}</a></li>\n'
+                shown = escape(name).replace("_", "_<wbr>")
+                text += f'<li><a href="{relative(page, to)}"{here}>{shown}</a></li>\n'
             text += "</ul>\n"
         return text
 

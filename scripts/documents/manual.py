@@ -59,7 +59,10 @@ class Pages:
 
     def synopsis(self, family):
         page = roff.section("Synopsis") + ".nf\n" + roff.bold(f"#include <{family.header}>")
+        classes = set(family.names())
         for function in family.functions():
+            if function.names[0].rpartition("::")[0] in classes:
+                continue  # stands in its class
             for each in function.declarations:
                 rows = roff.declaration(each).splitlines()
                 page += "\n.sp\n" + "\n".join(roff.bold(row) for row in rows)

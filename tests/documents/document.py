@@ -13,7 +13,7 @@ from dataclasses import dataclass
 
 from markdown import PARSER
 
-FORMATS = ("text", "json", "ldif", "cmake")
+FORMATS = ("text", "json", "ldif")
 
 
 @dataclass

@@ -46,7 +46,7 @@ test_needs=(
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
     "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
     "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"
-    "debhelper|dh --version|debhelper, which packs what is installed"
+    "debhelper|command -v dh|debhelper, which packs what is installed"
     "chrpath|chrpath --version|chrpath, which takes search paths out of programs"
 )
 abi_needs=(
@@ -66,7 +66,7 @@ fuzz_needs=(
 )
 package_needs=(
     "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"
-    "debhelper|dh --version|debhelper, which packs what is installed"
+    "debhelper|command -v dh|debhelper, which packs what is installed"
     "chrpath|chrpath --version|chrpath, which takes search paths out of programs"
     "lintian|lintian --version|lintian, which looks at packages"
 )

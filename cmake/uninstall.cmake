@@ -1,8 +1,11 @@
-# Removes the files of the last installation from this build tree, and the folders that were made for
-# them where nothing else is in there.
-if(NOT EXISTS ${MANIFEST})
-  message(FATAL_ERROR "Nothing is installed from here: there is no ${MANIFEST}")
-endif()
+# Removes the files of the last installation from this build tree, and the folders that are empty then:
+# but for those that were there before and that others may want.
+cmake_minimum_required(VERSION 3.25)
+foreach(record IN ITEMS ${MANIFEST} ${FOLDER_NOTES})
+  if(NOT EXISTS ${record})
+    message(FATAL_ERROR "Nothing is installed from here: there is no ${record}")
+  endif()
+endforeach()
 
 file(STRINGS ${MANIFEST} files)
 list(TRANSFORM files PREPEND "$ENV{DESTDIR}")
@@ -13,15 +16,24 @@ foreach(file IN LISTS files)
   endif()
 endforeach()
 
+file(STRINGS ${FOLDER_NOTES} new REGEX "^\\+")
+file(STRINGS ${FOLDER_NOTES} others REGEX "^=")
+list(TRANSFORM new SUBSTRING 1 -1)
+list(TRANSFORM others SUBSTRING 1 -1)
+list(REMOVE_ITEM others ${new})
+
 set(folders)
-if(EXISTS ${NEW_FOLDERS})
-  file(STRINGS ${NEW_FOLDERS} folders)
-  list(REMOVE_DUPLICATES folders)
-  list(SORT folders ORDER DESCENDING) # what is in a folder stands before it then
-endif()
+foreach(file IN LISTS files)
+  cmake_path(GET file PARENT_PATH folder)
+  while(NOT folder IN_LIST others AND NOT folder IN_LIST folders)
+    list(APPEND folders ${folder})
+    cmake_path(GET folder PARENT_PATH folder)
+  endwhile()
+endforeach()
+list(SORT folders ORDER DESCENDING) # what is in a folder stands before it then
 foreach(folder IN LISTS folders)
   if(IS_DIRECTORY ${folder})
     execute_process(COMMAND rmdir --ignore-fail-on-non-empty -- ${folder})
   endif()
 endforeach()
-file(REMOVE ${MANIFEST} ${NEW_FOLDERS})
+file(REMOVE ${MANIFEST} ${FOLDER_NOTES})

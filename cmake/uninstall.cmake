@@ -18,8 +18,8 @@ endforeach()
 
 file(STRINGS ${FOLDER_NOTES} new REGEX "^\\+")
 file(STRINGS ${FOLDER_NOTES} others REGEX "^=")
-list(TRANSFORM new SUBSTRING 1 -1)
-list(TRANSFORM others SUBSTRING 1 -1)
+list(TRANSFORM new REPLACE "^.(.*)" "\\1")
+list(TRANSFORM others REPLACE "^.(.*)" "\\1")
 list(REMOVE_ITEM others ${new})
 
 set(folders)

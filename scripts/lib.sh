@@ -8,6 +8,14 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 jobs=${JOBS:-$(nproc)}
 
 # What is needed: Debian package, a probe that succeeds where it is there, what it is for.
+docs_needs=(
+    "python3|/usr/bin/python3 --version|Debian's own Python 3, for the documents"
+    "python3-markdown-it|/usr/bin/python3 -c 'import markdown_it'|markdown-it-py, which reads the documents"
+    "mandoc|command -v mandoc|mandoc, for manual pages as HTML"
+)
+browser_needs=(
+    "chromium|chromium --version|Chromium, which looks at the documents"
+)
 build_needs=(
     "g++|c++ --version|a C++20 compiler (g++ 12 or clang 14)"
     "cmake|cmake --version|CMake 3.25 or later"
@@ -21,6 +29,7 @@ build_needs=(
     "libssl-dev|pkg-config --atleast-version=3 libssl libcrypto|OpenSSL 3, with headers"
     "zlib1g-dev|test -e /usr/include/zlib.h|zlib, for compressed LDIF"
     "libasio-dev|test -e /usr/include/asio.hpp|asio, without Boost"
+    "${docs_needs[@]}"
 )
 demo_needs=(
     "ldap-utils|ldapsearch -VV|OpenLDAP's client tools"
@@ -43,6 +52,7 @@ test_needs=(
     "libsasl2-dev|test -e /usr/include/sasl/sasl.h|cyrus-sasl's header, for its own binds"
     "libmd-dev|pkg-config --exists libmd|libmd, another library with the names of MD5"
     "python3|python3 --version|Python 3, for the soak"
+    "man-db|man --version|man, which reads the manual pages"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
     "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
     "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"

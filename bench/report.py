@@ -57,6 +57,21 @@ BULK_GOALS = {
 }
 
 
+# What the C++ interface is measured by.
+CXX_WORKS = {
+    "counts": "of one `partition::entry_count`",
+    "events": "to take an event from its session, visit its payload and release it",
+    "elements": "to walk over the 100 attribute types of a schema",
+    "adds": "to encode an add of ten attributes",
+    "built-adds": "to make the list of ten attributes, and encode an add of it",
+}
+
+
+def cxx_rows(counted):
+    for work, (cxx, c) in counted.items():
+        yield instructions(f"{CXX_WORKS[work]}, in C++; peer: in C", cxx, c, 1.01)
+
+
 def bulk_rows(speed):
     peers = {
         "one-by-one": "`ldap_add_ext_s` one after another",
@@ -291,6 +306,7 @@ def rows(results):
     for form, (library, hand) in pairs(results / "lburp-instructions.txt").items():
         what = f"to encode an add of ten attributes ({form}); peer: libldap's add request"
         yield instructions(what, library, hand, 1.0)
+    yield from cxx_rows(pairs(results / "cxx.txt"))
     yield from bulk_rows(medians(results / "lburp.txt"))
     yield from load_rows(medians(results / "load.txt"))
     yield from schema_rows(results)

@@ -17,8 +17,10 @@ class message_ref : public handle<LDAPMessage> {
     [[nodiscard]] int type() const noexcept { return ldap_msgtype(raw_); }
     /** The id of the request that it answers. */
     [[nodiscard]] int id() const noexcept { return ldap_msgid(raw_); }
-    /** The DN of a search entry. */
+    /** The DN of a search entry; LDAP_PARAM_ERROR for another message, LDAP_DECODING_ERROR. */
     [[nodiscard]] result<ldap_text> dn(LDAP *ld) const noexcept {
+        if (type() != LDAP_RES_SEARCH_ENTRY) // libldap would read what is there
+            return unexpected(LDAP_PARAM_ERROR);
         char *dn = ldap_get_dn(ld, raw_);
         if (dn != nullptr)
             return ldap_text(adopt, dn);

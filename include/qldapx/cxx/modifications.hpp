@@ -35,7 +35,7 @@ class modifications {
         items_.push_back(
             {static_cast<int>(what) | LDAP_MOD_BVALUES, type.c_str(), bytes_.size(), true});
         for (std::string_view value : values)
-            bytes_.push_back({value.size(), const_cast<char *>(value.data())});
+            bytes_.push_back({value.size(), const_cast<char *>(value.empty() ? "" : value.data())});
         bytes_.push_back({0, nullptr});
         return *this;
     }

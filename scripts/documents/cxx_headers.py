@@ -4,7 +4,9 @@ import re
 import textwrap
 
 from comments import Paragraph, blocks, text_of
+from cxx_class import public_members
 from headers import Family, Function, Prose
+from roff import declaration
 
 COMMENT = re.compile(r"^( *)/\*\*(.*?)\*/\n", re.MULTILINE | re.DOTALL)
 INTERNAL = re.compile(r"^namespace detail \{.*?^\} // namespace detail\n", re.MULTILINE | re.DOTALL)
@@ -32,8 +34,17 @@ def tidy(declaration):
     text = re.sub(r"\[\[.*?\]\] ?|\b(inline|constexpr|friend) ", "", text)
     if "{\n" in text:
         return text
-    text = re.sub(r" noexcept\b(\(.*\))?", "", " ".join(text.split()))
+    text = re.sub(r" ?\bnoexcept\b(\(.*\))?", "", " ".join(text.split()))
     return re.sub(r"\) : .*", ")", text)
+
+
+def with_members(text, start, head):
+    """A class with what it offers; other declarations as they are."""
+    if not re.match(r"(template <.*> )?class ", head):
+        return head
+    members = [tidy(each) for each in public_members(text, start)]
+    rows = "".join(textwrap.indent(declaration(each) + "\n", "    ") for each in members)
+    return f"{head} {{\n{rows}}}" if rows else head
 
 
 def name_of(declaration):
@@ -72,12 +83,13 @@ def part(text, found, listed):
     if declared.lstrip().startswith("namespace"):
         return Prose(blocks(lines))
     declared = tidy(declared)
+    shown = with_members(text, found.end(), declared)
     path = within(text, listed, found.start(), indent) + [name_of(declared)]
     words = re.findall(r"\w+", declared)
     first, *others = blocks(lines, words)
     if not isinstance(first, Paragraph):
-        return Function(["::".join(path)], "", [first, *others], [declared])
-    return Function(["::".join(path)], first.text, others, [declared])
+        return Function(["::".join(path)], "", [first, *others], [shown])
+    return Function(["::".join(path)], first.text, others, [shown])
 
 
 def unique(parts):

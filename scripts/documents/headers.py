@@ -22,6 +22,10 @@ class Function:
     blocks: list
     declarations: list
 
+    def title(self):
+        """The names without what sets overloads apart."""
+        return [re.sub(r"-\d+$", "", name) for name in self.names]
+
 
 @dataclass
 class Prose:

@@ -59,7 +59,10 @@ class Pages:
 
     def synopsis(self, family):
         page = roff.section("Synopsis") + ".nf\n" + roff.bold(f"#include <{family.header}>")
+        classes = set(family.names())
         for function in family.functions():
+            if function.names[0].rpartition("::")[0] in classes:
+                continue  # stands in its class
             for each in function.declarations:
                 rows = roff.declaration(each).splitlines()
                 page += "\n.sp\n" + "\n".join(roff.bold(row) for row in rows)
@@ -72,7 +75,7 @@ class Pages:
             return roff.of_blocks(part.blocks, self.inline)
         summary = part.summary[:1].upper() + part.summary[1:]
         return (
-            roff.subsection(", ".join(part.names))
+            roff.subsection(", ".join(part.title()))
             + (roff.paragraph(self.inline(summary)) if summary else "")
             + roff.of_blocks(part.blocks, self.inline)
         )
@@ -101,8 +104,11 @@ class Pages:
         page = self.begin(
             "libqldapx", 3, ["libqldapx"], "client-side extension library for the Strata server"
         )
-        page += roff.section("Synopsis") + ".nf\n" + roff.bold("#include <qldapx.h>") + "\n.sp\n"
-        page += roff.bold("cc program.c $(pkg-config --cflags --libs qldapx)") + "\n.fi\n"
+        page += roff.section("Synopsis") + ".nf\n" + roff.bold("#include <qldapx.h>") + "\n.br\n"
+        page += roff.bold("cc program.c $(pkg-config --cflags --libs qldapx)") + "\n.sp\n"
+        page += roff.bold("#include <qldapx.hpp>") + "\n.br\n"
+        page += roff.bold("c++ -std=c++17 program.cpp $(pkg-config --cflags --libs qldapx)")
+        page += "\n.fi\n"
         page += roff.section("Description")
         page += (
             "Adds to OpenLDAP\\(aqs client libraries what programs need that administer a Strata\n"

@@ -36,7 +36,7 @@ class Reference:
             return self.blocks(part.blocks)
         first, *others = part.names
         anchors = "".join(f'<span id="{name}"></span>' for name in others)
-        names = ", ".join(f"<code>{name}</code>" for name in part.names)
+        names = ", ".join(f"<code>{name}</code>" for name in part.title())
         declared = "\n".join(declaration(each) for each in part.declarations)
         summary = part.summary[:1].upper() + part.summary[1:]
         return (

@@ -103,6 +103,9 @@ def declaration(text):
         return text + ";"
     whole = [each.replace(" ", "\0") for each in f"{rest};".split(", ")]
     rows = textwrap.wrap(
-        f"{head}(".replace(" ", "\0") + ", ".join(whole), WIDTH, subsequent_indent=" " * 4
+        f"{head}(".replace(" ", "\0") + ", ".join(whole),
+        WIDTH,
+        subsequent_indent=" " * 4,
+        break_long_words=False,
     )
     return "\n".join(rows).replace("\0", " ")

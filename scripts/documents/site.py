@@ -113,13 +113,16 @@ class Site:
         names = [name for name in pages if name.endswith(".h")]
         sections["Reference"] = [("All of it", "reference/index.html")]
         sections["Reference: C"] = [(name, pages.pop(name)) for name in names]
-        sections["Reference: C++"] = list(pages.items())
+        sections["Reference: C++"] = [
+            (name.removeprefix("cxx/"), to) for name, to in pages.items()
+        ]
         text = ""
         for title, rows in sections.items():
             text += f"<h2>{title}</h2>\n<ul>\n"
             for name, to in rows:
                 here = ' aria-current="page"' if to == page else ""
-                text += f'<li><a href="{relative(page, to)}"{here}>{escape(name)}</a></li>\n'
+                shown = escape(name).replace("_", "_<wbr>")
+                text += f'<li><a href="{relative(page, to)}"{here}>{shown}</a></li>\n'
             text += "</ul>\n"
         return text
 
@@ -175,8 +178,7 @@ class Site:
         for token in tokens:
             if token.type == "heading_open":
                 token.attrs["id"] = next(unused)
-            if token.attrs.pop("style", "") == "text-align:right":
-                token.attrs["class"] = "right"
+        prepare_tables(tokens)
         kept, PARSER.renderer.rules = PARSER.renderer.rules, {
             **PARSER.renderer.rules,
             **self.links_of(page, source),
@@ -220,6 +222,24 @@ class Site:
         for _, source in sum(DOCUMENTS.values(), []):
             (self.document if source.endswith(".md") else self.manual_page)(source)
         self.reference()
+
+
+def prepare_tables(tokens):
+    """Gives each cell the title of its column, for screens on which rows are stacked."""
+    titles, column = [], 0
+    for index, token in enumerate(tokens):
+        if token.attrs.pop("style", "") == "text-align:right":
+            token.attrs["class"] = "right"
+        if token.type == "thead_open":
+            titles = []
+        elif token.type == "th_open":
+            titles.append(tokens[index + 1].content)
+        elif token.type == "tr_open":
+            column = 0
+        elif token.type == "td_open":
+            if column > 0 and len(titles) > 2 and tokens[index + 1].content:
+                token.attrs["data-title"] = titles[column]
+            column += 1
 
 
 def with_sections(body, sections):

@@ -55,6 +55,9 @@ test_needs=(
     "man-db|man --version|man, which reads the manual pages"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
     "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
+    "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"
+    "debhelper|command -v dh|debhelper, which packs what is installed"
+    "chrpath|chrpath --version|chrpath, which takes search paths out of programs"
 )
 abi_needs=(
     "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
@@ -70,6 +73,12 @@ coverage_needs=(
 fuzz_needs=(
     "clang|clang++ --version|clang 14, for its libFuzzer"
     "libclang-rt-14-dev|ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a|libFuzzer and the sanitizers of clang 14"
+)
+package_needs=(
+    "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"
+    "debhelper|command -v dh|debhelper, which packs what is installed"
+    "chrpath|chrpath --version|chrpath, which takes search paths out of programs"
+    "lintian|lintian --version|lintian, which looks at packages"
 )
 bench_needs=(
     "valgrind|valgrind --version|valgrind, for instruction counts"

@@ -55,8 +55,8 @@ int elements(LDAP *ld, int rounds) {
         return -1;
     int sum = 0;
     while (rounds-- > 0)
-        for (const auto element : schema->elements(qldapx::schema::kind::attribute_type))
-            sum += element.record<LDAPAttributeType>()->at_oid[0];
+        for (const LDAPAttributeType &type : schema->records<LDAPAttributeType>())
+            sum += type.at_oid[0];
     return sum;
 }
 

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <openldap.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -25,8 +25,8 @@ namespace {
 // Of liblber's and libldap's blocks for one byte, an entry's take most; the rest does not depend on
 // what is received.
 constexpr std::size_t mostForByte = 64, mostForAll = 512U << 10;
-// A message that libldap refuses is lost: its bytes, its element and what that hangs on; and where a
-// request had an answer before it, of which libldap reads the result again, that one's texts.
+// A message that libldap refuses is lost: its bytes, its element and what that hangs on; and where
+// a request had an answer before it, of which libldap reads the result again, that one's texts.
 constexpr std::size_t lostByLibldap = 6;
 constexpr unsigned long mostFindings = 50;
 constexpr unsigned longestSession = 60; // seconds

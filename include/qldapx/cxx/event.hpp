@@ -15,10 +15,11 @@ using filtered_specification = ::FilteredEventSpecification;
 /** An event, with its notification and all that it points to. */
 class event {
   public:
-    event(session_ref at, message notification, int type, int result_code, record data,
-          record address) noexcept
-        : ld_(at.get()), notification_(std::move(notification)), data_(std::move(data)),
-          address_(std::move(address)), type_(type), result_code_(result_code) {}
+    /** Owns the message and both records from now on. */
+    event(adopt_t, session_ref at, LDAPMessage *notification, int type, int result_code, void *data,
+          void *address) noexcept
+        : ld_(at.get()), notification_(adopt, notification), data_(adopt, data),
+          address_(adopt, address), type_(type), result_code_(result_code) {}
 
     /** The server's number of the event. */
     [[nodiscard]] int type() const noexcept { return type_; }
@@ -47,6 +48,16 @@ class event {
     int type_, result_code_;
 };
 
+namespace detail {
+/** What a notification that failed left behind. */
+[[gnu::cold, gnu::noinline]] inline error released(int code, void *payload,
+                                                   void *address) noexcept {
+    record(adopt, payload).reset();
+    record(adopt, address).reset();
+    return error(code);
+}
+} // namespace detail
+
 /**
  * Takes an event from its notification (LDAP_RES_INTERMEDIATE).
  *
@@ -54,16 +65,16 @@ class event {
  * message of another type; the notification is released then. A string under a wrong tag ends the
  * process, as in the C function.
  */
-[[nodiscard]] inline result<event> take(session_ref at, message notification) noexcept {
+[[nodiscard, gnu::always_inline]] inline result<event> take(session_ref at,
+                                                            message notification) noexcept {
     int type = 0, result_code = 0;
     void *payload = nullptr, *address = nullptr;
     const int code = ldap_parse_ds_event_IP(at.get(), notification.get(), &type, &result_code,
                                             &payload, 0, &address);
-    record payload_owner(adopt, payload), address_owner(adopt, address);
     if (code != LDAP_SUCCESS)
-        return unexpected(code);
-    return event(at, std::move(notification), type, result_code, std::move(payload_owner),
-                 std::move(address_owner));
+        return unexpected(detail::released(code, payload, address));
+    return result<event>(std::in_place, adopt, at, notification.release(), type, result_code,
+                         payload, address);
 }
 
 /** What the server accepted of a registration, as a range. */

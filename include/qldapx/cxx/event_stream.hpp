@@ -54,7 +54,7 @@ class stream {
      * ended: with the server's code and message, or LDAP_NO_RESULTS_RETURNED where the server ended
      * it with success, or why the connection ended; from then on it is LDAP_PARAM_ERROR.
      */
-    [[nodiscard]] result<event> next();
+    [[nodiscard, gnu::always_inline]] result<event> next();
 
     /** Waits for the first event. */
     [[nodiscard]] iterator begin();
@@ -65,7 +65,8 @@ class stream {
   private:
     friend result<stream> open(session_ref at, result<int> id);
 
-    result<event> received(message answer);
+    // What is rare, apart from what happens with every event.
+    [[gnu::cold]] result<event> next_without_event(int type, message answer);
     error end_of_registration(const message &answer) noexcept;
     void end_registration() noexcept {
         if (const int id = release())
@@ -144,26 +145,30 @@ inline error stream::end_of_registration(const message &answer) noexcept {
     return error(code == LDAP_SUCCESS ? LDAP_NO_RESULTS_RETURNED : code, std::move(text));
 }
 
-inline result<event> stream::received(message answer) {
-    if (answer.type() == LDAP_RES_INTERMEDIATE)
-        return take(session_, std::move(answer));
-    return unexpected(end_of_registration(answer));
-}
-
-inline result<event> stream::next() {
+inline result<event> stream::next_without_event(int type, message answer) {
     if (!early_.empty()) {
         message first = std::move(early_.front());
         early_.pop_front();
-        return received(std::move(first));
+        return take(session_, std::move(first));
     }
     if (id_ == 0)
         return unexpected(LDAP_PARAM_ERROR);
-    result<message> answer = session_.wait(id_, patience_);
-    if (answer)
-        return received(std::move(*answer));
-    if (answer.error().code() != LDAP_TIMEOUT)
+    if (type > 0)
+        return unexpected(end_of_registration(answer));
+    if (type < 0)
         release();
-    return unexpected(std::move(answer).error());
+    return unexpected(session_.failure_to_receive(type));
+}
+
+inline result<event> stream::next() {
+    LDAPMessage *answer = nullptr;
+    int type = 0;
+    if (id_ != 0 && early_.empty()) {
+        type = qldapx::detail::receive(session_.get(), id_, patience_, LDAP_MSG_ONE, &answer);
+        if (type == LDAP_RES_INTERMEDIATE)
+            return take(session_, message(adopt, answer));
+    }
+    return next_without_event(type, message(adopt, answer));
 }
 
 inline stream::iterator stream::begin() {

@@ -24,7 +24,7 @@ class modifications {
   public:
     /** Adds an attribute, or a change, whose values are texts. No values: none. */
     modifications &add(change what, cstring type, array_view<const char *> values) {
-        items_.push_back({static_cast<int>(what), type.c_str(), texts_.size(), false});
+        note(static_cast<int>(what), type, texts_.size());
         for (const char *value : values)
             texts_.push_back(const_cast<char *>(value));
         texts_.push_back(nullptr);
@@ -32,8 +32,7 @@ class modifications {
     }
     /** The same for values of any bytes. */
     modifications &add_bytes(change what, cstring type, array_view<std::string_view> values) {
-        items_.push_back(
-            {static_cast<int>(what) | LDAP_MOD_BVALUES, type.c_str(), bytes_.size(), true});
+        note(static_cast<int>(what) | LDAP_MOD_BVALUES, type, bytes_.size());
         for (std::string_view value : values)
             bytes_.push_back({value.size(), const_cast<char *>(value.empty() ? "" : value.data())});
         bytes_.push_back({0, nullptr});
@@ -44,11 +43,12 @@ class modifications {
         return add(change::add, type, values);
     }
 
-    [[nodiscard]] std::size_t size() const noexcept { return items_.size(); }
-    [[nodiscard]] bool empty() const noexcept { return items_.empty(); }
+    [[nodiscard]] std::size_t size() const noexcept { return mods_.size(); }
+    [[nodiscard]] bool empty() const noexcept { return mods_.empty(); }
     /** Forgets the list. */
     void clear() noexcept {
-        items_.clear();
+        mods_.clear();
+        places_.clear();
         texts_.clear();
         bytes_.clear();
     }
@@ -58,38 +58,33 @@ class modifications {
         byte_pointers_.clear();
         for (berval &value : bytes_)
             byte_pointers_.push_back(value.bv_val == nullptr ? nullptr : &value);
-        mods_.resize(items_.size());
-        pointers_.clear();
-        for (std::size_t i = 0; i < items_.size(); ++i) {
-            fill(mods_[i], items_[i]);
-            pointers_.push_back(&mods_[i]);
+        pointers_.resize(mods_.size() + 1);
+        for (std::size_t i = 0; i < mods_.size(); ++i) {
+            LDAPMod &mod = mods_[i];
+            if ((mod.mod_op & LDAP_MOD_BVALUES) != 0)
+                mod.mod_bvalues = &byte_pointers_[places_[i]];
+            else
+                mod.mod_values = &texts_[places_[i]];
+            pointers_[i] = &mod;
         }
-        pointers_.push_back(nullptr);
+        pointers_.back() = nullptr;
         return pointers_.data();
     }
 
   private:
-    struct item {
-        int operation;
-        const char *type;
-        std::size_t first; // of its values
-        bool is_bytes;
-    };
-
-    void fill(LDAPMod &mod, const item &from) noexcept {
-        mod.mod_op = from.operation;
-        mod.mod_type = const_cast<char *>(from.type);
-        if (from.is_bytes)
-            mod.mod_bvalues = &byte_pointers_[from.first];
-        else
-            mod.mod_values = &texts_[from.first];
+    void note(int operation, cstring type, std::size_t place) {
+        LDAPMod mod{};
+        mod.mod_op = operation;
+        mod.mod_type = const_cast<char *>(type.c_str());
+        mods_.push_back(mod);
+        places_.push_back(place);
     }
 
-    std::vector<item> items_;
-    std::vector<char *> texts_; // each item's values, ended by null
-    std::vector<berval> bytes_; // the same
-    std::vector<berval *> byte_pointers_;
     std::vector<LDAPMod> mods_;
+    std::vector<std::size_t> places_; // of the first value of each: arrays move while they grow
+    std::vector<char *> texts_;       // of each its values, ended by null
+    std::vector<berval> bytes_;       // the same
+    std::vector<berval *> byte_pointers_;
     std::vector<LDAPMod *> pointers_;
 };
 

@@ -91,6 +91,11 @@ class [[nodiscard]] result : public detail::result_base<T> {
     result(T value) noexcept(std::is_nothrow_move_constructible_v<T>)
         : base(std::in_place, std::move(value)) {}
     result(unexpected why) noexcept : base(std::move(why)) {}
+    /** Makes the value of these arguments where it is to stand. */
+    template <class... Arguments>
+    explicit result(std::in_place_t, Arguments &&...arguments) noexcept(
+        std::is_nothrow_constructible_v<T, Arguments...>)
+        : base(std::in_place, std::forward<Arguments>(arguments)...) {}
 
     [[nodiscard]] const T &value() const &noexcept { return *this->stored(); }
     [[nodiscard]] T &value() &noexcept { return *this->stored(); }

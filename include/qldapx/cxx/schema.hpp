@@ -24,6 +24,11 @@ class schema_ref : public handle<LDAPSchema> {
     [[nodiscard]] element_range elements(schema::kind of) const noexcept {
         return {raw_, of, count(of)};
     }
+    /** What the elements say whose record is this one: records<LDAPAttributeType>(). */
+    template <class Record>
+    [[nodiscard]] record_range<Record> records() const noexcept {
+        return record_range<Record>(elements(detail::kind_of<Record>::value));
+    }
     /** One of them, from 0 on. LDAP_PARAM_ERROR for an index that none has. */
     [[nodiscard]] result<element> at(schema::kind of, int index) const noexcept {
         LDAPSchemaElement *found = nullptr;

@@ -149,6 +149,49 @@ class element_range {
     int count_;
 };
 
+/** The records of all elements of a kind: what their descriptions say. Edits end it. */
+template <class Record>
+class record_range {
+  public:
+    class iterator {
+      public:
+        using value_type = Record;
+        using reference = const Record &;
+        using pointer = const Record *;
+        using difference_type = std::ptrdiff_t;
+        using iterator_category = std::input_iterator_tag;
+
+        constexpr iterator() noexcept = default;
+        constexpr explicit iterator(element_range::iterator at) noexcept : at_(at) {}
+        const Record &operator*() const noexcept {
+            return *static_cast<const Record *>((*at_).get()->record);
+        }
+        const Record *operator->() const noexcept { return &**this; }
+        constexpr iterator &operator++() noexcept {
+            ++at_;
+            return *this;
+        }
+        constexpr iterator operator++(int) noexcept { return iterator(at_++); }
+        friend constexpr bool operator==(const iterator &a, const iterator &b) noexcept {
+            return a.at_ == b.at_;
+        }
+        friend constexpr bool operator!=(const iterator &a, const iterator &b) noexcept {
+            return a.at_ != b.at_;
+        }
+
+      private:
+        element_range::iterator at_;
+    };
+
+    constexpr explicit record_range(element_range elements) noexcept : elements_(elements) {}
+    [[nodiscard]] constexpr iterator begin() const noexcept { return iterator(elements_.begin()); }
+    [[nodiscard]] constexpr iterator end() const noexcept { return iterator(elements_.end()); }
+    [[nodiscard]] constexpr int size() const noexcept { return elements_.size(); }
+
+  private:
+    element_range elements_;
+};
+
 } // namespace qldapx::schema
 
 #endif

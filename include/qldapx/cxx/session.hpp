@@ -20,6 +20,14 @@ inline timeval time_of(std::chrono::microseconds duration) noexcept {
     return time;
 }
 
+inline int receive(LDAP *ld, int id, const std::optional<std::chrono::microseconds> &longest,
+                   int all, LDAPMessage **answer) noexcept {
+    if (!longest)
+        return ldap_result(ld, id, all, nullptr, answer);
+    timeval time = time_of(*longest);
+    return ldap_result(ld, id, all, &time, answer);
+}
+
 } // namespace detail
 
 /**
@@ -66,13 +74,18 @@ class session_ref : public handle<LDAP> {
     [[nodiscard]] result<message> wait(int id,
                                        std::optional<std::chrono::microseconds> longest = {},
                                        int all = LDAP_MSG_ONE) const noexcept {
-        timeval time = detail::time_of(longest.value_or(std::chrono::microseconds(0)));
         LDAPMessage *answer = nullptr;
-        const int type = ldap_result(raw_, id, all, longest ? &time : nullptr, &answer);
+        const int type = detail::receive(raw_, id, longest, all, &answer);
         if (type > 0)
             return message(adopt, answer);
-        return unexpected(type == 0 ? error(LDAP_TIMEOUT)
-                                    : error::of_session(raw_, failure_code()));
+        return unexpected(failure_to_receive(type));
+    }
+    /** Why ldap_result gave no message, but 0 or -1. */
+    [[nodiscard]] error failure_to_receive(int type) const noexcept {
+        if (type == 0)
+            return error(LDAP_TIMEOUT);
+        const int code = result_code(); // which is no success, whatever the session remembers
+        return error::of_session(raw_, code == LDAP_SUCCESS ? LDAP_LOCAL_ERROR : code);
     }
 
     /** Tells the server that no more answers to a request are wanted (RFC 4511, 4.11). */
@@ -108,11 +121,6 @@ class session_ref : public handle<LDAP> {
     }
 
   private:
-    // A wait that fails is never a success, whatever the session remembers.
-    [[nodiscard]] int failure_code() const noexcept {
-        const int code = result_code();
-        return code == LDAP_SUCCESS ? LDAP_LOCAL_ERROR : code;
-    }
     result<void> set_time(int option, std::chrono::microseconds longest) const noexcept {
         const timeval time = detail::time_of(longest);
         const int code = ldap_set_option(raw_, option, &time);

@@ -59,6 +59,11 @@ TEST(CxxResult, IsReachedIntoByArrow) {
     EXPECT_EQ(constant->size(), 8U);
 }
 
+TEST(CxxResult, IsMadeInPlace) {
+    const result<std::string> text(std::in_place, 3U, 'a');
+    EXPECT_EQ(*text, "aaa");
+}
+
 TEST(CxxResult, OfNothing) {
     result<void> done;
     EXPECT_TRUE(done.has_value());

@@ -92,6 +92,21 @@ TEST_F(CxxSchema, HasARecordOfEachKind) {
     EXPECT_TRUE(isOnly<LDAPDITStructureRule>(fetched, kind::dit_structure_rule));
 }
 
+TEST_F(CxxSchema, IsGoneThroughByRecord) {
+    const auto types = fetched.records<LDAPAttributeType>();
+    EXPECT_EQ(types.size(), 1);
+    std::string all;
+    for (const LDAPAttributeType &type : types)
+        all += type.at_oid;
+    EXPECT_EQ(all, "1.2");
+    auto at = types.begin();
+    EXPECT_STREQ(at->at_oid, "1.2");
+    EXPECT_STREQ((*at++).at_oid, "1.2");
+    EXPECT_EQ(at, types.end());
+    EXPECT_NE(types.begin(), types.end());
+    EXPECT_STREQ(fetched.records<LDAPDITStructureRule>().begin()->sr_ruleid, "1");
+}
+
 TEST_F(CxxSchema, HasFields) {
     const schema::element element = *fetched.find(kind::attribute_type, "a");
     EXPECT_EQ(describe(element.field_names()), "OID,NAME,DESC,userApplications,X-B,");

@@ -58,7 +58,6 @@ class monitor {
         qldapx::result<qldapx::session> session = connect(how_.server, how_.who, 10s);
         if (!session)
             return std::move(session).error();
-        notice_silence(*session);
         auto stream = qldapx::events::monitor(*session, how_.events);
         if (!stream)
             return std::move(stream).error();
@@ -73,14 +72,6 @@ class monitor {
             obey(signals_.wait(0ms));
         }
         return qldapx::error(LDAP_USER_CANCELLED);
-    }
-
-    /** A server that is gone without a word is missed by the system, which asks for it. */
-    static void notice_silence(qldapx::session_ref session) {
-        const int idle = 60, probes = 3, interval = 10;
-        ldap_set_option(session.get(), LDAP_OPT_X_KEEPALIVE_IDLE, &idle);
-        ldap_set_option(session.get(), LDAP_OPT_X_KEEPALIVE_PROBES, &probes);
-        ldap_set_option(session.get(), LDAP_OPT_X_KEEPALIVE_INTERVAL, &interval);
     }
 
     void registered(std::size_t types) {
@@ -168,9 +159,18 @@ settings read_settings(int argc, char **argv) {
     return read;
 }
 
+/** Whoever is gone without a word is missed by the system, which asks after each connection. */
+void notice_silence() {
+    const int idle = 60, probes = 3, interval = 10;
+    ldap_set_option(nullptr, LDAP_OPT_X_KEEPALIVE_IDLE, &idle);
+    ldap_set_option(nullptr, LDAP_OPT_X_KEEPALIVE_PROBES, &probes);
+    ldap_set_option(nullptr, LDAP_OPT_X_KEEPALIVE_INTERVAL, &interval);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+    notice_silence();
     monitor(read_settings(argc, argv)).run();
     return 0;
 }

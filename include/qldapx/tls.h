@@ -144,8 +144,9 @@ QLDAPX_API int ldapssl_add_trusted_cert(const void *source, int type);
  * type:     any of the six. Of PEM and PKCS #12 the first certificate counts; of PKCS #12 (RFC
  *           7292), which is not checked for integrity, all keys must open with the password, and
  *           deriving keys may take 5,000,000 rounds in all (a block that scrypt mixes counts as
- * two). password: of PKCS #12 or encrypted PEM, ended by a zero byte; NULL for none (for PEM the
- * empty one). Not kept.
+ *           two).
+ * password: of PKCS #12 or encrypted PEM, ended by a zero byte; NULL for none (for PEM the empty
+ *           one). Not kept.
  *
  * Result: 0, 1 for every failure (no context included), LDAP_PARAM_ERROR: source is NULL.
  */

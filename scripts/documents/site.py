@@ -167,7 +167,15 @@ class Site:
                 token.attrs["href"] = relative(page, self.places[named]) + mark + anchor
             return PARSER.renderer.renderToken(tokens, index, options, env)
 
-        return {"code_inline": code, "link_open": link}
+        def image(tokens, index, options, env):
+            path = pathlib.Path(source).parent / tokens[index].attrs["src"]
+            copy = self.out / pathlib.Path(page).parent / tokens[index].attrs["src"]
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(self.root / path, copy)
+            return kept_image(tokens, index, options, env)
+
+        kept_image = PARSER.renderer.rules["image"]
+        return {"code_inline": code, "link_open": link, "image": image}
 
     def document(self, source):
         page, text = target(source), (self.root / source).read_text()

@@ -12,6 +12,7 @@
  */
 #include "event_log.hpp"
 
+#include <exception>
 #include <vector>
 
 namespace {
@@ -170,7 +171,12 @@ void notice_silence() {
 } // namespace
 
 int main(int argc, char **argv) {
-    notice_silence();
-    monitor(read_settings(argc, argv)).run();
-    return 0;
+    try {
+        notice_silence();
+        monitor(read_settings(argc, argv)).run();
+        return 0;
+    } catch (const std::exception &error) { // of the standard library or of nlohmann's
+        std::fprintf(stderr, "%s\n", error.what());
+        return unable;
+    }
 }

@@ -55,6 +55,7 @@ test_needs=(
     "man-db|man --version|man, which reads the manual pages"
     "bash-completion|test -e /usr/share/bash-completion/bash_completion|bash-completion"
     "abigail-tools|abidiff --version|libabigail's abidw and abidiff"
+    "build-essential|dpkg -s build-essential|what every build of a Debian package takes for granted"
     "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"
     "debhelper|command -v dh|debhelper, which packs what is installed"
     "chrpath|chrpath --version|chrpath, which takes search paths out of programs"
@@ -75,6 +76,7 @@ fuzz_needs=(
     "libclang-rt-14-dev|ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a|libFuzzer and the sanitizers of clang 14"
 )
 package_needs=(
+    "build-essential|dpkg -s build-essential|what every build of a Debian package takes for granted"
     "dpkg-dev|dpkg-buildpackage --version|dpkg's tools that build packages"
     "debhelper|command -v dh|debhelper, which packs what is installed"
     "chrpath|chrpath --version|chrpath, which takes search paths out of programs"

@@ -10,15 +10,31 @@
 #include <qldapx/tls.h>
 #include <unistd.h>
 
-// libldap asks this for addresses: names of the tests' own are this machine. Exported by the
+namespace {
+
+std::string ownName() {
+    char own[256] = "";
+    gethostname(own, sizeof own - 1);
+    return own;
+}
+
+bool endsIn(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() &&
+           strcasecmp(text.data() + text.size() - end.size(), end.data()) == 0;
+}
+
+} // namespace
+
+// libldap asks this for addresses: names of the tests' own are this machine's server, and so is the
+// machine's own name, whatever its address; but not when its full name is asked for. Exported by the
 // program.
 extern "C" int getaddrinfo(const char *node, const char *service, const addrinfo *hints,
                            addrinfo **result) {
     static auto *const next =
         reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
-    constexpr std::size_t length = sizeof "tls.test" - 1;
-    std::size_t size = node != nullptr ? std::strlen(node) : 0;
-    bool isOurs = size >= length && strcasecmp(node + size - length, "tls.test") == 0;
+    const bool isConnecting = hints == nullptr || (hints->ai_flags & AI_CANONNAME) == 0;
+    const bool isOurs =
+        node != nullptr && (endsIn(node, "tls.test") || (isConnecting && node == ownName()));
     return next(isOurs ? "127.0.0.1" : node, service, hints, result);
 }
 
@@ -124,9 +140,7 @@ void verify(Verification verification) {
 }
 
 std::string hostOf(const Row &row) {
-    char own[256] = "";
-    gethostname(own, sizeof own - 1);
-    return row.host == machine ? own : row.host;
+    return row.host == machine ? ownName() : row.host;
 }
 
 TlsAttempt connectTo(const std::string &uri) {

@@ -164,7 +164,7 @@ TEST_F(LoadPeerDoubt, RejectsAreWholeAfterKills) {
     relay.emplace(simulator.uri());
     const std::string rejects = folder.path("rejects.ldif");
     const Arguments options = {"--continue", "--rejects", rejects, "--batch",
-                               "20",         "--rate",    "3000"};
+                               "20",         "--rate",    "500"};
     std::mt19937 random(3);
     Result result;
     for (int kill = 0; kill < 6; ++kill) {

@@ -1,14 +1,8 @@
 #pragma once
 
-#include <ldap.h>
-#include <memory>
+#include <qldapx.hpp>
 
 namespace qldapx {
-
-struct FreeMessage {
-    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
-};
-using MessagePtr = std::unique_ptr<LDAPMessage, FreeMessage>;
 
 /** Tells the server that no more answers are wanted. */
 inline void abandon(LDAP *ld, int id) {

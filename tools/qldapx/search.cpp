@@ -113,7 +113,7 @@ int receive(LDAP *ld, int id, SearchHandler &handler) {
     while (goOn && code == LDAP_SUCCESS) {
         LDAPMessage *message = nullptr;
         const int kind = handler.next(ld, id, &message);
-        const MessagePtr owner(message);
+        const qldapx::message owner(adopt, message);
         if (kind == LDAP_RES_SEARCH_RESULT)
             return takeResult(ld, message, handler);
         if (kind <= 0)

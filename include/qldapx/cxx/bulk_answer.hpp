@@ -65,7 +65,7 @@ inline error refusal(int parsed, int code, ldap_text message) noexcept {
         ldap_parse_lburp_start_response(at.get(), answer.get(), &code, &words, &size, 0);
     ldap_text message(adopt, words);
     if (parsed != LDAP_SUCCESS || code != LDAP_SUCCESS)
-        return unexpected(detail::refusal(parsed, code, std::move(message)));
+        return unexpected(error(code != LDAP_SUCCESS ? code : parsed, std::move(message)));
     return size;
 }
 

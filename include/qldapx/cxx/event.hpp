@@ -62,11 +62,11 @@ namespace detail {
  * Takes an event from its notification (LDAP_RES_INTERMEDIATE).
  *
  * LDAP_DECODING_ERROR for what is no event notification or does not decode, LDAP_PARAM_ERROR for a
- * message of another type; the notification is released then. A string under a wrong tag ends the
- * process, as in the C function.
+ * message of another type; the notification stays the caller's then. A string under a wrong tag
+ * ends the process, as in the C function.
  */
 [[nodiscard, gnu::always_inline]] inline result<event> take(session_ref at,
-                                                            message notification) noexcept {
+                                                            message &&notification) noexcept {
     int type = 0, result_code = 0;
     void *payload = nullptr, *address = nullptr;
     const int code = ldap_parse_ds_event_IP(at.get(), notification.get(), &type, &result_code,
@@ -110,10 +110,8 @@ class accepted {
         ldap_parse_monitor_events_response(at.get(), answer.get(), &code, &words, &count, &list, 0);
     ldap_text message(adopt, words);
     accepted events(adopt, list, count);
-    if (parsed != LDAP_SUCCESS)
-        return unexpected(parsed);
-    if (code != LDAP_SUCCESS)
-        return unexpected(error(code, std::move(message)));
+    if (parsed != LDAP_SUCCESS || code != LDAP_SUCCESS)
+        return unexpected(error(parsed != LDAP_SUCCESS ? parsed : code, std::move(message)));
     return events;
 }
 

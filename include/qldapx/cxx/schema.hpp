@@ -53,9 +53,10 @@ class schema_ref : public handle<LDAPSchema> {
      * LDAP_PARAM_ERROR for no such kind or usage, LDAP_LOCAL_ERROR when the description cannot be
      * written, LDAP_NO_MEMORY; the schema is as it was then.
      */
-    result<void> add(schema::kind of, modifications &fields) const {
-        return qldapx::detail::checked(
-            ldap_schema_add(raw_, static_cast<unsigned>(of), fields.get()));
+    result<void> add(schema::kind of, modifications &fields) const { return add(of, fields.get()); }
+    /** The same with a list as C has it, ended by null. */
+    result<void> add(schema::kind of, LDAPMod **fields) const noexcept {
+        return qldapx::detail::checked(ldap_schema_add(raw_, static_cast<unsigned>(of), fields));
     }
     /**
      * Changes fields of an element. Change the key, its OID, by a call of its own: see
@@ -64,8 +65,12 @@ class schema_ref : public handle<LDAPSchema> {
      * Errors as those of add and find; the element is as it was then.
      */
     result<void> modify(schema::kind of, cstring name_or_oid, modifications &fields) const {
+        return modify(of, name_or_oid, fields.get());
+    }
+    /** The same with a list as C has it, ended by null. */
+    result<void> modify(schema::kind of, cstring name_or_oid, LDAPMod **fields) const noexcept {
         return qldapx::detail::checked(
-            ldap_schema_modify(raw_, name_or_oid.c_str(), static_cast<unsigned>(of), fields.get()));
+            ldap_schema_modify(raw_, name_or_oid.c_str(), static_cast<unsigned>(of), fields));
     }
     /** Takes an element out. Errors as those of find. */
     result<void> remove(schema::kind of, cstring name_or_oid) const noexcept {

@@ -139,6 +139,8 @@ TEST_F(CxxSchema, RefusesEditsThatAreNone) {
     fields.attribute("USAGE", {"nonsense"});
     EXPECT_EQ(describe(fetched.add(kind::attribute_type, fields)), "-9||");
     EXPECT_EQ(describe(fetched.modify(kind::attribute_type, "b", fields)), "32||");
+    EXPECT_EQ(describe(fetched.add(kind::attribute_type, nullptr)), "-9||");
+    EXPECT_EQ(describe(fetched.modify(kind::attribute_type, "b", nullptr)), "-9||");
     EXPECT_EQ(describe(fetched.remove(kind::attribute_type, "b")), "32||");
 }
 

@@ -1,15 +1,13 @@
 #include "backup_file.h"
-#include "command.h"
 #include "errors.h"
-#include "identity.h"
 #include "image_password.h"
+#include "operation.h"
 #include "progress.h"
 #include "text.h"
 
 #include <ctime>
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 #include <system_error>
 
 namespace qldapx {
@@ -47,67 +45,59 @@ class Fetch {
     void all();
 
   private:
-    struct Free {
-        void operator()(char *text) const { std::free(text); }
-    };
-    using Text = std::unique_ptr<char, decltype(&ldapx_memfree)>;
-
     std::size_t next();
+    backup::image &imageOf(session_ref at);
     void refuseStandstill(const std::string &asked, std::size_t bytes);
 
     Run &run_;
     Arguments &args_;
     Secret &password_;
     BackupWriter &writer_;
-    std::unique_ptr<char, Free> state_;
+    std::optional<backup::image> image_;
     std::size_t emptyPieces_ = 0; // one after the other
 };
 
 /** Fetches a piece; gives its size. */
 std::size_t Fetch::next() {
-    char *state = state_.release(), *data = nullptr, *chunkSizes = nullptr;
-    int size = 0;
-    try {
-        run_.perform(args_.dn, [&](LDAP *ld) {
-            return ldap_backup_object(ld, args_.dn.data(), password_.data(), &state, &data,
-                                      &chunkSizes, &size);
-        });
-    } catch (...) {
-        state_.reset(state);
-        throw;
-    }
-    state_.reset(state);
-    const Text dataOwner(data, ldapx_memfree), sizesOwner(chunkSizes, ldapx_memfree);
-    writer_.piece(chunkSizes, {data, static_cast<std::size_t>(size)});
-    return static_cast<std::size_t>(size);
+    const backup::piece piece =
+        performed(run_, args_.dn, [this](session_ref at) { return imageOf(at).next(); });
+    writer_.piece(piece.chunk_sizes(), piece.data());
+    return piece.data().size();
+}
+
+// The session opens with the first operation.
+backup::image &Fetch::imageOf(session_ref at) {
+    if (!image_)
+        image_.emplace(at, args_.dn, password_.data());
+    return *image_;
 }
 
 // A server that never comes to an end is not waited for.
 void Fetch::refuseStandstill(const std::string &asked, std::size_t bytes) {
     constexpr std::size_t patience = 1000;
     emptyPieces_ = bytes == 0 ? emptyPieces_ + 1 : 0;
-    if (emptyPieces_ > patience || (bytes == 0 && asked == state_.get()))
+    if (emptyPieces_ > patience || (bytes == 0 && asked == image_->state()))
         fail(args_,
              fmt::format("after {} pieces the server sends empty ones and comes to no end; its "
                          "state is {}",
-                         writer_.pieces(), printable(state_.get())),
+                         writer_.pieces(), printable(image_->state())),
              "see the server's log");
 }
 
 void Fetch::all() {
     Progress progress(run_.out.isJson());
-    std::string asked; // the library changes the state that it is given
     do {
-        asked = state_ ? state_.get() : "";
+        const std::string asked(image_ ? image_->state() : cstring());
         const std::size_t bytes = next();
         refuseStandstill(asked, bytes);
         progress.show(writer_.pieces(), writer_.bytes());
-    } while (following(state_.get()) == Following::Piece);
-    if (following(state_.get()) == Following::Unreachable)
+    } while (following(image_->state()) == Following::Piece);
+    if (following(image_->state()) == Following::Unreachable)
         fail(args_,
              fmt::format("the backup is incomplete: after {} piece{} the server's state is {}, "
                          "and a state with one 0 cannot be passed back to it",
-                         writer_.pieces(), writer_.pieces() == 1 ? "" : "s", state_.get()),
+                         writer_.pieces(), writer_.pieces() == 1 ? "" : "s",
+                         image_->state().view()),
              "nothing was kept; see the server's log, and make the backup anew");
 }
 
@@ -126,7 +116,7 @@ void fetchInto(Run &run, Arguments &args, Secret &password) {
               {"pieces", writer.pieces()}});
 }
 
-void backup(Run &run, Arguments &args) {
+void makeBackup(Run &run, Arguments &args) {
     checkTarget(args.file, args.force);
     Secret password = imagePassword(args.password, true, run.out.isJson());
     run.open();
@@ -152,7 +142,7 @@ void addBackup(CLI::App &root, Tool &tool) {
         ->required();
     command.add_flag("--force", args->force, "Replace the file if it exists");
     addImagePassword(command, args->password);
-    command.callback([&tool, args] { tool.action = [args](Run &run) { backup(run, *args); }; });
+    command.callback([&tool, args] { tool.action = [args](Run &run) { makeBackup(run, *args); }; });
 }
 
 } // namespace qldapx

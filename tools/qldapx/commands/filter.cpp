@@ -1,12 +1,10 @@
-#include "command.h"
 #include "errors.h"
 #include "filter_text.h"
-#include "identity.h"
+#include "operation.h"
 #include "text.h"
 
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 #include <unistd.h>
 
 namespace qldapx {
@@ -24,11 +22,9 @@ struct SetArguments {
     bool clear = false;
 };
 
-std::string fetchFilter(Run &run, std::string &server) {
-    char *text = nullptr;
-    run.perform(server,
-                [&](LDAP *ld) { return ldap_get_replication_filter(ld, server.data(), &text); });
-    return takeText(text);
+std::string fetchFilter(Run &run, const std::string &server) {
+    return std::string(performed(
+        run, server, [&](session_ref at) { return replication_filter::get(at, server); }));
 }
 
 Filter parseAnswer(const std::string &text, const std::string &server) {
@@ -64,7 +60,7 @@ void printFilter(Run &run, const Filter &filter) {
     run.out.table(rows);
 }
 
-void get(Run &run, GetArguments &args) {
+void get(Run &run, const GetArguments &args) {
     const std::string text = fetchFilter(run, args.server);
     if (!args.raw)
         printFilter(run, parseAnswer(text, args.server));
@@ -99,12 +95,11 @@ Filter givenFilter(const SetArguments &args) {
     return filter;
 }
 
-void set(Run &run, SetArguments &args) {
+void set(Run &run, const SetArguments &args) {
     const Filter filter = givenFilter(args);
-    std::string text = filterText(filter);
-    run.perform(args.server, [&](LDAP *ld) {
-        return ldap_set_replication_filter(ld, args.server.data(), text.data());
-    });
+    const std::string text = filterText(filter);
+    performed(run, args.server,
+              [&](session_ref at) { return replication_filter::set(at, args.server, text); });
     const std::string server = printable(args.server);
     run.done(filter.empty() ? fmt::format("filter of {} cleared", server)
                             : fmt::format("filter of {} set: {} class{}", server, filter.size(),

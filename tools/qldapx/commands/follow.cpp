@@ -2,14 +2,13 @@
 
 #include "entry_output.h"
 #include "errors.h"
-#include "identity.h"
 #include "interruption.h"
+#include "operation.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fmt/format.h>
-#include <qldapx.h>
 #include <unistd.h>
 
 namespace qldapx {
@@ -63,7 +62,7 @@ class Follower : public SearchHandler {
     int next(LDAP *ld, int id, LDAPMessage **message) override;
 
   private:
-    [[nodiscard]] Change readChange(LDAP *ld, const Entry &entry, LDAPControl **controls) const;
+    [[nodiscard]] Change readChange(LDAP *ld, const Entry &entry, LDAPControl **list) const;
     void print(const Change &change, const Entry &entry);
     static void wait(int descriptor);
 
@@ -72,23 +71,20 @@ class Follower : public SearchHandler {
     std::size_t printed_ = 0;
 };
 
-Change Follower::readChange(LDAP *ld, const Entry &entry, LDAPControl **controls) const {
-    int type = 0, hasNumber = 0, number = 0;
-    char *previous = nullptr;
-    const int code =
-        ldap_parse_entrychange_control(ld, controls, &type, &previous, &hasNumber, &number);
+Change Follower::readChange(LDAP *ld, const Entry &entry, LDAPControl **list) const {
+    const auto notice =
+        controls::entry_change(session_ref(borrow, ld), control_list_ref(borrow, list));
     Change change;
-    if (code == LDAP_CONTROL_NOT_FOUND) {
+    if (notice) {
+        change.kind = wordsOf(notice->type);
+        if (notice->previous_dn)
+            change.previousDn = std::string(notice->previous_dn);
+        change.number = notice->number;
+    } else if (notice.error().code() == LDAP_CONTROL_NOT_FOUND) {
         change.kind = options_.existing ? "existing" : "unknown";
-        return change;
+    } else {
+        failToRead(entry.dn, notice.error().code());
     }
-    if (code != LDAP_SUCCESS)
-        failToRead(entry.dn, code);
-    change.kind = wordsOf(type);
-    if (previous != nullptr)
-        change.previousDn = takeLdapText(previous);
-    if (hasNumber != 0)
-        change.number = number;
     return change;
 }
 
@@ -111,8 +107,8 @@ void Follower::print(const Change &change, const Entry &entry) {
     printLdif(out_, entry);
 }
 
-bool Follower::entry(LDAP *ld, const Entry &entry, LDAPControl **controls) {
-    print(readChange(ld, entry, controls), entry);
+bool Follower::entry(LDAP *ld, const Entry &entry, LDAPControl **list) {
+    print(readChange(ld, entry, list), entry);
     out_.flush();
     ++printed_;
     return !options_.count || printed_ < *options_.count;
@@ -181,9 +177,8 @@ std::vector<std::string> changeNames() {
 }
 
 void follow(Run &run, const SearchRequest &request, const FollowOptions &options) {
-    run.attach([&](LDAP *ld, LDAPControl **control) {
-        return ldap_create_persistentsearch_control(
-            ld, typesOf(options), static_cast<int>(!options.existing), 1, 1, control);
+    attach(run, [&](session_ref at) {
+        return controls::persistent_search(at, {typesOf(options), !options.existing});
     });
     const Interruption interruption;
     Follower follower(run.out, options);

@@ -1,33 +1,29 @@
-#include "command.h"
-#include "identity.h"
+#include "operation.h"
 #include "text.h"
 
 #include <memory>
-#include <qldapx.h>
 
 namespace qldapx {
 namespace {
 
-/** A conversion by the server; what it gives is the library's text. */
+/** A conversion by the server. */
 struct Conversion {
     const char *name;
     const char *description;
     const char *argument;
-    char *(*convert)(Run &, std::string &);
+    text (*convert)(Run &, const std::string &);
     std::string example;
 };
 
-char *fromKora(Run &run, std::string &name) {
-    const std::vector<unsigned short> units = utf16(name);
-    char *dn = nullptr;
-    run.perform(name, [&](LDAP *ld) { return ldap_kora_to_ldap(ld, units.data(), &dn); });
-    return dn;
+text fromKora(Run &run, const std::string &name) {
+    const auto units = utf16(name);
+    const std::u16string native(units.begin(), units.end());
+    return performed(run, name,
+                     [&](session_ref at) { return identity::kora_to_dn(at, native.c_str()); });
 }
 
-char *fromDns(Run &run, std::string &name) {
-    char *dn = nullptr;
-    run.perform(name, [&](LDAP *ld) { return ldap_dns_to_x500_dn(ld, name.data(), &dn); });
-    return dn;
+text fromDns(Run &run, const std::string &name) {
+    return performed(run, name, [&](session_ref at) { return identity::dns_to_dn(at, name); });
 }
 
 std::vector<Conversion> conversions() {
@@ -55,7 +51,7 @@ void addName(CLI::App &root, Tool &tool) {
         command.add_option("NAME", *name, conversion.argument)->required();
         command.callback([&tool, convert = conversion.convert, name] {
             tool.action = [convert, name](Run &run) {
-                print(run, *name, takeText(convert(run, *name)));
+                print(run, *name, std::string(convert(run, *name)));
             };
         });
     }

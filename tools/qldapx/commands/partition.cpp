@@ -1,11 +1,10 @@
-#include "command.h"
 #include "errors.h"
+#include "operation.h"
 #include "text.h"
 
 #include <array>
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 
 namespace qldapx {
 namespace {
@@ -13,7 +12,7 @@ namespace {
 /** An operation on one partition, with flags. */
 struct FlaggedOperation {
     const char *name;
-    int (*call)(LDAP *, char *, int);
+    result<void> (*call)(session_ref, cstring, int);
     const char *done; // what then has happened to the partition
     const char *description;
     std::vector<std::string> examples;
@@ -22,7 +21,7 @@ struct FlaggedOperation {
 /** An operation on a partition that has lost its connection to the tree, on one server. */
 struct OrphanOperation {
     const char *name;
-    int (*call)(LDAP *, char *, char *);
+    result<void> (*call)(session_ref, cstring, cstring);
     const char *done;
     const char *description;
     std::vector<std::string> examples;
@@ -30,17 +29,17 @@ struct OrphanOperation {
 
 std::vector<FlaggedOperation> flaggedOperations() {
     return {{"split",
-             ldap_split_partition,
+             partition::split,
              "split off",
              "Make an entry the root of a partition",
              {"partition split ou=people,dc=example,dc=com"}},
             {"merge",
-             ldap_merge_partitions,
+             partition::merge,
              "merged",
              "Join a partition to the one above it",
              {"partition merge ou=emea,dc=example,dc=com"}},
             {"abort",
-             ldap_abort_partition_operation,
+             partition::abort_operation,
              "operation aborted",
              "Give up an unfinished operation on a partition",
              {"partition split ou=people,dc=example,dc=com --flags 1",
@@ -51,12 +50,12 @@ std::vector<OrphanOperation> orphanOperations() {
     const std::string names = " cn=strata2,ou=servers,dc=example,dc=com "
                               "ou=people,dc=example,dc=com";
     return {{"split-orphan",
-             ldap_split_orphan_partition,
+             partition::split_orphan,
              "split off",
              "Split a partition that lost its connection to the tree",
              {"partition split-orphan" + names}},
             {"remove-orphan",
-             ldap_remove_orphan_partition,
+             partition::remove_orphan,
              "removed",
              "Remove a partition that lost its connection to the tree",
              {"partition split-orphan" + names, "partition remove-orphan" + names}}};
@@ -76,8 +75,8 @@ void addFlagged(CLI::App &group, Tool &tool, const FlaggedOperation &operation) 
         ->capture_default_str();
     command.callback([&tool, args, operation] {
         tool.action = [args, operation](Run &run) {
-            run.perform(args->dn,
-                        [&](LDAP *ld) { return operation.call(ld, args->dn.data(), args->flags); });
+            performed(run, args->dn,
+                      [&](session_ref at) { return operation.call(at, args->dn, args->flags); });
             run.done(fmt::format("partition {} {}", printable(args->dn), operation.done),
                      {{"partition", args->dn}, {"flags", args->flags}});
         };
@@ -95,8 +94,8 @@ void addOrphan(CLI::App &group, Tool &tool, const OrphanOperation &operation) {
     command.add_option("PARTITION_DN", args->partition, "DN of the partition's root")->required();
     command.callback([&tool, args, operation] {
         tool.action = [args, operation](Run &run) {
-            run.perform(args->partition, [&](LDAP *ld) {
-                return operation.call(ld, args->server.data(), args->partition.data());
+            performed(run, args->partition, [&](session_ref at) {
+                return operation.call(at, args->server, args->partition);
             });
             run.done(fmt::format("orphan partition {} on {} {}", printable(args->partition),
                                  printable(args->server), operation.done),
@@ -105,10 +104,8 @@ void addOrphan(CLI::App &group, Tool &tool, const OrphanOperation &operation) {
     });
 }
 
-int countEntries(Run &run, std::string &dn) {
-    int count = 0;
-    run.perform(dn, [&](LDAP *ld) { return ldap_partition_entry_count(ld, dn.data(), &count); });
-    return count;
+int countEntries(Run &run, const std::string &dn) {
+    return performed(run, dn, [&](session_ref at) { return partition::entry_count(at, dn); });
 }
 
 void printCount(Run &run, const std::string &dn, int count) {
@@ -121,10 +118,10 @@ bool endsSession(const Failure &failure) {
 }
 
 /** Counts them all: one that fails does not hide the others. */
-void countAll(Run &run, std::vector<std::string> &dns) {
+void countAll(Run &run, const std::vector<std::string> &dns) {
     Output::Json counts = Output::Json::array();
     run.open();
-    for (std::string &dn : dns) {
+    for (const std::string &dn : dns) {
         try {
             const int count = countEntries(run, dn);
             counts.push_back({{"dn", dn}, {"entries", count}});

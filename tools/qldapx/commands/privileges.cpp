@@ -1,11 +1,10 @@
-#include "command.h"
 #include "errors.h"
 #include "identity.h"
+#include "operation.h"
 #include "text.h"
 
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 
 namespace qldapx {
 namespace {
@@ -16,26 +15,21 @@ struct Arguments {
     std::vector<std::string> attributes;
 };
 
-int fetchOne(Run &run, Arguments &args, std::string &trustee) {
-    int bits = 0;
-    run.perform(args.dn, [&](LDAP *ld) {
-        return ldap_get_effective_privileges(ld, args.dn.data(), trustee.data(),
-                                             args.attributes.front().data(), &bits);
+int fetchOne(Run &run, const Arguments &args, const std::string &trustee) {
+    return performed(run, args.dn, [&](session_ref at) {
+        return identity::effective_privileges(at, args.dn, trustee, args.attributes.front());
     });
-    return bits;
 }
 
-std::vector<int> fetchSeveral(Run &run, Arguments &args, std::string &trustee) {
-    std::vector<char *> names;
-    for (std::string &attribute : args.attributes)
-        names.push_back(attribute.data());
+std::vector<int> fetchSeveral(Run &run, const Arguments &args, const std::string &trustee) {
+    std::vector<const char *> names;
+    for (const std::string &attribute : args.attributes)
+        names.push_back(attribute.c_str());
     std::vector<int> bits(names.size());
     names.push_back(nullptr);
-    int count = 0;
-    run.perform(args.dn, [&](LDAP *ld) {
-        return ldapx_get_effective_privileges_list(ld, args.dn.data(), trustee.data(), names.data(),
-                                                   bits.data(), static_cast<int>(bits.size()),
-                                                   &count);
+    const int count = performed(run, args.dn, [&](session_ref at) {
+        return identity::effective_privileges(at, args.dn, trustee, names.data(), bits.data(),
+                                              static_cast<int>(bits.size()));
     });
     if (static_cast<std::size_t>(count) == bits.size())
         return bits;
@@ -65,8 +59,8 @@ void print(Run &run, const Arguments &args, const std::string &trustee,
         run.out.table(rows);
 }
 
-void show(Run &run, Arguments &args) {
-    std::string trustee = args.trustee ? *args.trustee : boundIdentity(run);
+void show(Run &run, const Arguments &args) {
+    const std::string trustee = args.trustee ? *args.trustee : boundIdentity(run);
     const std::vector<int> bits = args.attributes.size() == 1
                                       ? std::vector<int>{fetchOne(run, args, trustee)}
                                       : fetchSeveral(run, args, trustee);

@@ -1,25 +1,20 @@
 #include "base_search.h"
 #include "errors.h"
-#include "identity.h"
+#include "operation.h"
 #include "text.h"
-
-#include <qldapx.h>
 
 namespace qldapx {
 namespace {
 
 void show(Run &run, const std::string &dn) {
-    run.attach([](LDAP *ld, LDAPControl **control) {
-        return ldap_create_reference_control(ld, 1, control);
-    });
+    attach(run, [](session_ref at) { return controls::reference(at); });
     std::optional<std::string> reference;
-    searchForControls(run, dn, [&](LDAP *ld, LDAPControl **controls) {
-        char *text = nullptr;
-        const int code =
-            ldap_parse_reference_control(ld, controls, nullptr, 0, nullptr, 0, nullptr, &text);
-        if (text != nullptr)
-            reference = takeLdapText(text);
-        return code;
+    searchForControls(run, dn, [&](LDAP *ld, LDAPControl **list) {
+        const auto answer =
+            controls::reference_answer(session_ref(borrow, ld), control_list_ref(borrow, list));
+        if (answer && *answer)
+            reference = std::string(*answer);
+        return answer ? LDAP_SUCCESS : answer.error().code();
     });
     if (!reference)
         throw Failure(

@@ -1,6 +1,4 @@
-#include "command.h"
-
-#include <qldapx.h>
+#include "operation.h"
 
 namespace qldapx {
 
@@ -9,7 +7,7 @@ void addRefresh(CLI::App &root, Tool &tool) {
         addCommand(root, "refresh", "Tell the server to refresh itself", {"refresh"});
     command.callback([&tool] {
         tool.action = [](Run &run) {
-            run.perform({}, ldap_refresh_server);
+            performed(run, {}, trigger::refresh_server);
             run.done("server refreshed", {});
         };
     });

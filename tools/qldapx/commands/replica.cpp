@@ -1,5 +1,5 @@
-#include "command.h"
 #include "errors.h"
+#include "operation.h"
 #include "text.h"
 
 #include <array>
@@ -7,7 +7,6 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 #include <unistd.h>
 
 namespace qldapx {
@@ -20,9 +19,6 @@ struct Arguments {
     int type = 0;
     int flags = 0;
     int delay = 0;
-
-    char *partitionDn() { return partition.data(); }
-    char *serverDn() { return server.data(); }
 };
 
 constexpr const char *emea = "ou=emea,dc=example,dc=com";
@@ -44,7 +40,7 @@ struct Order {
     const char *name;
     const char *description;
     unsigned takes;
-    int (*call)(LDAP *, Arguments &);
+    result<void> (*call)(session_ref, const Arguments &);
     const char *done; // with the partition and the server for {0} and {1}
     std::vector<std::string> examples;
 };
@@ -55,9 +51,8 @@ std::vector<Order> changes() {
         {"add",
          "Give a server a replica of a partition",
          replica | takesType | takesFlags,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_add_replica(ld, args.partitionDn(), args.serverDn(), args.type,
-                                     args.flags);
+         [](session_ref at, const Arguments &args) {
+             return replica::add(at, args.partition, args.server, args.type, args.flags);
          },
          "replica of {0} added on {1}",
          {fmt::format("partition split {}", people),
@@ -66,17 +61,16 @@ std::vector<Order> changes() {
         {"remove",
          "Take a server's replica of a partition away",
          replica | takesFlags,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_remove_replica(ld, args.partitionDn(), args.serverDn(), args.flags);
+         [](session_ref at, const Arguments &args) {
+             return replica::remove(at, args.partition, args.server, args.flags);
          },
          "replica of {0} removed from {1}",
          {fmt::format("replica remove {} {}", emea, strata2)}},
         {"retype",
          "Change the type of a replica",
          replica | takesType | takesFlags,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_change_replica_type(ld, args.partitionDn(), args.serverDn(), args.type,
-                                             args.flags);
+         [](session_ref at, const Arguments &args) {
+             return replica::change_type(at, args.partition, args.server, args.type, args.flags);
          },
          "replica of {0} on {1} has another type",
          {fmt::format("replica retype {} {} --type 3", emea, strata2)}},
@@ -89,34 +83,33 @@ std::vector<Order> updates() {
         {"send-updates",
          "Send all updates anew, to one server or to all",
          takesPartition | takesServerOrNone,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_send_all_updates(ld, args.partitionDn(),
-                                          args.server.empty() ? nullptr : args.serverDn());
+         [](session_ref at, const Arguments &args) {
+             return replica::send_all_updates(at, args.partition,
+                                              args.server.empty() ? nullptr : args.server.c_str());
          },
          "updates of {0} are being sent",
          {fmt::format("replica send-updates {}", emea)}},
         {"receive-updates",
          "Fetch all updates of a replica anew",
          replica,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_receive_all_updates(ld, args.partitionDn(), args.serverDn(), nullptr);
+         [](session_ref at, const Arguments &args) {
+             return replica::receive_all_updates(at, args.partition, args.server);
          },
          "updates of {0} are being received on {1}",
          {fmt::format("replica receive-updates {} {}", emea, strata2)}},
         {"sync",
          "Ask for a replica to be synchronised",
          replica | takesDelay,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_request_partition_sync(ld, args.serverDn(), args.partitionDn(),
-                                                args.delay);
+         [](session_ref at, const Arguments &args) {
+             return replica::request_sync(at, args.partition, args.server, args.delay);
          },
          "synchronisation of {0} on {1} requested",
          {fmt::format("replica sync {} {} --delay 5", emea, strata2)}},
         {"schema-sync",
          "Ask for a server's schema to be synchronised",
          takesServer | takesDelay,
-         [](LDAP *ld, Arguments &args) {
-             return ldap_request_schema_sync(ld, args.serverDn(), args.delay);
+         [](session_ref at, const Arguments &args) {
+             return replica::request_schema_sync(at, args.server, args.delay);
          },
          "synchronisation of the schema on {1} requested",
          {fmt::format("replica schema-sync {}", strata1)}},
@@ -174,7 +167,7 @@ void addOrder(CLI::App &group, Tool &tool, const Order &order) {
     declare(command, order.takes, *args);
     command.callback([&tool, args, order] {
         tool.action = [args, order](Run &run) {
-            run.perform(objectOf(*args), [&](LDAP *ld) { return order.call(ld, *args); });
+            performed(run, objectOf(*args), [&](session_ref at) { return order.call(at, *args); });
             run.done(fmt::format(fmt::runtime(order.done), printable(args->partition),
                                  printable(args->server)),
                      fieldsOf(order.takes, *args));
@@ -222,16 +215,14 @@ class AbortIsFailure {
     AbortIsFailure &operator=(const AbortIsFailure &) = delete;
 };
 
-ReplicaInfo fetchInfo(Run &run, Arguments &args) {
-    ReplicaInfo info = {};
-    run.perform(objectOf(args), [&](LDAP *ld) {
+replica::info fetchInfo(Run &run, const Arguments &args) {
+    return performed(run, objectOf(args), [&](session_ref at) {
         const AbortIsFailure guard(objectOf(args), run.out.isJson());
-        return ldap_get_replica_info(ld, args.partitionDn(), args.serverDn(), &info);
+        return replica::get_info(at, args.partition, args.server);
     });
-    return info;
 }
 
-void printInfo(Run &run, const ReplicaInfo &info) {
+void printInfo(Run &run, const replica::info &info) {
     const Output::Json fields = {{"number1", info.number1}, {"number2", info.number2},
                                  {"number3", info.number3}, {"number4", info.number4},
                                  {"number5", info.number5}, {"dn", info.dn},
@@ -257,17 +248,12 @@ void addInfo(CLI::App &group, Tool &tool) {
     });
 }
 
-std::vector<std::string> fetchList(Run &run, Arguments &args) {
-    struct Release {
-        void operator()(char **list) const { ber_memvfree(reinterpret_cast<void **>(list)); }
-    };
-    char **list = nullptr;
-    run.perform(args.partition,
-                [&](LDAP *ld) { return ldap_list_replicas(ld, args.partitionDn(), &list); });
-    const std::unique_ptr<char *, Release> owner(list);
+std::vector<std::string> fetchList(Run &run, const Arguments &args) {
+    const ldap_text_list list = performed(
+        run, args.partition, [&](session_ref at) { return replica::list(at, args.partition); });
     std::vector<std::string> replicas;
-    for (char **each = list; each != nullptr && *each != nullptr; ++each)
-        replicas.emplace_back(*each);
+    for (const cstring each : list)
+        replicas.emplace_back(each);
     return replicas;
 }
 

@@ -1,8 +1,8 @@
 #include "backup_file.h"
-#include "command.h"
 #include "errors.h"
 #include "image_password.h"
 #include "interruption.h"
+#include "operation.h"
 #include "progress.h"
 #include "standard_streams.h"
 #include "text.h"
@@ -10,7 +10,6 @@
 #include <ctime>
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 #include <strings.h>
 
 namespace qldapx {
@@ -111,9 +110,8 @@ void send(Run &run, Arguments &args, BackupFile &file, std::uint64_t pieces, Sec
             failInterrupted(args, piece, pieces);
         ++piece;
         try {
-            run.perform(args.dn, [&](LDAP *ld) {
-                return ldap_restore_object(ld, args.dn.data(), password.data(), data.data(),
-                                           chunkSizes.data(), static_cast<int>(data.size()));
+            performed(run, args.dn, [&](session_ref at) {
+                return backup::restore(at, args.dn, password.data(), data, chunkSizes.data());
             });
         } catch (const Failure &failure) {
             // Which ends the wait for an answer.

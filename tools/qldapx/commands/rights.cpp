@@ -1,7 +1,6 @@
 #include "entry_output.h"
 #include "errors.h"
-
-#include <qldapx.h>
+#include "operation.h"
 
 namespace qldapx {
 namespace {
@@ -25,16 +24,14 @@ std::vector<GetEffectiveItem> itemsOf(const Arguments &args) {
 
 void show(Run &run, const Arguments &args) {
     constexpr int listForm = 2, both = 1;
-    std::vector<GetEffectiveItem> items = itemsOf(args);
-    std::vector<GetEffectiveItem *> list;
+    const std::vector<GetEffectiveItem> items = itemsOf(args);
+    std::vector<const GetEffectiveItem *> list;
     list.reserve(items.size() + 1);
-    for (GetEffectiveItem &item : items)
+    for (const GetEffectiveItem &item : items)
         list.push_back(&item);
     list.push_back(nullptr);
     const int mode = items.empty() ? args.mode.value_or(both) : listForm;
-    run.attach([&](LDAP *ld, LDAPControl **control) {
-        return ldap_create_geteffective_control(ld, list.data(), mode, 1, control);
-    });
+    attach(run, [&](session_ref at) { return controls::effective_rights(at, mode, list.data()); });
     SearchRequest request;
     request.base = args.dn;
     request.scope = LDAP_SCOPE_BASE;

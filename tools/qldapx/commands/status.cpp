@@ -1,36 +1,41 @@
 #include "base_search.h"
 #include "errors.h"
+#include "operation.h"
 
-#include <array>
+#include <algorithm>
 #include <fmt/format.h>
-#include <qldapx.h>
 
 namespace qldapx {
 namespace {
 
 constexpr std::size_t flagCount = 7;
-using Numbers = std::array<int, 4>;
 
 struct Status {
-    Numbers first = {0, 0, 0, 0};
+    controls::status first = {{0, 0, 0, 0}};
     // What the server did not send stays as it was: then this differs.
-    Numbers second = {1, 1, 1, 1};
+    controls::status second = {{1, 1, 1, 1}};
 };
 
-int parseInto(LDAP *ld, LDAPControl **controls, Numbers &numbers) {
-    return ldap_parse_sstatus_control(ld, controls, &numbers[0], &numbers[1], &numbers[2],
-                                      &numbers[3]);
+result<void> read(session_ref at, control_list_ref list, Status &status) {
+    for (controls::status *each : {&status.first, &status.second}) {
+        const auto numbers = controls::server_status_answer(at, list, *each);
+        if (!numbers)
+            return unexpected(numbers.error().code());
+        *each = *numbers;
+    }
+    return {};
 }
 
 void print(Run &run, const Status &status) {
     Output::Json fields = Output::Json::object();
     Output::Rows rows;
-    for (std::size_t i = 0; i < status.first.size(); ++i) {
-        if (status.first[i] != status.second[i])
+    for (std::size_t i = 0; i < std::size(status.first.numbers); ++i) {
+        const int number = status.first.numbers[i];
+        if (number != status.second.numbers[i])
             continue;
         const std::string name = fmt::format("status{}", i);
-        fields[name] = status.first[i];
-        rows.push_back({name, std::to_string(status.first[i])});
+        fields[name] = number;
+        rows.push_back({name, std::to_string(number)});
     }
     if (run.out.isJson())
         run.out.json(fields);
@@ -38,14 +43,14 @@ void print(Run &run, const Status &status) {
         run.out.table(rows);
 }
 
-void show(Run &run, std::vector<int> &flags) {
-    run.attach([&](LDAP *ld, LDAPControl **control) {
-        return ldap_create_sstatus_control(ld, flags.data(), 1, control);
-    });
+void show(Run &run, const std::vector<int> &given) {
+    int flags[flagCount];
+    std::copy_n(given.begin(), flagCount, flags);
+    attach(run, [&](session_ref at) { return controls::server_status(at, flags); });
     Status status;
-    searchForControls(run, "", [&](LDAP *ld, LDAPControl **controls) {
-        const int code = parseInto(ld, controls, status.first);
-        return code == LDAP_SUCCESS ? parseInto(ld, controls, status.second) : code;
+    searchForControls(run, "", [&](LDAP *ld, LDAPControl **list) {
+        const auto done = read(session_ref(borrow, ld), control_list_ref(borrow, list), status);
+        return done ? LDAP_SUCCESS : done.error().code();
     });
     print(run, status);
 }

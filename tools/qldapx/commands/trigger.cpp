@@ -1,31 +1,30 @@
-#include "command.h"
+#include "operation.h"
 
 #include <array>
 #include <fmt/format.h>
 #include <memory>
-#include <qldapx.h>
 
 namespace qldapx {
 namespace {
 
 struct Process {
-    int number;
+    trigger::process which;
     const char *name;
     const char *description;
 };
 
 constexpr std::array processes = {
-    Process{LDAP_BACK_PROCESS_BACKLINK, "backlink", "Start the back-link maintenance"},
-    Process{LDAP_BACK_PROCESS_JANITOR, "janitor", "Start the janitor"},
-    Process{LDAP_BACK_PROCESS_LIMBER, "limber", "Start the limber process"},
-    Process{LDAP_BACK_PROCESS_SKULKER, "skulker", "Start the skulker"},
-    Process{LDAP_BACK_PROCESS_SCHEMA_SYNC, "schema-sync", "Start the schema synchronisation"},
-    Process{LDAP_BACK_PROCESS_PARTITION_PURGE, "partition-purge", "Start the partition purge"},
+    Process{trigger::process::backlink, "backlink", "Start the back-link maintenance"},
+    Process{trigger::process::janitor, "janitor", "Start the janitor"},
+    Process{trigger::process::limber, "limber", "Start the limber process"},
+    Process{trigger::process::skulker, "skulker", "Start the skulker"},
+    Process{trigger::process::schema_sync, "schema-sync", "Start the schema synchronisation"},
+    Process{trigger::process::partition_purge, "partition-purge", "Start the partition purge"},
 };
 
-void start(Run &run, const Process &process, std::optional<std::string> &dn) {
-    run.perform(dn.value_or(""), [&](LDAP *ld) {
-        return ldap_trigger_back_process(ld, process.number, dn ? dn->data() : nullptr);
+void start(Run &run, const Process &process, const std::optional<std::string> &dn) {
+    performed(run, dn.value_or(""), [&](session_ref at) {
+        return trigger::start(at, process.which, dn ? dn->c_str() : nullptr);
     });
     Output::Json fields = {{"process", process.name}};
     if (dn)
@@ -37,7 +36,7 @@ void addProcess(CLI::App &group, Tool &tool, const Process &process) {
     CLI::App &command = addCommand(group, process.name, process.description,
                                    {fmt::format("trigger {}", process.name)});
     auto dn = std::make_shared<std::optional<std::string>>();
-    if (process.number == LDAP_BACK_PROCESS_LIMBER)
+    if (process.which == trigger::process::limber)
         command.add_option("--dn", *dn, "What to work on, a choice of the server's")
             ->type_name("DN");
     command.callback([&tool, &process, dn] {

@@ -1,15 +1,11 @@
-#include "command.h"
 #include "identity.h"
+#include "operation.h"
 #include "text.h"
-
-#include <qldapx.h>
 
 namespace qldapx {
 
 std::string boundIdentity(Run &run) {
-    char *identity = nullptr;
-    run.perform({}, [&](LDAP *ld) { return ldap_get_bind_dn(ld, &identity); });
-    return takeText(identity);
+    return std::string(performed(run, {}, identity::bind_dn));
 }
 
 void addWhoami(CLI::App &root, Tool &tool) {

@@ -103,7 +103,7 @@ Json jsonItems(const DebugItem *items, std::uint32_t count) {
     return list;
 }
 
-Json jsonField(const LDAPXEventField &field) {
+Json jsonField(const events::field &field) {
     switch (field.type) {
     case LDAPX_EVENT_INTEGER:
         return valueOf<std::int32_t>(field);
@@ -132,14 +132,15 @@ Json jsonField(const LDAPXEventField &field) {
 
 Json jsonRecord(const void *record) {
     Json fields = Json::object();
-    eachField(record, [&](const LDAPXEventField &field) { fields[field.name] = jsonField(field); });
+    for (const events::field &field : events::field_range(record))
+        fields[field.name] = jsonField(field);
     return fields;
 }
 
-Json jsonAddress(const RecordPtr &address) {
+Json jsonAddress(const NetAddrEventData *address) {
     if (address == nullptr)
         return {};
-    Json fields = jsonRecord(address.get());
+    Json fields = jsonRecord(address);
     fields.erase("length"); // the value has its own
     return fields;
 }
@@ -148,17 +149,16 @@ Json jsonAddress(const RecordPtr &address) {
 
 std::string eventJson(const Event &event) {
     Json all = {{"time", universalTime(event.time)},
-                {"type", event.type},
-                {"result", event.result},
+                {"type", event.type()},
+                {"result", event.result_code()},
                 {"kind", nullptr},
                 {"record", nullptr},
                 {"payload", nullptr},
-                {"address", jsonAddress(event.address)}};
-    if (event.record != nullptr) {
-        const int kind = ldapx_event_kind(event.record.get());
-        all["kind"] = kind;
-        all["record"] = ldapx_event_record_name(kind);
-        all["payload"] = jsonRecord(event.record.get());
+                {"address", jsonAddress(event.address())}};
+    if (const events::record_ref record = event.data()) {
+        all["kind"] = record.kind();
+        all["record"] = record.name().c_str();
+        all["payload"] = jsonRecord(record.get());
     }
     return qldapx::jsonText(all) + "\n";
 }

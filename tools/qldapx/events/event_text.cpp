@@ -80,7 +80,7 @@ std::string itemText(const DebugItem &item) {
 }
 
 /** Without a value: nothing came, and nothing is shown. */
-std::string valueText(const void *record, const LDAPXEventField &field) {
+std::string valueText(const void *record, const events::field &field) {
     const auto pointer = [&] { return valueOf<const void *>(field) != nullptr; };
     switch (field.type) {
     case LDAPX_EVENT_INTEGER:
@@ -115,13 +115,13 @@ std::string valueText(const void *record, const LDAPXEventField &field) {
     }
 }
 
-std::string part(const void *record, const LDAPXEventField &field) {
+std::string part(const void *record, const events::field &field) {
     const std::string value = valueText(record, field);
     return value.empty() ? value : fmt::format("{}={}", field.name, value);
 }
 
 std::string addressPart(const Event &event) {
-    return event.address == nullptr ? "" : "from=" + addressText(event.address.get());
+    return event.address() == nullptr ? "" : "from=" + addressText(event.address());
 }
 
 /** Lines of at most so many columns; parts that are longer than a line are cut into pieces. */
@@ -174,8 +174,7 @@ class Paragraph {
 } // namespace
 
 const char *recordName(const Event &event) {
-    return event.record == nullptr ? "-"
-                                   : ldapx_event_record_name(ldapx_event_kind(event.record.get()));
+    return event.data() ? event.data().name().c_str() : "-";
 }
 
 std::string resultText(int result) {
@@ -192,26 +191,25 @@ std::string bytesText(std::string_view bytes) {
 }
 
 std::string eventText(const Event &event, std::size_t width) {
-    std::string text = fmt::format("{}  type {:>5}  {:<28}  result {}\n", localTime(event.time),
-                                   event.type, recordName(event), resultText(event.result));
+    std::string text =
+        fmt::format("{}  type {:>5}  {:<28}  result {}\n", localTime(event.time), event.type(),
+                    recordName(event), resultText(event.result_code()));
     Paragraph paragraph(width == 0 ? std::string::npos : width);
-    eachField(event.record.get(), [&](const LDAPXEventField &field) {
-        paragraph.add(part(event.record.get(), field));
-    });
+    for (const events::field &field : event.data().fields())
+        paragraph.add(part(event.data().get(), field));
     paragraph.add(addressPart(event));
     return text + paragraph.finish();
 }
 
 std::string eventFields(const Event &event, std::size_t enough) {
     std::string line, connection;
-    const void *record = event.record.get();
-    eachField(record, [&](const LDAPXEventField &field) {
+    for (const events::field &field : event.data().fields()) {
         if (line.size() >= enough)
-            return;
-        const std::string text = part(record, field);
+            break;
+        const std::string text = part(event.data().get(), field);
         std::string &place = field.type == LDAPX_EVENT_CONNECTION ? connection : line;
         place += text.empty() ? "" : text + " ";
-    });
+    }
     return line + connection + addressPart(event);
 }
 

@@ -1,7 +1,6 @@
 #include "events/stream.h"
 
 #include "events/retry.h"
-#include "identity.h"
 #include "interruption.h"
 #include "messages.h"
 #include "text.h"
@@ -19,10 +18,6 @@ class RegistrationEnded : public Failure {
     using Failure::Failure;
 };
 
-struct FreeSpecifications {
-    void operator()(EventSpecification *events) const { ldapx_memfree(events); }
-};
-
 Clock::duration patienceOf(LDAP *ld) {
     timeval *patience = nullptr;
     ldap_get_option(ld, LDAP_OPT_TIMEOUT, &patience);
@@ -36,14 +31,13 @@ int descriptorOf(LDAP *ld) {
     return descriptor;
 }
 
-int sendRegistration(LDAP *ld, EventOptions &options, int &id) {
-    const int count = static_cast<int>(options.events.size());
+result<int> sendRegistration(session_ref at, EventOptions &options) {
     if (!options.filter)
-        return ldap_monitor_events(ld, count, options.events.data(), &id);
-    std::vector<FilteredEventSpecification> filtered;
+        return events::request(at, options.events);
+    std::vector<events::filtered_specification> filtered;
     for (const EventSpecification &event : options.events)
         filtered.push_back({event.eventType, event.eventResult, options.filter->data()});
-    return ldap_monitor_events_filtered(ld, count, filtered.data(), &id);
+    return events::request_filtered(at, filtered);
 }
 
 /** What of the wanted is not among the accepted. */
@@ -85,11 +79,11 @@ class Monitoring {
     void connectAndReceive();
     void registerEvents();
     int awaitAnswer();
-    int takeAnswer(LDAPMessage *message);
+    int takeAnswer(message_ref answer);
     void receiveEvents();
-    int next(MessagePtr &message, Clock::time_point until);
-    void takeEvent(LDAPMessage *message);
-    [[noreturn]] void failToGoOn(int kind, LDAPMessage *message);
+    int next(message &received, Clock::time_point until);
+    void takeEvent(message notification);
+    [[noreturn]] void failToGoOn(int kind, message_ref answer);
     [[nodiscard]] bool isOver() const { return ended_ || Interruption::requested(); }
     bool pauseAfter(const Failure &failure);
     void closeGap();
@@ -97,7 +91,7 @@ class Monitoring {
     Run &run_;
     EventOptions options_;
     EventHandler &handler_;
-    LDAP *ld_ = nullptr;
+    session_ref session_;
     int id_ = 0;
     bool ended_ = false; // by the handler
     bool everRegistered_ = false;
@@ -109,61 +103,61 @@ class Monitoring {
 };
 
 /** Gives the message's kind, as ldap_result does; 0 when the time or everything is over. */
-int Monitoring::next(MessagePtr &message, Clock::time_point until) {
+int Monitoring::next(message &received, Clock::time_point until) {
     while (!isOver()) {
-        timeval poll = {0, 0};
-        LDAPMessage *received = nullptr;
-        const int kind = ldap_result(ld_, id_, LDAP_MSG_ONE, &poll, &received);
-        message.reset(received);
-        if (kind != 0)
-            return kind;
+        result<message> answer = session_.wait(id_, std::chrono::microseconds(0));
+        if (answer) {
+            received = std::move(*answer);
+            return received.type();
+        }
+        if (answer.error().code() != LDAP_TIMEOUT)
+            return -1;
         if (Clock::now() >= until)
             return 0;
-        ended_ = !handler_.wait(descriptorOf(ld_), until);
+        ended_ = !handler_.wait(descriptorOf(session_.get()), until);
     }
     return 0;
 }
 
-int Monitoring::takeAnswer(LDAPMessage *message) {
-    int code = LDAP_SUCCESS, count = 0;
-    char *words = nullptr;
-    EventSpecification *events = nullptr;
-    const int parsed =
-        ldap_parse_monitor_events_response(ld_, message, &code, &words, &count, &events, 0);
-    const std::unique_ptr<EventSpecification, FreeSpecifications> owner(events);
+int Monitoring::takeAnswer(message_ref answer) {
+    const auto events = events::take_answer(session_, answer);
+    if (events) {
+        accepted_.assign(events->begin(), events->end());
+        return LDAP_SUCCESS;
+    }
     // Where a failure's words are looked for.
-    ldap_set_option(ld_, LDAP_OPT_DIAGNOSTIC_MESSAGE, takeLdapText(words).c_str());
-    accepted_.assign(events, events + count);
-    if (parsed != LDAP_SUCCESS)
-        return parsed;
-    ldap_set_option(ld_, LDAP_OPT_RESULT_CODE, &code);
+    ldap_set_option(session_.get(), LDAP_OPT_DIAGNOSTIC_MESSAGE, events.error().message().c_str());
+    const int code = events.error().code();
+    if (code > 0)
+        ldap_set_option(session_.get(), LDAP_OPT_RESULT_CODE, &code);
     return code;
 }
 
 // Events that come before the answer count, too.
 int Monitoring::awaitAnswer() {
-    const auto until = Clock::now() + patienceOf(ld_);
+    const auto until = Clock::now() + patienceOf(session_.get());
     while (true) {
-        MessagePtr message;
-        const int kind = next(message, until);
+        message answer;
+        const int kind = next(answer, until);
         if (kind == LDAP_RES_EXTENDED)
-            return takeAnswer(message.get());
+            return takeAnswer(answer);
         if (kind < 0)
-            return failureCode(ld_);
+            return failureCode(session_.get());
         if (kind == 0)
             return isOver() ? LDAP_SUCCESS : LDAP_TIMEOUT;
         if (kind != LDAP_RES_INTERMEDIATE)
             return LDAP_DECODING_ERROR;
-        takeEvent(message.get());
+        takeEvent(std::move(answer));
     }
 }
 
 void Monitoring::registerEvents() {
     accepted_.clear();
     run_.perform({}, [&](LDAP *ld) {
-        ld_ = ld;
-        const int sent = sendRegistration(ld, options_, id_);
-        return sent == LDAP_SUCCESS ? awaitAnswer() : sent;
+        session_ = session_ref(borrow, ld);
+        const auto sent = sendRegistration(session_, options_);
+        id_ = sent.value_or(0);
+        return sent ? awaitAnswer() : sent.error().code();
     });
     if (isOver())
         return;
@@ -182,32 +176,31 @@ void Monitoring::registerEvents() {
     handler_.registered(refused(options_.events, accepted_));
 }
 
-void Monitoring::takeEvent(LDAPMessage *message) {
-    Event event;
-    const int code = readEvent(ld_, message, event);
-    if (code == LDAP_NO_MEMORY)
+void Monitoring::takeEvent(message notification) {
+    auto taken = events::take(session_, std::move(notification));
+    if (!taken && taken.error().code() == LDAP_NO_MEMORY)
         throw std::bad_alloc();
-    lastSign_ = event.time;
-    if (code == LDAP_SUCCESS)
-        ended_ = !handler_.event(event);
-    else
-        handler_.undecodable(rawNotification(ld_, message));
+    lastSign_ = std::chrono::system_clock::now();
+    if (taken)
+        ended_ = !handler_.event(Event(std::move(*taken)));
+    else // it has not been taken
+        handler_.undecodable(rawNotification(session_.get(), notification.get()));
 }
 
-void Monitoring::failToGoOn(int kind, LDAPMessage *message) {
+void Monitoring::failToGoOn(int kind, message_ref answer) {
     Problem problem;
     problem.operation = run_.name();
     problem.hint = "--reconnect registers anew by itself";
     if (kind == LDAP_RES_EXTENDED) {
         char *words = nullptr;
         int code = LDAP_SUCCESS;
-        const int parsed =
-            ldap_parse_result(ld_, message, &code, nullptr, &words, nullptr, nullptr, 0);
-        problem.diagnostic = takeLdapText(words);
+        const int parsed = ldap_parse_result(session_.get(), answer.get(), &code, nullptr, &words,
+                                             nullptr, nullptr, 0);
+        problem.diagnostic = std::string(ldap_text(adopt, words));
         problem.code = parsed == LDAP_SUCCESS ? code : parsed;
         problem.reason = "the server ended the registration; later events are lost";
     } else if (kind < 0) {
-        problem.code = failureCode(ld_);
+        problem.code = failureCode(session_.get());
         problem.reason = fmt::format("{} ended the connection; later events are lost", run_.uri());
     } else {
         problem.code = LDAP_DECODING_ERROR;
@@ -219,12 +212,12 @@ void Monitoring::failToGoOn(int kind, LDAPMessage *message) {
 
 void Monitoring::receiveEvents() {
     while (!isOver()) {
-        MessagePtr message;
-        const int kind = next(message, Clock::time_point::max());
+        message received;
+        const int kind = next(received, Clock::time_point::max());
         if (kind == LDAP_RES_INTERMEDIATE)
-            takeEvent(message.get());
+            takeEvent(std::move(received));
         else if (kind != 0)
-            failToGoOn(kind, message.get());
+            failToGoOn(kind, received);
     }
 }
 
@@ -239,7 +232,7 @@ void Monitoring::connectAndReceive() {
             backoff_.reset();
         throw;
     }
-    abandon(ld_, id_);
+    abandon(session_.get(), id_);
 }
 
 void Monitoring::closeGap() {

@@ -20,15 +20,15 @@ std::string timeOfDay(Moment moment) {
 
 void TopModel::add(const Event &event) {
     const auto now = Rate::Clock::now();
-    const bool failed = event.result != LDAP_SUCCESS;
-    Type &type = types[event.type];
+    const bool failed = event.result_code() != LDAP_SUCCESS;
+    Type &type = types[event.type()];
     type.record = recordName(event);
     ++type.count;
     type.errors += failed ? 1 : 0;
     type.rate.add(now);
     rate.add(now);
-    latest.push_back(fmt::format("{} {:>6} {:>4}  {}", timeOfDay(event.time), event.type,
-                                 event.result, eventFields(event, longestLine)));
+    latest.push_back(fmt::format("{} {:>6} {:>4}  {}", timeOfDay(event.time), event.type(),
+                                 event.result_code(), eventFields(event, longestLine)));
     if (latest.size() > mostLines)
         latest.pop_front();
 }

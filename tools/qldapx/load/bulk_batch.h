@@ -3,7 +3,6 @@
 #include "load/record.h"
 
 #include <cstdint>
-#include <qldapx.h>
 #include <vector>
 
 namespace qldapx {
@@ -31,22 +30,6 @@ struct BulkBatch {
         id = number = 0;
         isCounted = false;
     }
-};
-
-/** What the server says did not work. */
-class BulkFailures {
-  public:
-    BulkFailures() = default;
-    ~BulkFailures() {
-        for (int i = 0; i < count; ++i)
-            ldap_memfree(list[i].errorMessage);
-        ldapx_memfree(list);
-    }
-    BulkFailures(const BulkFailures &) = delete;
-    BulkFailures &operator=(const BulkFailures &) = delete;
-
-    int count = 0;
-    LBURPOperationFailure *list = nullptr;
 };
 
 } // namespace qldapx

@@ -3,6 +3,7 @@
 #include "messages.h"
 
 #include <array>
+#include <memory>
 #include <string_view>
 
 namespace qldapx {
@@ -13,7 +14,7 @@ bool listsBulkUpdate(LDAP *ld, int &code) {
     LDAPMessage *found = nullptr;
     code = ldap_search_ext_s(ld, "", LDAP_SCOPE_BASE, "(objectClass=*)", attributes.data(), 0,
                              nullptr, nullptr, nullptr, 0, &found);
-    const MessagePtr owner(found);
+    const message owner(adopt, found);
     if (code == LDAP_SUCCESS && found == nullptr) // a notice of disconnection instead
         code = failureCode(ld);
     LDAPMessage *entry = code == LDAP_SUCCESS ? ldap_first_entry(ld, found) : nullptr;

@@ -1,4 +1,3 @@
-#include "identity.h"
 #include "load/bulk_batch.h"
 #include "load/bulk_discovery.h"
 #include "load/sender.h"
@@ -7,7 +6,6 @@
 #include <algorithm>
 #include <deque>
 #include <fmt/format.h>
-#include <qldapx.h>
 #include <utility>
 
 namespace qldapx {
@@ -15,6 +13,10 @@ namespace {
 
 constexpr std::size_t mostBatchBytes = std::size_t{1} << 20U;
 constexpr int smallestBatch = 1, largestBatch = 1000, usualBatch = 100;
+
+Refusal refusalOf(const error &why) {
+    return {why.code(), std::string(why.message())};
+}
 
 class BulkSender : public Sender {
   public:
@@ -33,7 +35,7 @@ class BulkSender : public Sender {
     void awaitRoom();
     void send();
     void take(const Answer &answer);
-    void account(BulkBatch &batch, const Refusal &refusal, const BulkFailures &failures);
+    void account(BulkBatch &batch, const bulk::failure_list &failures);
     void refuse(BulkBatch &batch, const Refusal &refusal);
     void closeGap(int number);
     [[noreturn]] void serverFault(const std::string &reason) const;
@@ -75,30 +77,24 @@ void BulkSender::openSequence() {
     if (open_)
         return;
     Channel &channel = context_.channel;
-    int id = 0;
-    channel.require(ldap_lburp_start_request(channel.ld(), &id));
-    const Answer answer = channel.receive(id);
-    int code = LDAP_SUCCESS, transactionSize = 0;
-    char *text = nullptr;
-    const int parsed = ldap_parse_lburp_start_response(channel.ld(), answer.message.get(), &code,
-                                                       &text, &transactionSize, 0);
-    const std::string words = takeLdapText(text);
-    if (code != LDAP_SUCCESS)
+    const Answer answer = channel.receive(channel.require(bulk::request_start(channel.session())));
+    const auto size = bulk::take_start(channel.session(), answer.message);
+    if (!size && size.error().code() > 0)
         throw NoBulkUpdate({"load",
                             context_.run.uri(),
-                            code,
-                            ldap_err2string(code),
+                            size.error().code(),
+                            std::string(size.error().name()),
                             "the server does not begin a bulk update",
-                            words,
+                            std::string(size.error().message()),
                             {},
                             "--fallback loads with ordinary operations"});
-    if (parsed != LDAP_SUCCESS)
+    if (!size)
         serverFault(fmt::format("the answer to the start of the bulk update could not be "
                                 "understood: {}",
-                                ldap_err2string(parsed)));
+                                size.error().name().view()));
     open_ = true;
     number_ = 0;
-    setBatchSize(transactionSize);
+    setBatchSize(*size);
 }
 
 void BulkSender::add(Record &record) {
@@ -132,8 +128,11 @@ void BulkSender::rename(Record &record) {
     batch_ = BulkBatch();
     BulkBatch &only = underWay_.back();
     channel.require(sendOrdinary(channel.ld(), only.records.front(), only.id));
-    const Refusal refusal = channel.result(channel.receive(only.id));
-    account(only, refusal, {});
+    const Refusal refusal = channel.refusal(channel.receive(only.id));
+    if (refusal.code == LDAP_SUCCESS)
+        account(only, {});
+    else
+        refuse(only, refusal);
     underWay_.pop_back();
 }
 
@@ -174,8 +173,8 @@ void BulkSender::send() {
         spare_.pop_back();
     }
     BulkBatch &sent = underWay_.back();
-    channel.require(
-        ldap_lburp_operation_request(channel.ld(), sent.number, operations_.data(), &sent.id));
+    sent.id = channel.require(
+        bulk::request_operations(channel.session(), sent.number, operations_.data()));
     channel.sent();
     for (std::size_t i = 0; i < sent.count; ++i)
         sent.records[i].forget();
@@ -186,32 +185,24 @@ void BulkSender::take(const Answer &answer) {
                                     [&](const BulkBatch &each) { return each.id == answer.id(); });
     if (!answer || batch == underWay_.end())
         return;
-    int code = LDAP_SUCCESS;
-    char *text = nullptr;
-    BulkFailures failures;
-    const int parsed =
-        ldap_parse_lburp_operation_response(context_.channel.ld(), answer.message.get(), &code,
-                                            &text, &failures.count, &failures.list, 0);
-    const Refusal refusal = {code, takeLdapText(text)};
-    // A refusal of the whole request may come without the operation's OID.
-    const bool isRefusal = parsed == LDAP_NOT_SUPPORTED && code != LDAP_SUCCESS;
-    if (parsed != LDAP_SUCCESS && !isRefusal)
+    const auto failures = bulk::take_operations(context_.channel.session(), answer.message);
+    if (failures)
+        account(*batch, *failures);
+    else if (failures.error().code() > 0)
+        refuse(*batch, refusalOf(failures.error()));
+    else
         serverFault(fmt::format("the answer to request {} of the bulk update could not be "
                                 "understood: {}",
-                                batch->number, ldap_err2string(parsed)));
-    account(*batch, refusal, failures);
+                                batch->number, failures.error().name().view()));
     bytesUnderWay_ -= batch->bytes;
     batch->clear();
     spare_.push_back(std::move(*batch));
     underWay_.erase(batch);
 }
 
-void BulkSender::account(BulkBatch &batch, const Refusal &refusal, const BulkFailures &failures) {
-    if (refusal.code != LDAP_SUCCESS && failures.count == 0)
-        return refuse(batch, refusal);
-    std::vector<const LBURPOperationFailure *> byPlace(batch.count);
-    for (int i = 0; i < failures.count; ++i) {
-        const LBURPOperationFailure &failure = failures.list[i];
+void BulkSender::account(BulkBatch &batch, const bulk::failure_list &failures) {
+    std::vector<const bulk::failure *> byPlace(batch.count);
+    for (const bulk::failure &failure : failures) {
         const auto place = static_cast<std::size_t>(failure.operationNumber) - 1;
         if (place >= batch.count || byPlace[place] != nullptr)
             serverFault(fmt::format("it reports a failure of operation {} of a request with {}{}",
@@ -221,7 +212,7 @@ void BulkSender::account(BulkBatch &batch, const Refusal &refusal, const BulkFai
     }
     batch.isCounted = true;
     for (std::size_t i = 0; i < batch.count; ++i) {
-        const LBURPOperationFailure *failure = byPlace[i];
+        const bulk::failure *failure = byPlace[i];
         if (failure == nullptr)
             context_.journal.done(batch.item, batch.records[i].kind);
         else
@@ -244,8 +235,7 @@ void BulkSender::refuse(BulkBatch &batch, const Refusal &refusal) {
 // server for it: an empty one takes its place. Where the number counts, this is refused in turn.
 void BulkSender::closeGap(int number) {
     Channel &channel = context_.channel;
-    int unused = 0;
-    channel.require(ldap_lburp_operation_request(channel.ld(), number, nullptr, &unused));
+    channel.require(bulk::request_operations(channel.session(), number, nullptr));
 }
 
 void BulkSender::drain() {
@@ -258,9 +248,8 @@ void BulkSender::end() {
         return;
     open_ = false;
     Channel &channel = context_.channel;
-    int id = 0;
-    channel.require(ldap_lburp_end_request(channel.ld(), number_, &id));
-    const Refusal refusal = channel.result(channel.receive(id));
+    const int id = channel.require(bulk::request_end(channel.session(), number_));
+    const Refusal refusal = channel.refusal(channel.receive(id));
     if (refusal.code != LDAP_SUCCESS)
         warn(fmt::format("the server answered the end of the bulk update with {} ({}) {}",
                          ldap_err2string(refusal.code), refusal.code, printable(refusal.text)),

@@ -1,13 +1,13 @@
 #include "load/channel.h"
 
-#include "identity.h"
 #include "interruption.h"
+#include "messages.h"
 
 namespace qldapx {
 
 Channel::Channel(Run &run, int timeout) : run_(run), timeout_(timeout) {
     run.perform({}, [this](LDAP *ld) {
-        ld_ = ld;
+        session_ = session_ref(borrow, ld);
         // A signal that comes while libldap looks for answers is no end of the connection.
         return ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_ON);
     });
@@ -31,7 +31,7 @@ Channel::Clock::time_point Channel::deadline() const {
 void Channel::wait(Clock::time_point until) const {
     constexpr std::chrono::milliseconds second(1000);
     int descriptor = -1;
-    ldap_get_option(ld_, LDAP_OPT_DESC, &descriptor);
+    ldap_get_option(ld(), LDAP_OPT_DESC, &descriptor);
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
     const auto longest = std::clamp(left, std::chrono::milliseconds(0), second);
     std::array<pollfd, 1> ends = {{{descriptor, POLLIN, 0}}};
@@ -43,14 +43,14 @@ void Channel::wait(Clock::time_point until) const {
 
 Answer Channel::receive(Clock::time_point until) {
     while (true) {
-        timeval none{};
-        LDAPMessage *message = nullptr;
-        const int kind = ldap_result(ld_, LDAP_RES_ANY, LDAP_MSG_ONE, &none, &message);
-        Answer answer = {MessagePtr(message)};
-        if (kind < 0)
-            fail(failureCode(ld_));
-        if (answer)
+        auto received = session_.wait(LDAP_RES_ANY, std::chrono::microseconds(0));
+        if (!received && received.error().code() != LDAP_TIMEOUT)
+            fail(failureCode(ld()));
+        Answer answer;
+        if (received) {
+            answer.message = std::move(*received);
             lastSign_ = Clock::now();
+        }
         if (answer || Clock::now() >= until)
             return answer;
         const bool wasRequested = Interruption::requested();
@@ -81,12 +81,12 @@ Answer Channel::receive(int id) {
     }
 }
 
-Refusal Channel::result(const Answer &answer) const {
+Refusal Channel::refusal(const Answer &answer) const {
     Refusal refusal = {LDAP_SUCCESS, {}};
     char *text = nullptr;
-    const int parsed = ldap_parse_result(ld_, answer.message.get(), &refusal.code, nullptr, &text,
+    const int parsed = ldap_parse_result(ld(), answer.message.get(), &refusal.code, nullptr, &text,
                                          nullptr, nullptr, 0);
-    refusal.text = takeLdapText(text);
+    refusal.text = std::string(ldap_text(adopt, text));
     if (parsed != LDAP_SUCCESS)
         refusal.code = parsed;
     return refusal;

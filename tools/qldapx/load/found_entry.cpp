@@ -42,12 +42,12 @@ FoundEntry::FoundEntry(Channel &channel, std::string dn, const std::vector<std::
     channel.require(ask(channel.ld(), dn_, attributes, id));
     while (true) {
         Answer answer = channel.receive(id);
-        const int kind = ldap_msgtype(answer.message.get());
+        const int kind = answer.message.type();
         if (kind == LDAP_RES_SEARCH_ENTRY)
             entry_ = std::move(answer.message);
         if (kind != LDAP_RES_SEARCH_RESULT)
             continue;
-        const Refusal result = channel.result(answer);
+        const Refusal result = channel.refusal(answer);
         if (result.code == LDAP_SUCCESS || result.code == LDAP_NO_SUCH_OBJECT)
             return;
         throw Failure({"load",
@@ -83,7 +83,7 @@ bool FoundEntry::has(const char *attribute, berval &value) {
     int id = 0;
     channel_.require(
         ldap_compare_ext(channel_.ld(), dn_.c_str(), attribute, &value, nullptr, nullptr, &id));
-    return channel_.result(channel_.receive(id)).code == LDAP_COMPARE_TRUE;
+    return channel_.refusal(channel_.receive(id)).code == LDAP_COMPARE_TRUE;
 }
 
 bool FoundEntry::hasAll(const char *attribute, berval **values) {

@@ -14,7 +14,7 @@ class FoundEntry {
     /** Looks it up with these attributes and all ordinary ones; an alias or referral as itself. */
     FoundEntry(Channel &channel, std::string dn, const std::vector<std::string> &attributes);
 
-    [[nodiscard]] bool exists() const { return entry_ != nullptr; }
+    [[nodiscard]] bool exists() const { return static_cast<bool>(entry_); }
     [[nodiscard]] std::size_t count(const char *attribute);
     /** All of the values are there; by the server's matching rule if not byte for byte. */
     bool hasAll(const char *attribute, berval **values);
@@ -27,7 +27,7 @@ class FoundEntry {
 
     Channel &channel_;
     std::string dn_;
-    MessagePtr entry_;
+    message entry_;
     // Of one attribute at a time, which may have very many.
     std::string chosen_;
     std::unordered_set<std::string> values_;

@@ -95,7 +95,7 @@ void OrdinarySender::take(const Answer &answer) {
                                    [&](const Sent &each) { return each.id == answer.id(); });
     if (!answer || sent == underWay_.end())
         return;
-    const Refusal refusal = context_.channel.result(answer);
+    const Refusal refusal = context_.channel.refusal(answer);
     sent->isCounted = true;
     if (refusal.code == LDAP_SUCCESS)
         context_.journal.done(sent->item, sent->record.kind);

@@ -1,6 +1,5 @@
 #include "load/resumption.h"
 
-#include "identity.h"
 #include "interruption.h"
 #include "text.h"
 
@@ -28,7 +27,7 @@ LoadIdentity identityOf(const Run &run, const LoadOptions &options) {
     const ConnectionOptions &connection = run.connection();
     char *configured = nullptr;
     ldap_get_option(nullptr, LDAP_OPT_URI, &configured);
-    const std::string uri = takeLdapText(configured);
+    const std::string uri(ldap_text(adopt, configured));
     return {options.file, connection.uri.value_or(uri), connection.who()};
 }
 

@@ -5,26 +5,14 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <ldap_schema.h>
-#include <memory>
 #include <new>
+#include <qldapx.hpp>
 
 namespace qldapx {
 namespace {
 
-struct FreeMemory {
-    void operator()(void *memory) const { ldapx_memfree(memory); }
-};
-
-/** A list of texts from the library, released. */
-std::vector<std::string> takeList(char **list) {
-    const std::unique_ptr<char *, FreeMemory> owner(list);
-    std::vector<std::string> texts;
-    for (char **each = list; each != nullptr && *each != nullptr; ++each) {
-        const std::unique_ptr<char, FreeMemory> text(*each);
-        texts.emplace_back(text.get());
-    }
-    return texts;
+std::vector<std::string> textsOf(text_list_ref list) {
+    return {list.begin(), list.end()};
 }
 
 constexpr std::array usages = {"userApplications", "directoryOperation", "distributedOperation",
@@ -55,13 +43,10 @@ std::vector<std::string> extensionValues(const LDAPSchemaElement &element,
 }
 
 std::vector<std::string> libraryValues(LDAPSchemaElement &element, const std::string &keyword) {
-    char **list = nullptr;
-    const int code = ldap_schema_get_field_values(&element, keyword.c_str(), &list);
-    if (code == LDAP_NO_MEMORY)
+    const auto values = schema::element(borrow, &element).field_values(keyword);
+    if (!values && values.error().code() == LDAP_NO_MEMORY)
         throw std::bad_alloc();
-    if (code != LDAP_SUCCESS)
-        return extensionValues(element, keyword);
-    return takeList(list);
+    return values ? textsOf(*values) : extensionValues(element, keyword);
 }
 
 /** A syntax and its bound, which the library gives apart. */
@@ -88,12 +73,8 @@ Field readField(LDAPSchemaElement &element, const std::string &name) {
 }
 
 std::string printed(LDAPSchemaElement &element) {
-    char *text = nullptr;
-    const char *attribute = nullptr;
-    if (ldap_schema_element_to_string(&element, &text, &attribute) != LDAP_SUCCESS)
-        return {};
-    const std::unique_ptr<char, FreeMemory> owner(text);
-    return text;
+    const auto description = schema::element(borrow, &element).description();
+    return description ? std::string(description->value) : std::string();
 }
 
 std::size_t rank(Kind kind, const std::string &keyword) {
@@ -169,10 +150,10 @@ std::string Element::label() const {
 Element readElement(LDAPSchemaElement &element) {
     Element result;
     result.kind = Kind{element.kind};
-    char **names = nullptr;
-    if (ldap_schema_get_field_names(&element, &names) != LDAP_SUCCESS)
+    const auto names = schema::element(borrow, &element).field_names();
+    if (!names)
         throw std::bad_alloc();
-    for (const std::string &name : takeList(names))
+    for (const std::string &name : textsOf(*names))
         if (!result.has(name))
             result.fields.push_back(readField(element, name));
     result.key = result.value(keywordsOf(result.kind).front().name);

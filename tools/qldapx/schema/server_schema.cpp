@@ -2,6 +2,7 @@
 
 #include "errors.h"
 #include "messages.h"
+#include "operation.h"
 #include "schema/description.h"
 #include "schema/field_list.h"
 #include "text.h"
@@ -12,10 +13,6 @@
 
 namespace qldapx {
 namespace {
-
-struct FreeMemory {
-    void operator()(char *text) const { ldapx_memfree(text); }
-};
 
 // The library has words of its own for some failures.
 [[noreturn]] void explainFetch(const Failure &failure) {
@@ -34,10 +31,7 @@ struct FreeMemory {
 }
 
 std::string ownDn(Run &run) {
-    char *dn = nullptr;
-    run.perform("", [&](LDAP *ld) { return get_schema_dn(ld, &dn); });
-    const std::unique_ptr<char, FreeMemory> owner(dn);
-    return dn;
+    return std::string(performed(run, "", schema::subentry_dn));
 }
 
 /** What the library finds an element by: its key, unless that would be taken for a name. */
@@ -87,8 +81,8 @@ void addLeftOut(Model &model, const LenientKind &lenient, berval **values,
     }
 }
 
-unsigned numberOf(const Element &element) {
-    return static_cast<unsigned>(element.kind);
+schema::kind libraryKind(Kind kind) {
+    return static_cast<schema::kind>(kind);
 }
 
 } // namespace
@@ -110,9 +104,7 @@ ServerSchema::ServerSchema(Run &run, const std::string &dn) : run_(run), dn_(dn)
     try {
         if (dn_.empty())
             dn_ = ownDn(run);
-        LDAPSchema *schema = nullptr;
-        run.perform(dn_, [&](LDAP *ld) { return ldap_schema_fetch(ld, &schema, dn_.c_str()); });
-        handle_.reset(schema);
+        handle_ = performed(run, dn_, [&](session_ref at) { return schema::fetch(at, dn_); });
     } catch (const Failure &failure) {
         explainFetch(failure);
     }
@@ -120,15 +112,9 @@ ServerSchema::ServerSchema(Run &run, const std::string &dn) : run_(run), dn_(dn)
 
 Model ServerSchema::model() const {
     Model model;
-    for (const Kind kind : allKinds) {
-        const auto number = static_cast<unsigned>(kind);
-        const int count = ldap_schema_get_count(handle_.get(), number);
-        for (int i = 0; i < count; ++i) {
-            LDAPSchemaElement *element = nullptr;
-            if (ldap_schema_get_by_index(handle_.get(), i, number, &element) == LDAP_SUCCESS)
-                model.add(readElement(*element));
-        }
-    }
+    for (const Kind kind : allKinds)
+        for (const schema::element element : handle_.elements(libraryKind(kind)))
+            model.add(readElement(*element.get()));
     addLeftOut(model);
     return model;
 }
@@ -147,7 +133,7 @@ void ServerSchema::addLeftOut(Model &model) const {
         // A notice of disconnection in the place of the answer.
         return code == LDAP_SUCCESS && result == nullptr ? failureCode(ld) : code;
     });
-    const MessagePtr owner(result);
+    const message owner(adopt, result);
     LDAPMessage *entry = ldap_first_entry(session, result);
     std::vector<std::string> faults;
     for (const LenientKind &lenient : lenientKinds) {
@@ -164,16 +150,17 @@ void ServerSchema::addLeftOut(Model &model) const {
              run_.out.isJson());
 }
 
-void ServerSchema::edit(const Element &element, int code) const {
-    if (code == LDAP_SUCCESS)
+void ServerSchema::edit(const Element &element, const qldapx::result<void> &done) const {
+    if (done)
         return;
+    const int code = done.error().code();
     if (code == LDAP_NO_MEMORY)
         throw std::bad_alloc();
     Problem problem;
     problem.operation = run_.name();
     problem.object = element.title();
     problem.code = code;
-    problem.name = ldap_err2string(code);
+    problem.name = std::string(done.error().name());
     problem.reason = "the library cannot make this change; nothing was sent";
     throw Failure(std::move(problem));
 }
@@ -183,31 +170,28 @@ void ServerSchema::add(const Element &element) {
     for (const Field &field : element.fields)
         fields.add(LDAP_MOD_ADD, libraryKeyword(element.kind, field.keyword),
                    storedValues(element.kind, field));
-    edit(element, ldap_schema_add(handle_.get(), numberOf(element), fields.mods()));
+    edit(element, handle_.add(libraryKind(element.kind), fields.mods()));
 }
 
 bool ServerSchema::modify(const Element &element, LDAPMod **fields) {
-    const int code =
-        ldap_schema_modify(handle_.get(), lookupKey(element).c_str(), numberOf(element), fields);
-    if (code == LDAP_LOCAL_ERROR)
+    const auto done = handle_.modify(libraryKind(element.kind), lookupKey(element), fields);
+    if (!done && done.error().code() == LDAP_LOCAL_ERROR)
         return false;
-    edit(element, code);
+    edit(element, done);
     return true;
 }
 
 void ServerSchema::remove(const Element &element) {
-    edit(element, ldap_schema_delete(handle_.get(), numberOf(element), lookupKey(element).c_str()));
+    edit(element, handle_.remove(libraryKind(element.kind), lookupKey(element)));
 }
 
 std::string ServerSchema::description(const Element &element) const {
-    LDAPSchemaElement *found = nullptr;
-    const int code = ldap_schema_get_by_name(handle_.get(), lookupKey(element).c_str(),
-                                             numberOf(element), &found);
-    return code == LDAP_SUCCESS ? readElement(*found).description : std::string();
+    const auto found = handle_.find(libraryKind(element.kind), lookupKey(element));
+    return found ? readElement(*found->get()).description : std::string();
 }
 
 void ServerSchema::save() {
-    run_.perform(dn_, [&](LDAP *ld) { return ldap_schema_save(ld, handle_.get(), dn_.c_str()); });
+    performed(run_, dn_, [&](session_ref at) { return handle_.save(at, dn_); });
 }
 
 } // namespace qldapx

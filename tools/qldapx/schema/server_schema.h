@@ -3,8 +3,7 @@
 #include "command.h"
 #include "schema/model.h"
 
-#include <memory>
-#include <qldapx.h>
+#include <qldapx.hpp>
 
 namespace qldapx {
 
@@ -34,15 +33,12 @@ class ServerSchema {
     void save();
 
   private:
-    struct Free {
-        void operator()(LDAPSchema *schema) const { ldap_schema_free(schema); }
-    };
     void addLeftOut(Model &model) const;
-    void edit(const Element &element, int code) const;
+    void edit(const Element &element, const result<void> &done) const;
 
     Run &run_;
     std::string dn_;
-    std::unique_ptr<LDAPSchema, Free> handle_;
+    schema::schema handle_;
 };
 
 } // namespace qldapx

@@ -26,8 +26,8 @@ bool endsIn(std::string_view text, std::string_view end) {
 } // namespace
 
 // libldap asks this for addresses: names of the tests' own are this machine's server, and so is the
-// machine's own name, whatever its address; but not when its full name is asked for. Exported by the
-// program.
+// machine's own name, whatever its address; but not when its full name is asked for. Exported by
+// the program.
 extern "C" int getaddrinfo(const char *node, const char *service, const addrinfo *hints,
                            addrinfo **result) {
     static auto *const next =

@@ -58,18 +58,24 @@ BULK_GOALS = {
 
 
 # What the C++ interface is measured by.
+# What is counted, and how much more of it than in C there may be. The list that C's program makes has
+# a fixed length, that of C++ any.
 CXX_WORKS = {
-    "counts": "of one `partition::entry_count`",
-    "events": "to take an event from its session, visit its payload and release it",
-    "elements": "to walk over the 100 attribute types of a schema",
-    "adds": "to encode an add of ten attributes",
-    "built-adds": "to make the list of ten attributes, and encode an add of it",
+    "counts": ("of one `partition::entry_count`", 1.01),
+    "events": ("to take an event from its session, visit its payload and release it", 1.01),
+    "elements": ("to walk over the 100 attribute types of a schema", 1.01),
+    "adds": ("to encode an add of ten attributes", 1.01),
+    "built-adds": (
+        "to make a list of ten attributes (of any length; in C, of ten), and encode an add of it",
+        1.25,
+    ),
 }
 
 
 def cxx_rows(counted):
     for work, (cxx, c) in counted.items():
-        yield instructions(f"{CXX_WORKS[work]}, in C++; peer: in C", cxx, c, 1.01)
+        what, limit = CXX_WORKS[work]
+        yield instructions(f"{what}, in C++; peer: in C", cxx, c, limit)
 
 
 def bulk_rows(speed):

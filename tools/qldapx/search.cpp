@@ -19,13 +19,9 @@ struct FreeBer {
 struct FreeEncoder {
     void operator()(BerElement *ber) const { ber_free(ber, 1); }
 };
-struct FreeControls {
-    void operator()(LDAPControl **controls) const { ldap_controls_free(controls); }
-};
 struct FreeStrings {
     void operator()(char **strings) const { ber_memvfree(reinterpret_cast<void **>(strings)); }
 };
-using ControlsPtr = std::unique_ptr<LDAPControl *, FreeControls>;
 
 std::span<const berval> valuesOf(const berval *array) {
     std::size_t count = 0;
@@ -57,14 +53,13 @@ int readEntry(LDAP *ld, LDAPMessage *message, Entry &entry) {
 /** Hands the entry over; `goOn` says whether the search goes on. */
 int takeEntry(LDAP *ld, LDAPMessage *message, SearchHandler &handler, bool &goOn) {
     // The controls first: reading the attributes puts NULs over the tags behind them.
-    LDAPControl **controls = nullptr;
-    if (ldap_get_entry_controls(ld, message, &controls) != LDAP_SUCCESS)
-        return LDAP_DECODING_ERROR;
-    const ControlsPtr owner(controls);
+    const auto list = controls::of_entry(session_ref(borrow, ld), message_ref(borrow, message));
+    if (!list)
+        return list.error().code();
     Entry entry;
     const int code = readEntry(ld, message, entry);
     if (code == LDAP_SUCCESS)
-        goOn = handler.entry(ld, entry, controls);
+        goOn = handler.entry(ld, entry, list->get());
     return code;
 }
 
@@ -85,7 +80,7 @@ int takeResult(LDAP *ld, LDAPMessage *message, SearchHandler &handler) {
     int code = LDAP_SUCCESS;
     const int parsed =
         ldap_parse_result(ld, message, &code, nullptr, nullptr, nullptr, &controls, 0);
-    const ControlsPtr owner(controls);
+    const control_list owner(adopt, controls);
     if (parsed != LDAP_SUCCESS)
         return parsed;
     return code == LDAP_SUCCESS ? handler.done(ld, controls) : code;
@@ -123,7 +118,7 @@ int receive(LDAP *ld, int id, SearchHandler &handler) {
         else if (kind == LDAP_RES_SEARCH_REFERENCE)
             code = takeReference(ld, message, handler);
     }
-    abandon(ld, id);
+    static_cast<void>(session_ref(borrow, ld).abandon(id));
     return code;
 }
 

@@ -232,7 +232,7 @@ void Monitoring::connectAndReceive() {
             backoff_.reset();
         throw;
     }
-    abandon(session_.get(), id_);
+    static_cast<void>(session_.abandon(id_));
 }
 
 void Monitoring::closeGap() {

@@ -135,9 +135,11 @@ TEST(CertShow, APresentedChainCanBeSavedAndLooksTheSame) {
     EXPECT_TRUE(saved.out.starts_with("-----BEGIN CERTIFICATE-----\n"));
     const TemporaryFolder folder;
     const std::string path = folder.write("chain.pem", saved.out);
-    const Json fromFile = show(path, {"--cacert", server.ca(), "--json"}).json();
-    const Json fromServer =
-        show(server.at("localhost"), {"--cacert", server.ca(), "--json"}).json();
+    Json fromFile = show(path, {"--cacert", server.ca(), "--json"}).json();
+    Json fromServer = show(server.at("localhost"), {"--cacert", server.ca(), "--json"}).json();
+    for (Json *all : {&fromFile, &fromServer})
+        for (Json &each : (*all)["certificates"])
+            each.erase("validity"); // how much time is left: another day may begin in between
     EXPECT_EQ(fromFile["certificates"], fromServer["certificates"]);
     EXPECT_EQ(fromFile["host"], nullptr);
     EXPECT_EQ(fromFile["verifies"], true);

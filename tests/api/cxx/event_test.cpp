@@ -210,35 +210,36 @@ const RecordCase records[] = {
     {125, "UnknownOpData"},
 };
 
-class CxxPayload : public testing::TestWithParam<RecordCase> {};
-
-// The samples of one kind, each in a notification of its own.
-TEST_P(CxxPayload, IsVisited) {
-    int samples = 0;
-    for (const EventSample &sample : eventSamples()) {
-        if (sample.kind != GetParam().kind)
-            continue;
-        SCOPED_TRACE(sample.name);
-        ScriptedPeer peer(
-            {ScriptedPeer::answer(eventMessage(notification(1, 0, sample.payload())))});
-        const auto event = taken(peer);
-        ASSERT_TRUE(event) << describe(event.error());
-        EXPECT_EQ(std::visit(Named{event->data().get()}, event->payload()), GetParam().record);
-        ++samples;
+class CxxPayload : public testing::TestWithParam<RecordCase> {
+  protected:
+    // Each in a notification of its own.
+    template <class Look>
+    void lookAtSamples(Look look) {
+        int samples = 0;
+        for (const EventSample &sample : eventSamples()) {
+            if (sample.kind != GetParam().kind)
+                continue;
+            SCOPED_TRACE(sample.name);
+            ScriptedPeer peer(
+                {ScriptedPeer::answer(eventMessage(notification(1, 0, sample.payload())))});
+            const auto event = taken(peer);
+            ASSERT_TRUE(event) << describe(event.error());
+            look(*event);
+            ++samples;
+        }
+        EXPECT_GT(samples, 0);
     }
-    EXPECT_GT(samples, 0);
+};
+
+TEST_P(CxxPayload, IsVisited) {
+    lookAtSamples([](const events::event &event) {
+        EXPECT_EQ(std::visit(Named{event.data().get()}, event.payload()), GetParam().record);
+    });
 }
 
 TEST_P(CxxPayload, HasItsFields) {
-    for (const EventSample &sample : eventSamples()) {
-        if (sample.kind != GetParam().kind)
-            continue;
-        SCOPED_TRACE(sample.name);
-        ScriptedPeer peer(
-            {ScriptedPeer::answer(eventMessage(notification(1, 0, sample.payload())))});
-        const auto event = taken(peer);
-        ASSERT_TRUE(event) << describe(event.error());
-        const events::record_ref data = event->data();
+    lookAtSamples([](const events::event &event) {
+        const events::record_ref data = event.data();
         EXPECT_EQ(data.kind(), static_cast<int>(GetParam().kind));
         EXPECT_EQ(data.name(), GetParam().record);
         std::string names;
@@ -250,7 +251,7 @@ TEST_P(CxxPayload, HasItsFields) {
             ++count;
         EXPECT_EQ(std::count(names.begin(), names.end(), ' '), count);
         EXPECT_GT(count, 0);
-    }
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(All, CxxPayload, testing::ValuesIn(records),

@@ -1,10 +1,11 @@
 # compile_together.cmake - compiles many source files in one go, as far as their names allow it: most
 # of the time that a small file takes goes into its headers, and templates made anew. For builds from
 # scratch (CMAKE_UNITY_BUILD); CMake's own groups take no account of names.
-set(compiled_at_once 8)
+set(compiled_at_once 16)
 
 # names_at_top(FILE RESULT) - what a file declares that begins a line, unnamed namespaces included:
-# types, functions, variables, macros. RESULT is "ALONE" for a file that changes what names mean.
+# types, functions, variables, macros, but no using-declarations, which may stand twice. RESULT is
+# "ALONE" for a file that changes what names mean.
 function(names_at_top file result)
   file(READ ${file} text)
   string(REGEX REPLACE "[][;\"]" " " text "\n${text}")
@@ -15,7 +16,7 @@ function(names_at_top file result)
   endif()
   string(REGEX MATCHALL "\n(#define|[A-Za-z])[^\n]*" lines "${text}")
   set(names "")
-  list(FILTER lines EXCLUDE REGEX "^\n(namespace|extern +C +{)")
+  list(FILTER lines EXCLUDE REGEX "^\n(namespace|extern +C +{|using +[A-Za-z0-9_]+::)")
   foreach(line IN LISTS lines)
     if(line MATCHES "^\n(#define|class|struct|union|enum class|enum|using) +([A-Za-z0-9_]+)")
       list(APPEND names ${CMAKE_MATCH_2})

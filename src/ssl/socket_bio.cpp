@@ -20,7 +20,7 @@ int readSocket(BIO *bio, char *buffer, int size) {
         BIO_set_retry_read(bio);
         return -1;
     }
-    const ssize_t count = recv(use.socket, buffer, static_cast<std::size_t>(size), MSG_DONTWAIT);
+    const ssize_t count = ::recv(use.socket, buffer, static_cast<std::size_t>(size), MSG_DONTWAIT);
     if (count < 0 && BIO_sock_should_retry(-1) != 0)
         BIO_set_retry_read(bio);
     if (count == 0)
@@ -31,7 +31,7 @@ int readSocket(BIO *bio, char *buffer, int size) {
 int writeSocket(BIO *bio, const char *data, int size) {
     BIO_clear_retry_flags(bio);
     const ssize_t count =
-        send(useOf(bio).socket, data, static_cast<std::size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL);
+        ::send(useOf(bio).socket, data, static_cast<std::size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count < 0 && BIO_sock_should_retry(-1) != 0)
         BIO_set_retry_write(bio);
     return static_cast<int>(count);

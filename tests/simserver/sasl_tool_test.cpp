@@ -18,7 +18,7 @@ bool contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }
 
-constexpr const char *kAda = "dn:cn=Ada Brandt,ou=people,dc=example,dc=com\n";
+constexpr const char *kIsAda = "dn:cn=Ada Brandt,ou=people,dc=example,dc=com\n";
 
 TEST(SaslTool, BindsByEachName) {
     const SimProgram server;
@@ -26,7 +26,7 @@ TEST(SaslTool, BindsByEachName) {
          {"ada.brandt", "Ada Brandt", "cn=Ada Brandt,ou=people,dc=example,dc=com"}) {
         const auto result = whoAmI(server, {"-U", name, "-w", "changeme"});
         EXPECT_EQ(result.code, 0) << result.output;
-        EXPECT_EQ(result.output, kAda);
+        EXPECT_EQ(result.output, kIsAda);
     }
     EXPECT_EQ(whoAmI(server, {"-U", "admin", "-w", "secret", "-O", "none"}).output,
               "dn:cn=admin,dc=example,dc=com\n");
@@ -43,14 +43,14 @@ TEST(SaslTool, RefusalsAreExplained) {
     EXPECT_EQ(other.code, 49);
     EXPECT_TRUE(contains(other.output, "may not act as")) << other.output;
     const auto own = whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-X", "u:ada.brandt"});
-    EXPECT_EQ(own.output, kAda);
+    EXPECT_EQ(own.output, kIsAda);
 }
 
 TEST(SaslTool, Realms) {
     const SimProgram server(
         {"--sasl-realm", "R1", "--sasl-realm", "Two words", "--sasl-realm", "[a,b]"});
     for (const char *realm : {"R1", "Two words", "[a,b]"})
-        EXPECT_EQ(whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", realm}).output, kAda);
+        EXPECT_EQ(whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", realm}).output, kIsAda);
     const auto other = whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", "strata"});
     EXPECT_EQ(other.code, 49);
     EXPECT_TRUE(contains(other.output, "realm")) << other.output;

@@ -18,16 +18,4 @@ auto performed(Run &run, const std::string &object, const Operation &operation) 
     return std::move(*outcome).value();
 }
 
-/** Makes a control that goes with every request of the run from now on. */
-template <typename Creation>
-void attach(Run &run, const Creation &create) {
-    run.attach([&](LDAP *ld, LDAPControl **made) {
-        result<control> created = create(session_ref(borrow, ld));
-        if (!created)
-            return created.error().code();
-        *made = created->release();
-        return LDAP_SUCCESS;
-    });
-}
-
 } // namespace qldapx

@@ -10,7 +10,6 @@
 
 #include <cstring>
 #include <fmt/format.h>
-#include <qldapx.h>
 #include <strings.h>
 
 namespace qldapx {
@@ -101,36 +100,30 @@ Session::Session(ConnectionOptions &options, bool json)
     connect(options, json);
     bind(options, password);
     if (options.actAs)
-        attach("--as", [&](LDAP *ld, LDAPControl **control) {
-            return ldap_create_proxyauth_control(ld, options.actAs->c_str(), control);
+        attach("--as", [&](session_ref at) {
+            return controls::proxied_authorization(at, *options.actAs);
         });
 }
 
-// No operation's control belongs to the unbind.
-void Session::Unbind::operator()(LDAP *ld) const {
-    ldap_set_option(ld, LDAP_OPT_SERVER_CONTROLS, nullptr);
-    ldap_unbind_ext_s(ld, nullptr, nullptr);
-}
-
 void Session::open(const ConnectionOptions &options) {
-    LDAP *ld = nullptr;
-    const int result = ldap_initialize(&ld, options.uri ? options.uri->c_str() : nullptr);
-    session_.reset(ld);
-    if (result == LDAP_PARAM_ERROR && options.uri)
+    result<session> made = initialize(options.uri ? options.uri->c_str() : nullptr);
+    const int code = made ? LDAP_SUCCESS : made.error().code();
+    if (code == LDAP_PARAM_ERROR && options.uri)
         throw UsageError(fmt::format("\"{}\" is no LDAP URI: write ldap://HOST:PORT or "
                                      "ldaps://HOST:PORT",
                                      printable(*options.uri)));
-    if (result != LDAP_SUCCESS)
+    if (!made)
         throw Failure({"connect",
                        options.uri.value_or(""),
-                       result,
-                       ldap_err2string(result),
+                       code,
+                       ldap_err2string(code),
                        {},
                        {},
                        {},
                        "check URI in ldap.conf and LDAPURI, or name the server with -H"});
+    session_ = std::move(*made);
+    LDAP *ld = session_.get();
     const timeval patience = {timeout_, 0};
-    setOption(ld, LDAP_OPT_PROTOCOL_VERSION, int{LDAP_VERSION3});
     setOption(ld, LDAP_OPT_TIMEOUT, patience);
     setOption(ld, LDAP_OPT_NETWORK_TIMEOUT, patience);
     // A server that vanishes without a word is noticed within two minutes.
@@ -189,7 +182,7 @@ void Session::bind(ConnectionOptions &options, Secret &password) {
             bindSimply(options, password);
     } catch (const Failure &failure) {
         Problem problem = failure.problem();
-        if (remembered() == LDAP_INVALID_CREDENTIALS && endsInNewline)
+        if (session_.result_code() == LDAP_INVALID_CREDENTIALS && endsInNewline)
             problem.hint = "the password file ends with a line end, which counts as part of the "
                            "password: write it with printf %s";
         throw Failure(std::move(problem));
@@ -219,27 +212,33 @@ void Session::bindExternally() {
 }
 
 void Session::bindByDigest(ConnectionOptions &options, const Secret &password) {
-    DigestBind bind;
+    std::optional<digest::exchange> exchange;
     attempt(
-        "bind", options.who(), [&](LDAP *ld) { return bind.start(ld); }, explainChallenge);
-    const std::string realm = chooseRealm(bind.realms(), options);
+        "bind", options.who(),
+        [&](LDAP *ld) {
+            result<digest::exchange> started = digest::start(session_ref(borrow, ld));
+            if (!started)
+                return started.error().code();
+            exchange.emplace(std::move(*started));
+            return LDAP_SUCCESS;
+        },
+        explainChallenge);
+    const std::string realm = chooseRealm(realmsOf(*exchange), options);
     attempt(
-        "bind", options.who(), [&](LDAP *) { return bind.finish(options.who(), password, realm); },
+        "bind", options.who(),
+        [&](LDAP *) { return finish(*exchange, {options.who(), password, realm}); },
         explainProof);
 }
 
 std::string Session::uri() const {
-    return textOption(session_.get(), LDAP_OPT_URI);
+    const result<ldap_text> text = session_.uri();
+    if (!text)
+        throw std::bad_alloc();
+    return std::string(*text);
 }
 
 void Session::perform(const std::string &operation, const std::string &object, const Call &call) {
     attempt(operation, object, call, explain);
-}
-
-int Session::remembered() const {
-    int code = LDAP_SUCCESS;
-    ldap_get_option(session_.get(), LDAP_OPT_RESULT_CODE, &code);
-    return code;
 }
 
 Words Session::wordsFor(const Outcome &outcome, Explain explain) const {
@@ -258,7 +257,7 @@ void Session::attempt(const std::string &operation, const std::string &object, c
     const int result = call(ld);
     if (result == LDAP_SUCCESS)
         return;
-    const int sessionCode = remembered();
+    const int sessionCode = session_.result_code();
     const bool answered = sessionCode == LDAP_SUCCESS;
     // A backup that got no answer at all, or a refusal, calls that "no response OID".
     const int code = result == LDAP_NOT_SUPPORTED && !answered ? sessionCode : result;
@@ -271,14 +270,18 @@ void Session::attempt(const std::string &operation, const std::string &object, c
 
 // As the session's own controls they go with the library's operations, too.
 void Session::attach(const std::string &operation, const NewControl &create) {
-    LDAPControl *control = nullptr;
-    perform(operation, {}, [&](LDAP *ld) { return create(ld, &control); });
-    controls_.emplace_back(control);
+    perform(operation, {}, [&](LDAP *ld) {
+        result<control> made = create(session_ref(borrow, ld));
+        if (!made)
+            return made.error().code();
+        controls_.push_back(std::move(*made));
+        return LDAP_SUCCESS;
+    });
     std::vector<LDAPControl *> all;
-    for (const auto &each : controls_)
+    for (const control &each : controls_)
         all.push_back(each.get());
     all.push_back(nullptr);
-    if (ldap_set_option(session_.get(), LDAP_OPT_SERVER_CONTROLS, all.data()) != LDAP_OPT_SUCCESS)
+    if (!session_.set_controls(all.data()))
         throw std::bad_alloc();
 }
 

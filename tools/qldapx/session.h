@@ -7,8 +7,8 @@
 
 #include <functional>
 #include <ldap.h>
-#include <memory>
 #include <optional>
+#include <qldapx.hpp>
 #include <string>
 #include <vector>
 
@@ -54,19 +54,12 @@ class Session {
     /** Runs one operation of the library on the session. */
     void perform(const std::string &operation, const std::string &object, const Call &call);
 
-    using NewControl = std::function<int(LDAP *, LDAPControl **)>;
+    using NewControl = std::function<result<control>(session_ref)>;
     /** Makes a control that goes with every request from now on. */
     void attach(const std::string &operation, const NewControl &create);
     [[nodiscard]] std::string uri() const;
 
   private:
-    struct Unbind {
-        void operator()(LDAP *ld) const;
-    };
-    struct FreeControl {
-        void operator()(LDAPControl *control) const { ldap_control_free(control); }
-    };
-
     void open(const ConnectionOptions &options);
     void connect(const ConnectionOptions &options, bool json);
     void encrypt(const ConnectionOptions &options, bool json);
@@ -80,12 +73,9 @@ class Session {
     [[nodiscard]] Words wordsFor(const Outcome &outcome, Explain explain) const;
     void attempt(const std::string &operation, const std::string &object, const Call &call,
                  Explain explain);
-    /** The result code of the last operation, as libldap remembers it. */
-    [[nodiscard]] int remembered() const;
-
     Watchdog watchdog_; // outlives the session, which calls it
-    std::unique_ptr<LDAP, Unbind> session_;
-    std::vector<std::unique_ptr<LDAPControl, FreeControl>> controls_;
+    session session_;
+    std::vector<control> controls_;
     int timeout_;
     bool hasIdentity_;
     bool encrypts_ = false;

@@ -3,14 +3,10 @@
 
 #include "events/decode.h"
 #include "support/ldap_message.h"
+#include "support/message_owner.h"
 #include "support/scripted_peer.h"
 
 namespace qldapx_test {
-
-struct MessageFree {
-    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
-};
-using MessagePtr = std::unique_ptr<LDAPMessage, MessageFree>;
 
 // A session on which the server answers a registration with these protocol operations.
 class EventStream {

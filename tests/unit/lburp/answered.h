@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/ldap_message.h"
+#include "support/message_owner.h"
 #include "support/scripted_peer.h"
 
 #include <gtest/gtest.h>
@@ -37,11 +38,6 @@ inline Bytes failure(int number, int code, const Bytes &matchedDn, const Bytes &
     return sequence(
         {integer(number), sequence({integer(code), octetString(matchedDn), octetString(message)})});
 }
-
-struct MessageFree {
-    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
-};
-using MessagePtr = std::unique_ptr<LDAPMessage, MessageFree>;
 
 // A session on which the server has given this answer.
 class Answered {

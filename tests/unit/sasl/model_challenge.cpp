@@ -11,7 +11,7 @@ namespace {
 constexpr int protocolError = 2;
 constexpr int badMaxbuf = 1001, twice = 1002, badAlgorithm = 1003, badCharset = 1004,
               badStale = 1005, noAuth = 1006, noCipher = 1007, noNonce = 1008,
-              staleChallenge = 1009, noAlgorithm = 1010, lastToken = 1031;
+              staleChallenge = 1009, noAlgorithm = 1010;
 constexpr int auth = 1, authConf = 4, otherQop = 8, knownCiphers = 31, otherCipher = 32;
 constexpr std::uint32_t usualMaxbuf = 65536;
 

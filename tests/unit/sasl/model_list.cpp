@@ -8,7 +8,7 @@ namespace {
 
 constexpr int badName = 1022, noEquals = 1023, badValue = 1024, badValueToken = 1025,
               noComma = 1026, trailingComma = 1027, noValue = 1028, openQuote = 1029,
-              badToken = 1030, lastToken = 1031;
+              badToken = 1030;
 
 std::size_t endOf(bool (*belongs)(char), std::string_view text, std::size_t from) {
     const auto *end = std::find_if_not(text.begin() + from, text.end(), belongs);

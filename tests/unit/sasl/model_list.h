@@ -33,6 +33,9 @@ DirectiveList directivesOf(std::string_view text);
 // The value that the bytes of a quoted string or of a token become.
 std::string valueOf(std::string_view raw, bool unescape);
 
+// The code of the call that finds no further token.
+constexpr int lastToken = 1031;
+
 // What a call for the next token gives.
 struct TokenCall {
     int code = 0;

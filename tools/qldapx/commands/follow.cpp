@@ -177,7 +177,7 @@ std::vector<std::string> changeNames() {
 }
 
 void follow(Run &run, const SearchRequest &request, const FollowOptions &options) {
-    attach(run, [&](session_ref at) {
+    run.attach([&](session_ref at) {
         return controls::persistent_search(at, {typesOf(options), !options.existing});
     });
     const Interruption interruption;

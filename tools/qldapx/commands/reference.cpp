@@ -7,7 +7,7 @@ namespace qldapx {
 namespace {
 
 void show(Run &run, const std::string &dn) {
-    attach(run, [](session_ref at) { return controls::reference(at); });
+    run.attach([](session_ref at) { return controls::reference(at); });
     std::optional<std::string> reference;
     searchForControls(run, dn, [&](LDAP *ld, LDAPControl **list) {
         const auto answer =

@@ -31,7 +31,7 @@ void show(Run &run, const Arguments &args) {
         list.push_back(&item);
     list.push_back(nullptr);
     const int mode = items.empty() ? args.mode.value_or(both) : listForm;
-    attach(run, [&](session_ref at) { return controls::effective_rights(at, mode, list.data()); });
+    run.attach([&](session_ref at) { return controls::effective_rights(at, mode, list.data()); });
     SearchRequest request;
     request.base = args.dn;
     request.scope = LDAP_SCOPE_BASE;

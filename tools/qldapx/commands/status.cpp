@@ -46,7 +46,7 @@ void print(Run &run, const Status &status) {
 void show(Run &run, const std::vector<int> &given) {
     int flags[flagCount];
     std::copy_n(given.begin(), flagCount, flags);
-    attach(run, [&](session_ref at) { return controls::server_status(at, flags); });
+    run.attach([&](session_ref at) { return controls::server_status(at, flags); });
     Status status;
     searchForControls(run, "", [&](LDAP *ld, LDAPControl **list) {
         const auto done = read(session_ref(borrow, ld), control_list_ref(borrow, list), status);

@@ -11,18 +11,18 @@ namespace qldapx {
 namespace {
 
 /** An internet address, with its port in network byte order behind it. */
-struct Form {
+struct AddressForm {
     int type;
     int family;
     std::size_t size; // without the port
     const char *format;
 };
 constexpr std::array forms = {
-    Form{1, AF_INET, 4, "{}:{}"},
-    Form{2, AF_INET6, 16, "[{}]:{}"},
+    AddressForm{1, AF_INET, 4, "{}:{}"},
+    AddressForm{2, AF_INET6, 16, "[{}]:{}"},
 };
 
-std::string internetAddress(const Form &form, std::string_view bytes) {
+std::string internetAddress(const AddressForm &form, std::string_view bytes) {
     std::array<char, INET6_ADDRSTRLEN> host{};
     inet_ntop(form.family, bytes.data(), host.data(), host.size());
     const auto high = static_cast<unsigned char>(bytes[form.size]);
@@ -35,7 +35,7 @@ std::string internetAddress(const Form &form, std::string_view bytes) {
 std::string addressText(const void *record) {
     const auto &address = *static_cast<const NetAddrEventData *>(record);
     const std::string_view bytes(address.value, address.length);
-    const auto form = std::find_if(forms.begin(), forms.end(), [&](const Form &each) {
+    const auto form = std::find_if(forms.begin(), forms.end(), [&](const AddressForm &each) {
         return each.type == address.addressType && each.size + 2 == bytes.size();
     });
     return form == forms.end() ? fmt::format("type {} {}", address.addressType, bytesText(bytes))

@@ -137,7 +137,7 @@ std::optional<char> Screen::key() {
     char key = '\0';
     if (keyboard_ < 0 || poll(&end, 1, 0) <= 0)
         return {};
-    if (read(keyboard_, &key, 1) == 1)
+    if (::read(keyboard_, &key, 1) == 1)
         return key;
     keyboard_ = -1;
     return {};

@@ -30,8 +30,8 @@ int readSocket(BIO *bio, char *buffer, int size) {
 
 int writeSocket(BIO *bio, const char *data, int size) {
     BIO_clear_retry_flags(bio);
-    const ssize_t count =
-        ::send(useOf(bio).socket, data, static_cast<std::size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL);
+    const ssize_t count = ::send(useOf(bio).socket, data, static_cast<std::size_t>(size),
+                                 MSG_DONTWAIT | MSG_NOSIGNAL);
     if (count < 0 && BIO_sock_should_retry(-1) != 0)
         BIO_set_retry_write(bio);
     return static_cast<int>(count);

@@ -50,7 +50,8 @@ TEST(SaslTool, Realms) {
     const SimProgram server(
         {"--sasl-realm", "R1", "--sasl-realm", "Two words", "--sasl-realm", "[a,b]"});
     for (const char *realm : {"R1", "Two words", "[a,b]"})
-        EXPECT_EQ(whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", realm}).output, kIsAda);
+        EXPECT_EQ(whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", realm}).output,
+                  kIsAda);
     const auto other = whoAmI(server, {"-U", "ada.brandt", "-w", "changeme", "-R", "strata"});
     EXPECT_EQ(other.code, 49);
     EXPECT_TRUE(contains(other.output, "realm")) << other.output;

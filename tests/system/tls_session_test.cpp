@@ -175,6 +175,27 @@ TEST(TlsSession, AHandshakeAfterStartTlsEnds) {
               20);
 }
 
+// What an answer to StartTLS may end with before it is whole; and the answer to a bind.
+TEST(TlsSession, HalfAnAnswerIsNone) {
+    const std::string started("\x30\x0c\x02\x01\x01\x78\x07\x0a\x01\x00\x04\x00\x04\x00", 14);
+    std::string bound = started;
+    bound[5] = '\x61';
+    for (const std::size_t size : {1U, 9U}) {
+        SCOPED_TRACE(size);
+        const SilentServer starting(started.substr(0, size)), binding(bound.substr(0, size));
+        const Arguments tries[] = {{"-H", "ldap://127.0.0.1:" + starting.port(), "-ZZ"},
+                                   {"-H", "ldap://127.0.0.1:" + binding.port()}};
+        for (const Arguments &each : tries) {
+            Arguments all = {"whoami", "--timeout", "1", "--json"};
+            all.insert(all.end(), each.begin(), each.end());
+            const Result result = runTls(all);
+            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.error()["code"], -5);
+            EXPECT_THAT(text(result.error(), "reason"), HasSubstr("within 1 second"));
+        }
+    }
+}
+
 TEST(TlsSession, AServerThatGivesUpTheHandshakeIsNamed) {
     const Flaw faults[] = {{"closed", "ended the connection during the TLS handshake", "-ZZ"},
                            {"garbage", "answers, but not with TLS", "-ZZ"},

@@ -100,9 +100,8 @@ Session::Session(ConnectionOptions &options, bool json)
     connect(options, json);
     bind(options, password);
     if (options.actAs)
-        attach("--as", [&](session_ref at) {
-            return controls::proxied_authorization(at, *options.actAs);
-        });
+        attach("--as",
+               [&](session_ref at) { return controls::proxied_authorization(at, *options.actAs); });
 }
 
 void Session::open(const ConnectionOptions &options) {
@@ -130,6 +129,7 @@ void Session::open(const ConnectionOptions &options) {
     setOption(ld, LDAP_OPT_X_KEEPALIVE_IDLE, int{60});
     setOption(ld, LDAP_OPT_X_KEEPALIVE_INTERVAL, int{15});
     setOption(ld, LDAP_OPT_X_KEEPALIVE_PROBES, int{4});
+    watchdog_.attachTo(ld);
     // libldap would follow a referral anonymously, and change another server than was asked for.
     ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
 }
@@ -142,7 +142,6 @@ void Session::connect(const ConnectionOptions &options, bool json) {
         encrypt(options, json);
     } else if (hasLdapsUri(options)) {
         encrypts_ = true;
-        watchdog_.attachTo(session_.get());
         if (!options.tls.verifies())
             setOption(session_.get(), LDAP_OPT_X_TLS_REQUIRE_CERT, int{LDAP_OPT_X_TLS_NEVER});
         perform("connect", uri(), ldap_connect);
@@ -226,7 +225,9 @@ void Session::bindByDigest(ConnectionOptions &options, const Secret &password) {
     const std::string realm = chooseRealm(realmsOf(*exchange), options);
     attempt(
         "bind", options.who(),
-        [&](LDAP *) { return finish(*exchange, {options.who(), password, realm}); },
+        [&](LDAP *) {
+            return finish(*exchange, {options.who(), password, realm});
+        },
         explainProof);
 }
 

@@ -53,6 +53,12 @@ void Watchdog::watch(int socket) const {
     ringAfter(seconds_);
 }
 
+// What has come by then is kept: libldap waits for the rest as long as its own time-out says.
+void Watchdog::limitReads(int socket) const {
+    const timeval patience = {seconds_, 0};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+}
+
 void Watchdog::rest() {
     ringAfter(0);
     watchedSocket = -1;
@@ -68,8 +74,12 @@ int Watchdog::added(LDAP * /*ld*/, Sockbuf *buffer, LDAPURLDesc *url, sockaddr *
     ber_socket_t socket = -1;
     const bool hasTls = url->lud_scheme != nullptr && strcasecmp(url->lud_scheme, "ldaps") == 0;
     observation().reached = hasTls;
-    if (hasTls && ber_sockbuf_ctrl(buffer, LBER_SB_OPT_GET_FD, &socket) == 1)
-        static_cast<Watchdog *>(callback->lc_arg)->watch(socket);
+    if (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_GET_FD, &socket) != 1)
+        return 0;
+    const auto &watchdog = *static_cast<const Watchdog *>(callback->lc_arg);
+    watchdog.limitReads(socket);
+    if (hasTls)
+        watchdog.watch(socket);
     return 0;
 }
 

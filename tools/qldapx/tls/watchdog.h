@@ -6,7 +6,8 @@ namespace qldapx {
 
 /**
  * Ends a handshake that takes too long: libldap's own, in some builds, waits for ever, spinning.
- * The socket of the connection is shut down, which whoever waits there takes for its end.
+ * The socket of the connection is shut down, which whoever waits there takes for its end. No read
+ * from a connection waits longer, either: libldap reads a message to its end once it has begun.
  */
 class Watchdog {
   public:
@@ -15,7 +16,7 @@ class Watchdog {
     Watchdog(const Watchdog &) = delete;
     Watchdog &operator=(const Watchdog &) = delete;
 
-    /** Watches over each connection that the session makes with an ldaps URL. */
+    /** Watches over each connection that the session makes; over handshakes with an ldaps URL. */
     void attachTo(LDAP *ld);
     /** Watches over the session's connection from now on. */
     void watch(LDAP *ld) const;
@@ -29,6 +30,7 @@ class Watchdog {
                      ldap_conncb *callback);
     static void removed(LDAP *ld, Sockbuf *buffer, ldap_conncb *callback);
     void watch(int socket) const;
+    void limitReads(int socket) const;
 
     const int seconds_;
     ldap_conncb callback_;

@@ -102,7 +102,8 @@ class Soak:
         now = time.monotonic() - self.begin
         processes = {"api": self.api, **self.steady}
         for name, process in processes.items():
-            self.samples.add(now, name, "resident", samples.resident(process.pid))
+            lost = heap["lost"] // 1024 if name == "api" else 0
+            self.samples.add(now, name, "resident", samples.resident(process.pid) - lost)
             self.samples.count(now, name, "descriptors", samples.descriptors, process.pid)
             self.samples.count(now, name, "threads", samples.threads, process.pid)
         self.samples.add(now, "faulty", "resident", samples.resident(self.board.current.server.pid))

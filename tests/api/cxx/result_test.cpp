@@ -52,6 +52,20 @@ TEST(CxxResult, HasAnError) {
     EXPECT_EQ(taken.name(), "No such object");
 }
 
+// A reference into a temporary would outlive it.
+TEST(CxxResult, OfATemporaryGivesItsValueAway) {
+    using Owner = result<std::unique_ptr<int>>;
+    static_assert(std::is_same_v<decltype(std::declval<Owner>().value()), std::unique_ptr<int>>);
+    static_assert(std::is_same_v<decltype(*std::declval<Owner>()), std::unique_ptr<int>>);
+    static_assert(
+        std::is_same_v<decltype(std::declval<Owner &>().value()), std::unique_ptr<int> &>);
+    static_assert(
+        std::is_same_v<decltype(*std::declval<const Owner &>()), const std::unique_ptr<int> &>);
+    Owner first = std::make_unique<int>(7), second = std::make_unique<int>(8);
+    EXPECT_EQ(*std::move(first).value(), 7);
+    EXPECT_EQ(**std::move(second), 8);
+}
+
 TEST(CxxResult, IsReachedIntoByArrow) {
     result<std::string> text = std::string("text");
     EXPECT_EQ(text->size(), 4U);

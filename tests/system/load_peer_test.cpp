@@ -229,6 +229,9 @@ TEST_F(LoadPeer, ALyingServerIsAnErrorWithNothingLost) {
              return BulkReply{ldapMessage(request.id, searchDone(0))};
          },
          "could not be understood"},
+        {"a code that libldap has for itself", operations,
+         [](const BulkRequest &request) { return answered(request, -5, {}); },
+         "could not be understood"},
         {"start without OID", start,
          [](const BulkRequest &request) {
              return BulkReply{ldapMessage(request.id, extendedResponse(0, {}, {}))};

@@ -31,7 +31,7 @@ Set withSubclasses(const Model &model, const std::vector<const Element *> &class
 void addSubclasses(const Model &model, std::vector<const Element *> &classes, Set &seen) {
     for (std::size_t i = 0; i < classes.size(); ++i)
         for (const Use &use : model.uses(*classes[i]))
-            if (use.user->kind == Kind::Class && seen.insert(use.user).second)
+            if (use.user->kind == Kind::object_class && seen.insert(use.user).second)
                 classes.push_back(use.user);
 }
 
@@ -69,7 +69,7 @@ const char *classKind(const Element &element) {
 std::vector<const Element *> directSuperiors(const Model &model, const Element &element) {
     std::vector<const Element *> result;
     for (const std::string &name : element.values("SUP")) {
-        const Element *superior = model.resolve(Kind::Class, name);
+        const Element *superior = model.resolve(Kind::object_class, name);
         if (superior != nullptr && superior != &element &&
             std::find(result.begin(), result.end(), superior) == result.end())
             result.push_back(superior);

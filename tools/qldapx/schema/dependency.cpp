@@ -6,9 +6,9 @@
 namespace qldapx {
 namespace {
 
-constexpr std::array kindOrder = {Kind::Syntax,      Kind::Rule,         Kind::Attribute,
-                                  Kind::RuleUse,     Kind::Class,        Kind::NameForm,
-                                  Kind::ContentRule, Kind::StructureRule};
+constexpr std::array kindOrder = {
+    Kind::syntax,       Kind::matching_rule, Kind::attribute_type,   Kind::matching_rule_use,
+    Kind::object_class, Kind::name_form,     Kind::dit_content_rule, Kind::dit_structure_rule};
 
 /** Superior elements before those below them, whatever the order they come in. */
 class SuperiorsFirst {

@@ -130,8 +130,8 @@ ParsedDescription parseDescription(Kind kind, const std::string &text, Reading r
     if (reading == Reading::Strict)
         // Names of forms are words, which libldap's readers of the other kinds take in any case.
         return parse(kind, text,
-                     kind == Kind::StructureRule ? LDAP_SCHEMA_ALLOW_DESCR
-                                                 : LDAP_SCHEMA_ALLOW_NONE);
+                     kind == Kind::dit_structure_rule ? LDAP_SCHEMA_ALLOW_DESCR
+                                                      : LDAP_SCHEMA_ALLOW_NONE);
     const std::string bare = withBareOids(kind, text);
     const std::string_view word = wordForKey(bare, kind);
     if (word.empty())

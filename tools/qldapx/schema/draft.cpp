@@ -162,7 +162,7 @@ bool isName(std::string_view text) {
 }
 
 void requireKey(const Element &element) {
-    const bool isRule = element.kind == Kind::StructureRule;
+    const bool isRule = element.kind == Kind::dit_structure_rule;
     if (element.key.empty())
         throw UsageError(fmt::format("{} has no {}", element.label(), isRule ? "RULEID" : "OID"),
                          isRule ? "RULEID=NUMBER" : "OID=1.2.3, of an arc of your own");

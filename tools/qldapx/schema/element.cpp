@@ -58,13 +58,13 @@ std::vector<std::string> withBound(const std::vector<std::string> &values) {
 
 Field readField(LDAPSchemaElement &element, const std::string &name) {
     const Kind kind{element.kind};
-    if (kind == Kind::Attribute && isUsage(name))
+    if (kind == Kind::attribute_type && isUsage(name))
         return {"USAGE", {name}};
     const Keyword *keyword = keywordOf(kind, name);
     if (keyword != nullptr && keyword->form == Form::Flag)
         return {keyword->name, {}};
     Field field = {keyword == nullptr ? name : keyword->name, libraryValues(element, name)};
-    if (kind == Kind::Attribute && field.keyword == "SYNTAX")
+    if (kind == Kind::attribute_type && field.keyword == "SYNTAX")
         field.values = withBound(field.values);
     if (keyword == nullptr || keyword->form == Form::Quoted)
         for (std::string &value : field.values)
@@ -159,7 +159,7 @@ Element readElement(LDAPSchemaElement &element) {
     result.key = result.value(keywordsOf(result.kind).front().name);
     sortFields(result);
     // The library writes the superior rules' ids in quotes, which RFC 4512 does not have.
-    const bool isQuoted = result.kind == Kind::StructureRule && result.has("SUP");
+    const bool isQuoted = result.kind == Kind::dit_structure_rule && result.has("SUP");
     result.description = isQuoted ? writeDescription(result) : printed(element);
     return result;
 }

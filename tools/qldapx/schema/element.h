@@ -15,7 +15,7 @@ struct Field {
 
 /** An element of a schema, of a server or a file. */
 struct Element {
-    Kind kind = Kind::Attribute;
+    Kind kind = Kind::attribute_type;
     std::string key;           // OID or rule id; empty when it has none
     std::vector<Field> fields; // in the order of keywordsOf, then extensions
     std::string description;   // as libldap prints it

@@ -42,7 +42,7 @@ Output::Json jsonElement(const Element &element) {
 Output::Json jsonReference(const Element &element) {
     return {{"kind", namesOf(element.kind).word},
             {"name", element.title()},
-            {element.kind == Kind::StructureRule ? "ruleId" : "oid", element.key}};
+            {element.kind == Kind::dit_structure_rule ? "ruleId" : "oid", element.key}};
 }
 
 } // namespace qldapx

@@ -18,8 +18,8 @@ std::string allKeywords(Kind kind) {
 
 // The key of a structure rule is no OID, but who sets it may call it so.
 std::string spelled(Kind kind, const std::string &name) {
-    const Keyword *keyword =
-        keywordOf(kind, kind == Kind::StructureRule && sameText(name, "OID") ? "RULEID" : name);
+    const Keyword *keyword = keywordOf(
+        kind, kind == Kind::dit_structure_rule && sameText(name, "OID") ? "RULEID" : name);
     if (keyword != nullptr)
         return keyword->name;
     const bool isWord =

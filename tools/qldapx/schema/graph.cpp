@@ -38,7 +38,7 @@ std::vector<const Element *> chosenClasses(const Run &run, const Source &source,
                                            const GraphOptions &options) {
     std::vector<const Element *> chosen;
     for (const std::string &name : options.classes)
-        for (const Element *element : requireElements(run, source, name, Kind::Class))
+        for (const Element *element : requireElements(run, source, name, Kind::object_class))
             chosen.push_back(element);
     return chosen;
 }
@@ -51,7 +51,7 @@ GraphDetail detailOf(const std::string &name) {
 
 std::vector<const Element *> allClasses(const Model &model) {
     std::vector<const Element *> all;
-    for (const Element &element : model.elements(Kind::Class))
+    for (const Element &element : model.elements(Kind::object_class))
         all.push_back(&element);
     return all;
 }

@@ -16,7 +16,7 @@ struct Rule {
 constexpr Rule rules[] = {{"MUST", "<B>{} *</B>"}, {"MAY", "{}"}, {"NOT", "<S>{}</S>"}};
 
 std::string attributeCell(const Model &model, const std::string &name, const Rule &rule) {
-    const Element *type = model.resolve(Kind::Attribute, name);
+    const Element *type = model.resolve(Kind::attribute_type, name);
     const std::string tip = type == nullptr ? "unknown here" : tooltipOf(*type);
     const std::string shown = dotMarkup(type == nullptr ? name : type->title());
     return fmt::format("<TD BORDER=\"0\" ALIGN=\"LEFT\" HREF=\"#\" TOOLTIP=\"{}\">{}</TD>",
@@ -81,11 +81,11 @@ class EntryGraph {
     /** What the rule itself says, and the auxiliary classes that an entry may have besides. */
     std::string contentRules() {
         std::string text;
-        for (const Element *rule : model_.find(Kind::ContentRule, element_.key)) {
+        for (const Element *rule : model_.find(Kind::dit_content_rule, element_.key)) {
             const std::string id = fmt::format("r{}", rules_++);
             text += record(model_, id, *rule, ruleLook, "") + side(ids_.at(&element_), id);
             for (const std::string &name : rule->values("AUX"))
-                if (const Element *auxiliary = model_.resolve(Kind::Class, name))
+                if (const Element *auxiliary = model_.resolve(Kind::object_class, name))
                     text += auxiliaryNode(*auxiliary, id);
         }
         return text;

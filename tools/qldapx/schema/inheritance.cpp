@@ -71,9 +71,9 @@ class CycleSearch {
 std::vector<InheritedField> inheritedFields(const Model &model, const Element &element) {
     std::vector<InheritedField> fields;
     const auto chain = superiors(model, element);
-    if (element.kind == Kind::Attribute)
+    if (element.kind == Kind::attribute_type)
         inheritNearest(element, chain, fields);
-    else if (element.kind == Kind::Class)
+    else if (element.kind == Kind::object_class)
         inheritAll(chain, fields);
     return fields;
 }

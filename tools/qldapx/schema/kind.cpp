@@ -26,11 +26,11 @@ constexpr std::array attributeFields = {
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"SUP", Form::Oid, Kind::Attribute},
-    Keyword{"EQUALITY", Form::Oid, Kind::Rule},
-    Keyword{"ORDERING", Form::Oid, Kind::Rule},
-    Keyword{"SUBSTR", Form::Oid, Kind::Rule},
-    Keyword{"SYNTAX", Form::Oid, Kind::Syntax},
+    Keyword{"SUP", Form::Oid, Kind::attribute_type},
+    Keyword{"EQUALITY", Form::Oid, Kind::matching_rule},
+    Keyword{"ORDERING", Form::Oid, Kind::matching_rule},
+    Keyword{"SUBSTR", Form::Oid, Kind::matching_rule},
+    Keyword{"SYNTAX", Form::Oid, Kind::syntax},
     Keyword{"SINGLE-VALUE", Form::Flag},
     Keyword{"COLLECTIVE", Form::Flag},
     Keyword{"NO-USER-MODIFICATION", Form::Flag},
@@ -41,12 +41,12 @@ constexpr std::array classFields = {
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"SUP", Form::Oids, Kind::Class},
+    Keyword{"SUP", Form::Oids, Kind::object_class},
     Keyword{"ABSTRACT", Form::Flag},
     Keyword{"STRUCTURAL", Form::Flag},
     Keyword{"AUXILIARY", Form::Flag},
-    Keyword{"MUST", Form::Oids, Kind::Attribute},
-    Keyword{"MAY", Form::Oids, Kind::Attribute},
+    Keyword{"MUST", Form::Oids, Kind::attribute_type},
+    Keyword{"MAY", Form::Oids, Kind::attribute_type},
 };
 constexpr std::array syntaxFields = {
     Keyword{"OID", Form::Key},
@@ -57,42 +57,42 @@ constexpr std::array ruleFields = {
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"SYNTAX", Form::Oid, Kind::Syntax},
+    Keyword{"SYNTAX", Form::Oid, Kind::syntax},
 };
 // A use has the OID of its rule, a content rule that of its class.
 constexpr std::array ruleUseFields = {
-    Keyword{"OID", Form::Key, Kind::Rule},
+    Keyword{"OID", Form::Key, Kind::matching_rule},
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"APPLIES", Form::Oids, Kind::Attribute},
+    Keyword{"APPLIES", Form::Oids, Kind::attribute_type},
 };
 constexpr std::array nameFormFields = {
     Keyword{"OID", Form::Key},
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"OC", Form::Oid, Kind::Class},
-    Keyword{"MUST", Form::Oids, Kind::Attribute},
-    Keyword{"MAY", Form::Oids, Kind::Attribute},
+    Keyword{"OC", Form::Oid, Kind::object_class},
+    Keyword{"MUST", Form::Oids, Kind::attribute_type},
+    Keyword{"MAY", Form::Oids, Kind::attribute_type},
 };
 constexpr std::array contentRuleFields = {
-    Keyword{"OID", Form::Key, Kind::Class},
+    Keyword{"OID", Form::Key, Kind::object_class},
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"AUX", Form::Oids, Kind::Class},
-    Keyword{"MUST", Form::Oids, Kind::Attribute},
-    Keyword{"MAY", Form::Oids, Kind::Attribute},
-    Keyword{"NOT", Form::Oids, Kind::Attribute},
+    Keyword{"AUX", Form::Oids, Kind::object_class},
+    Keyword{"MUST", Form::Oids, Kind::attribute_type},
+    Keyword{"MAY", Form::Oids, Kind::attribute_type},
+    Keyword{"NOT", Form::Oids, Kind::attribute_type},
 };
 constexpr std::array structureRuleFields = {
     Keyword{"RULEID", Form::Key},
     Keyword{"NAME", Form::Names},
     Keyword{"DESC", Form::Quoted},
     Keyword{"OBSOLETE", Form::Flag},
-    Keyword{"FORM", Form::Oid, Kind::NameForm},
-    Keyword{"SUP", Form::RuleIds, Kind::StructureRule},
+    Keyword{"FORM", Form::Oid, Kind::name_form},
+    Keyword{"SUP", Form::RuleIds, Kind::dit_structure_rule},
 };
 
 const std::array<std::span<const Keyword>, kindCount> fieldsOfKinds = {

@@ -2,28 +2,18 @@
 
 #include <array>
 #include <optional>
-#include <qldapx.h>
+#include <qldapx.hpp>
 #include <span>
 #include <string>
 #include <string_view>
 
 namespace qldapx {
 
-/** The kinds of schema elements, by the library's numbers. */
-enum class Kind : unsigned {
-    Attribute = LDAP_SCHEMA_ATTRIBUTE_TYPE,
-    Class = LDAP_SCHEMA_OBJECT_CLASS,
-    Syntax = LDAP_SCHEMA_SYNTAX,
-    Rule = LDAP_SCHEMA_MATCHING_RULE,
-    RuleUse = LDAP_SCHEMA_MATCHING_RULE_USE,
-    NameForm = LDAP_SCHEMA_NAME_FORM,
-    ContentRule = LDAP_SCHEMA_DIT_CONTENT_RULE,
-    StructureRule = LDAP_SCHEMA_DIT_STRUCTURE_RULE,
-};
+using Kind = schema::kind;
 constexpr std::size_t kindCount = 8;
 constexpr std::array<Kind, kindCount> allKinds = {
-    Kind::Attribute, Kind::Class,    Kind::Syntax,      Kind::Rule,
-    Kind::RuleUse,   Kind::NameForm, Kind::ContentRule, Kind::StructureRule,
+    Kind::attribute_type,    Kind::object_class, Kind::syntax,           Kind::matching_rule,
+    Kind::matching_rule_use, Kind::name_form,    Kind::dit_content_rule, Kind::dit_structure_rule,
 };
 
 /** What a kind is called: on the command line, in the subschema entry, in sentences. */

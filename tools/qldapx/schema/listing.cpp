@@ -19,7 +19,7 @@ std::string joined(const std::vector<std::string> &values) {
 }
 
 std::string syntaxText(const Model &model, const std::string &oid) {
-    const Element *syntax = model.resolve(Kind::Syntax, withoutBound(oid));
+    const Element *syntax = model.resolve(Kind::syntax, withoutBound(oid));
     const std::string name = syntax == nullptr ? "" : syntax->value("DESC");
     return name.empty() ? oid : name + oid.substr(withoutBound(oid).size());
 }
@@ -45,7 +45,7 @@ std::string structureFact(const Model & /*model*/, const Element &element) {
 }
 
 std::string contentFact(const Model &model, const Element &element) {
-    const Element *subject = model.resolve(Kind::Class, element.key);
+    const Element *subject = model.resolve(Kind::object_class, element.key);
     const std::string fact = "of " + (subject == nullptr ? element.key : subject->title());
     return element.has("AUX") ? fact + ", AUX " + joined(element.values("AUX")) : fact;
 }

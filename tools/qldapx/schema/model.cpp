@@ -139,7 +139,7 @@ void Model::each(const std::function<void(const Element &)> &visit) const {
 
 std::vector<std::string> references(const Element &element, const Keyword &keyword) {
     std::vector<std::string> names = element.values(keyword.name);
-    if (keyword.refersTo == Kind::Syntax)
+    if (keyword.refersTo == Kind::syntax)
         for (std::string &name : names)
             name = withoutBound(name);
     return names;

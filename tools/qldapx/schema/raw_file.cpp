@@ -32,9 +32,10 @@ std::optional<Kind> kindOfAttribute(std::string_view name) {
 
 /** The same for a directive of slapd's configuration, which may be in the singular. */
 std::optional<Kind> kindOfDirective(std::string_view name) {
-    constexpr std::array singular = {
-        std::pair{"attributetype", Kind::Attribute}, std::pair{"objectclass", Kind::Class},
-        std::pair{"ldapsyntax", Kind::Syntax}, std::pair{"ditcontentrule", Kind::ContentRule}};
+    constexpr std::array singular = {std::pair{"attributetype", Kind::attribute_type},
+                                     std::pair{"objectclass", Kind::object_class},
+                                     std::pair{"ldapsyntax", Kind::syntax},
+                                     std::pair{"ditcontentrule", Kind::dit_content_rule}};
     for (const auto &[word, kind] : singular)
         if (sameText(name, word))
             return kind;

@@ -61,8 +61,8 @@ struct LenientKind {
     bool (*isRead)(const char *text);
 };
 constexpr std::array lenientKinds = {
-    LenientKind{Kind::Attribute, isRead<ldap_str2attributetype, ldap_attributetype_free>},
-    LenientKind{Kind::Class, isRead<ldap_str2objectclass, ldap_objectclass_free>},
+    LenientKind{Kind::attribute_type, isRead<ldap_str2attributetype, ldap_attributetype_free>},
+    LenientKind{Kind::object_class, isRead<ldap_str2objectclass, ldap_objectclass_free>},
 };
 
 /** Adds what was left out, as files are read: with words in the place of OIDs, for one. */
@@ -81,14 +81,10 @@ void addLeftOut(Model &model, const LenientKind &lenient, berval **values,
     }
 }
 
-schema::kind libraryKind(Kind kind) {
-    return static_cast<schema::kind>(kind);
-}
-
 } // namespace
 
 std::string libraryKeyword(Kind kind, const std::string &keyword) {
-    return kind == Kind::StructureRule && sameText(keyword, "FORM") ? "OC" : keyword;
+    return kind == Kind::dit_structure_rule && sameText(keyword, "FORM") ? "OC" : keyword;
 }
 
 std::vector<std::string> storedValues(Kind kind, const Field &field) {
@@ -113,15 +109,15 @@ ServerSchema::ServerSchema(Run &run, const std::string &dn) : run_(run), dn_(dn)
 Model ServerSchema::model() const {
     Model model;
     for (const Kind kind : allKinds)
-        for (const schema::element element : handle_.elements(libraryKind(kind)))
+        for (const schema::element element : handle_.elements(kind))
             model.add(readElement(*element.get()));
     addLeftOut(model);
     return model;
 }
 
 void ServerSchema::addLeftOut(Model &model) const {
-    std::string types = namesOf(Kind::Attribute).attribute,
-                classes = namesOf(Kind::Class).attribute;
+    std::string types = namesOf(Kind::attribute_type).attribute,
+                classes = namesOf(Kind::object_class).attribute;
     std::array<char *, 3> attributes = {types.data(), classes.data(), nullptr};
     LDAP *session = nullptr;
     LDAPMessage *result = nullptr;
@@ -170,11 +166,11 @@ void ServerSchema::add(const Element &element) {
     for (const Field &field : element.fields)
         fields.add(LDAP_MOD_ADD, libraryKeyword(element.kind, field.keyword),
                    storedValues(element.kind, field));
-    edit(element, handle_.add(libraryKind(element.kind), fields.mods()));
+    edit(element, handle_.add(element.kind, fields.mods()));
 }
 
 bool ServerSchema::modify(const Element &element, LDAPMod **fields) {
-    const auto done = handle_.modify(libraryKind(element.kind), lookupKey(element), fields);
+    const auto done = handle_.modify(element.kind, lookupKey(element), fields);
     if (!done && done.error().code() == LDAP_LOCAL_ERROR)
         return false;
     edit(element, done);
@@ -182,11 +178,11 @@ bool ServerSchema::modify(const Element &element, LDAPMod **fields) {
 }
 
 void ServerSchema::remove(const Element &element) {
-    edit(element, handle_.remove(libraryKind(element.kind), lookupKey(element)));
+    edit(element, handle_.remove(element.kind, lookupKey(element)));
 }
 
 std::string ServerSchema::description(const Element &element) const {
-    const auto found = handle_.find(libraryKind(element.kind), lookupKey(element));
+    const auto found = handle_.find(element.kind, lookupKey(element));
     return found ? readElement(*found->get()).description : std::string();
 }
 

@@ -59,7 +59,7 @@ std::string explained(const Model &model, Kind kind, const std::string &name) {
     const Element *element = model.resolve(kind, withoutBound(name));
     if (element == nullptr)
         return name + " (unknown here)";
-    const std::string words = kind == Kind::Syntax ? element->value("DESC") : element->title();
+    const std::string words = kind == Kind::syntax ? element->value("DESC") : element->title();
     return words.empty() || sameText(words, name) ? name : fmt::format("{} ({})", name, words);
 }
 

@@ -61,7 +61,8 @@ class updater {
     /**
      * Waits for the answer to the oldest request, as long as the session's time-out allows.
      * LDAP_PARAM_ERROR when none is under way; LDAP_TIMEOUT: it still is; otherwise why the
-     * connection ended.
+     * connection ended. After a request that was refused whole the server may wait for its number,
+     * and not answer the later ones: request_operations sends an empty batch under it.
      */
     [[nodiscard]] result<batch_answer> collect() noexcept {
         if (under_way() == 0)

@@ -139,7 +139,8 @@ TEST_F(CrowdTest, WhoComesAndGoesLeavesNothing) {
     const std::string search = message(2, wire::search({.attributes = {"*", "+"}}));
     const auto come = [&](int times) {
         for (int i = 0; i < times; ++i)
-            visit(server.port(), search.substr(0, search.size() - (i % 3) * 10),
+            visit(server.port(),
+                  search.substr(0, search.size() - static_cast<std::size_t>(i % 3) * 10),
                   static_cast<Leaving>(i % 4 % 3));
         EXPECT_TRUE(becomes(10s, [&] { return connections(server) == "1"; }));
     };

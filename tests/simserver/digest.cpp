@@ -17,9 +17,9 @@ std::string md5(const std::string &text) {
 
 std::string hexMd5(const std::string &text) {
     std::string out;
-    for (const unsigned char byte : md5(text)) {
+    for (const char byte : md5(text)) {
         char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", byte);
+        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
         out += digits;
     }
     return out;

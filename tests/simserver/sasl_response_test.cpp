@@ -147,10 +147,11 @@ TEST(SaslResponse, OneNameForEachUser) {
         {"cn=Ada Brandt,ou=people,dc=example,dc=com", kAda},
         {"CN=ada brandt, ou=people,dc=example,dc=com", kAda},
     };
-    for (const auto &[name, dn] : cases) {
+    for (const auto &each : cases) {
         InProcess server;
-        EXPECT_EQ(bindAs(server, [&](Response &r) { r.username = name; }).code, 0) << name;
-        EXPECT_EQ(server.identity.dn, dn) << name;
+        EXPECT_EQ(bindAs(server, [&](Response &r) { r.username = each.first; }).code, 0)
+            << each.first;
+        EXPECT_EQ(server.identity.dn, each.second) << each.first;
     }
     for (const char *name : {"admin", "Admin", kAdmin}) {
         InProcess server;
@@ -196,9 +197,9 @@ TEST(SaslResponse, EachPasswordOfAnEntryIsRight) {
     ASSERT_EQ(server.code(wire::modify(kAda, {{2, {"userPassword", {"", "one", "two"}}}})), 0);
     const std::pair<const char *, int> cases[] = {
         {"one", 0}, {"two", 0}, {"changeme", 49}, {"", 49}};
-    for (const auto &[password, code] : cases)
-        EXPECT_EQ(bindAs(server, [&](Response &r) { r.password = password; }).code, code)
-            << password;
+    for (const auto &each : cases)
+        EXPECT_EQ(bindAs(server, [&](Response &r) { r.password = each.first; }).code, each.second)
+            << each.first;
 }
 
 TEST(SaslResponse, TextsInEitherCharacterSet) {

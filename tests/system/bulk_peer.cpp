@@ -10,7 +10,7 @@ namespace {
 using namespace qldapx_test;
 
 constexpr unsigned char bindRequest = 0x60, searchRequest = 0x63, extended = 0x77, unbind = 0x42;
-constexpr int start = 1, operations = 6, end = 4;
+constexpr int start = 1;
 
 /** An element of BER: its tag, its contents, and how long it is. */
 struct Element {

@@ -127,7 +127,7 @@ TEST(Md5Model, RandomLengthsAndPieces) {
 // At the end of a block of its length, from every place in a word.
 TEST(Md5Model, UnalignedData) {
     Random random;
-    for (std::size_t length : {0, 1, 55, 56, 63, 64, 65, 127, 128, 129, 200})
+    for (const std::size_t length : {0U, 1U, 55U, 56U, 63U, 64U, 65U, 127U, 128U, 129U, 200U})
         for (std::size_t offset = 0; offset < 16; ++offset) {
             const std::string data = random.bytes(length);
             std::unique_ptr<char[]> block(new char[offset + length]);

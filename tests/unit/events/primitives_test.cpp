@@ -365,7 +365,7 @@ TEST(EventRecord, TooLarge) {
 
 // Kinds that own nothing, known or not, are one block.
 TEST(EventRecord, FreeOfOtherKinds) {
-    for (ber_tag_t kind : {0, 96, 100, 104, 106, 107, 110, 126, 1000})
+    for (const ber_tag_t kind : {0U, 96U, 100U, 104U, 106U, 107U, 110U, 126U, 1000U})
         ldap_event_free(allocEventData(1, kind));
 }
 

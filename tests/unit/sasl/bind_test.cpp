@@ -45,7 +45,8 @@ Step proving(const std::string &user, const Bytes &password) {
 
 // The operation of a message, behind its message id.
 Bytes operationOf(const Bytes &message) {
-    const std::size_t header = message[1] & 0x80 ? 2U + (message[1] & 0x7fU) : 2U;
+    const auto length = static_cast<unsigned char>(message[1]);
+    const std::size_t header = length & 0x80U ? 2U + (length & 0x7fU) : 2U;
     return message.substr(header + 3);
 }
 

@@ -47,7 +47,7 @@ class LoadPeerFallback : public testing::Test {
                name + "\n" + (hasSurname ? "sn: S\n" : "") + "\n";
     }
 
-    const Server server{};
+    const Server server;
     const PeerSession session{server.uri(), Server::adminDn, Server::password};
 };
 TYPED_TEST_SUITE_P(LoadPeerFallback);

@@ -6,6 +6,7 @@ namespace test {
 namespace {
 
 struct Slapd : SlapdServer {
+    Slapd() {} // by hand: for clang a const one is not made otherwise
     static constexpr const char *password = adminPassword;
 };
 

@@ -85,6 +85,7 @@ const Seed rows[] = {
      R"({"type":1,"result":-1,"kind":111,"payload":{"items":[{"kind":1,"number":2},)"
      R"({"kind":2,"text":"a"},{"kind":3,"pointer":[1,2]},{"kind":6,"number":1,"length":2}]}})"},
     {"simulator_replay", "Deep", Bytes(400, '[')},
+    {"simulator_replay", "NumberWithoutRoom", R"({"type":6E666})"},
     {"simulator_schema", "Ldif",
      "dn: cn=schema\nattributeTypes: ( 1.2.3 NAME 'aaa' SUP name )\n"
      "objectClasses:: KCAxLjIuNCBOQU1FICdiJyApCg==\n"},
@@ -101,6 +102,7 @@ const Seed rows[] = {
      "(&(cn=a*b*c)(|(sn>=x)(!(sn<=y)))(cn~=z)(o=*)(cn:dn:2.5.13.2:=\\28a\\29))"},
     {"simulator_filter", "Bare", "cn=a"},
     {"simulator_filter", "Deep", Bytes(300, '(')},
+    {"simulator_filter", "NameOfNoAttribute", "g\x7f?.2:=\\28a"},
     {"simulator_image", "Head",
      "STRATIMG" + fromHex("00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 60 00 00 00 00 00 00 00"
                           "04 63 6e 3d 78 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"

@@ -139,12 +139,14 @@ void Filter::decodeExtensible(Bytes content) {
     ber::Reader fields(content);
     if (const auto rule = fields.takeIf(ruleTag, "matching rule"))
         rule_ = lowerCase(asText(*rule));
-    if (const auto type = fields.takeIf(typeTag, "attribute of the filter"))
+    if (const auto type = fields.takeIf(typeTag, "attribute of the filter")) {
+        namesAttribute_ = true;
         key_ = schema::keyOf(asText(*type));
+    }
     const std::string_view value = asText(fields.take(valueTag, "value of the filter"));
     if (fields.peekTag() == dnTag)
         dnAttributes_ = fields.boolean(dnTag, "dnAttributes");
-    if (key_.empty() && rule_.empty())
+    if (!namesAttribute_ && rule_.empty())
         throw ber::Error("extensible filter: neither attribute nor matching rule");
     // Once, not for each value that it is compared with: it may be as large as a message.
     value_ = matchingForm(key_, value);
@@ -233,7 +235,8 @@ std::string Filter::matchingForm(std::string_view key, std::string_view value) c
 }
 
 Filter::Match Filter::evaluateExtensible(const Node &node) const {
-    const bool known = rule_.empty() || isExact(rule_) || isIgnoringCase(rule_);
+    const bool known = (rule_.empty() || isExact(rule_) || isIgnoringCase(rule_)) &&
+                       !(namesAttribute_ && key_.empty());
     if (!known || schema::isSubtype(key_, schema::kPassword))
         return Match::Undefined;
     const auto equal = [&](std::string_view key, std::string_view value) {

@@ -60,10 +60,11 @@ class Filter {
     bool matchesPieces(std::string_view value) const;
 
     Kind kind_ = Kind::Present;
-    std::string key_;
+    std::string key_;   // empty also where what is named cannot be an attribute
     std::string value_; // in the form in which it is compared
     std::string rule_;
     bool dnAttributes_ = false;
+    bool namesAttribute_ = false; // an extensible one need not
     std::vector<Piece> pieces_;
     std::vector<Filter> children_;
     std::size_t parts_ = 0; // of the outermost one

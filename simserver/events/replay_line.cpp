@@ -195,6 +195,8 @@ Json parse(std::string_view line) {
         return Json::parse(line);
     } catch (const Json::parse_error &error) {
         throw std::runtime_error(fmt::format("no JSON, from byte {} on", error.byte));
+    } catch (const Json::out_of_range &) {
+        throw std::runtime_error("a number is larger than any that is meant here");
     }
 }
 

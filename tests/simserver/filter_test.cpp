@@ -150,6 +150,8 @@ TEST_F(FilterTest, Extensible) {
         {extensible("", "dc", "COM", true), Match::True},
         {extensible("9.9.9", "cn", "x"), Match::Undefined},
         {extensible("", "userPassword", "secret"), Match::Undefined},
+        {extensible("", "a?", "person"), Match::Undefined},
+        {extensible("caseIgnoreMatch", "a?", "PERSON"), Match::Undefined},
     };
     for (const auto &[bytes, expected] : cases)
         EXPECT_EQ(match(bytes), expected) << bytes;

@@ -81,6 +81,12 @@ TEST(FilterText, MistakesAreNamedWithTheirPlace) {
     }
 }
 
+// What no attribute can be called is for the evaluation to find, as in a search.
+TEST(FilterText, NamesOfNoAttributeAreTaken) {
+    for (const char *text : {"(a?=b)", "(a?:=b)", "(\x7f:=b)", "(a?:caseIgnoreMatch:=b)"})
+        EXPECT_NO_THROW(parseFilter(text)) << text;
+}
+
 TEST(FilterText, NestingIsBounded) {
     const auto nested = [](std::size_t depth) {
         std::string text;

@@ -236,6 +236,9 @@ TEST(ReplayLine, MistakesAreExplained) {
         {std::string(1000000, '['), "no JSON"},
         {R"({"type":1,"x":)" + std::string(1000000, '['), "no JSON"},
         {"{\"type\":\xff}", "no JSON"},
+        {R"({"type":1e999})", "a number is larger"},
+        {"[[6E66", "no JSON"},
+        {"[[6E666", "a number is larger"},
     };
     for (const auto &[bad, why] : cases) {
         try {

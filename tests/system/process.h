@@ -76,7 +76,8 @@ class Command {
 
 /**
  * What a sanitizer has to be told for this command: the library loses, as its contract says, the
- * parts of a reference that its caller does not get. That is no leak of the tool's.
+ * parts of a reference that its caller does not get, and what a bind by DIGEST-MD5 has made when
+ * its last answer does not come. That is no leak of the tool's.
  */
 std::map<std::string, std::string> leakRules(const Arguments &command);
 

@@ -56,6 +56,10 @@ const std::map<std::string, const char *> callers = {
     {"pkcs12_BIO_to_clear_BIO", "openssl:PEM_write_bio_PrivateKey"},
 };
 
+// Those that go on to libldap's bind, which meets its own assertions.
+const std::set<std::string> goingOnToBind = {"carrier:handshake", "carrier:resumption"};
+constexpr char libldapsBind[] = "libldap:ldap_sasl_bind_s";
+
 // See CONVENTIONS.md, Memory.
 const std::set<std::string> losingByContract = {
     "ldap_bind_digest_md5_finish",
@@ -123,6 +127,8 @@ std::string verdictOn(const std::string &function, const Record &record) {
         return "allocates nothing";
     const std::string neighbour = calledBy(function);
     std::string verdict = neighbour.empty() ? "clean" : "clean but for `" + neighbour + "`";
+    if (goingOnToBind.count(function) > 0)
+        verdict += " and `" + std::string(libldapsBind) + "`";
     if (losingByContract.count(function) > 0)
         verdict += ", loses by contract";
     return verdict;
@@ -131,9 +137,11 @@ std::string verdictOn(const std::string &function, const Record &record) {
 std::string excessOf(const std::string &function, const Records &records) {
     const Record &record = records.at(function);
     const std::string neighbour = calledBy(function);
-    const std::string excess = neighbour.empty()
-                                   ? excessBeyond(record, neighbour, {})
-                                   : excessBeyond(record, neighbour, records.at(neighbour));
+    Record alone = neighbour.empty() ? Record() : records.at(neighbour);
+    if (goingOnToBind.count(function) > 0)
+        alone.ends.insert(records.at(libldapsBind).ends.begin(),
+                          records.at(libldapsBind).ends.end());
+    const std::string excess = excessBeyond(record, neighbour, alone);
     if (!excess.empty())
         return excess;
     return (record.lostByContract > 0) == (losingByContract.count(function) > 0)

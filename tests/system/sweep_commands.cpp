@@ -105,7 +105,7 @@ Arguments Workplace::line(const Arguments &arguments, const std::string &uri) co
 }
 
 Result Workplace::run(const Arguments &arguments) const {
-    return Process(tool_, line(arguments)).wait();
+    return Process(tool_, line(arguments), {leakRules(arguments), {}, {}}).wait();
 }
 
 // An entry that is restored has to be gone.

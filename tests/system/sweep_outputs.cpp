@@ -78,9 +78,10 @@ void sweepOutputs(Sweep &sweep) {
             }
             const Workplace workplace(tool);
             workplace.prepare(command);
-            const Outcome outcome =
-                runSupervised(tool, workplace.line(command.arguments), {variant.out, variant.err},
-                              {Watched::Files, workplace.path("")});
+            const Setting setting = {
+                variant.out, variant.err, -1, leakRules(command.arguments), {}};
+            const Outcome outcome = runSupervised(tool, workplace.line(command.arguments), setting,
+                                                  {Watched::Files, workplace.path("")});
             sweep.tried(fmt::format("{} with {}", command.name, variant.name), outcome.result,
                         judge(command, variant, *reference, outcome).all());
         }

@@ -103,7 +103,7 @@ SimProgram::SimProgram(const std::vector<std::string> &arguments, const std::str
             _exit(126);
         execute(all);
     }
-    for (int tries = 0; tries < 500 && uri_.empty(); ++tries) {
+    for (int tries = 0; tries < 3000 && uri_.empty(); ++tries) {
         std::this_thread::sleep_for(20ms);
         std::ifstream(ready) >> uri_;
     }

@@ -10,7 +10,8 @@ function(library_variant target)
   target_compile_definitions(${target} PRIVATE $<TARGET_PROPERTY:qldapx,COMPILE_DEFINITIONS>)
   target_compile_options(${target} PRIVATE $<TARGET_PROPERTY:qldapx,COMPILE_OPTIONS> ${ARGN})
   target_link_options(${target} PRIVATE
-    ${ARGN} $<$<BOOL:${QLDAPX_COVERAGE}>:--coverage> -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/qldapx.map
+    ${ARGN} $<$<BOOL:${QLDAPX_COVERAGE}>:--coverage>
+    -Wl,--version-script=${PROJECT_SOURCE_DIR}/abi/qldapx.map
     -Wl,-Bsymbolic-functions -Wl,-z,nodelete)
   target_link_libraries(${target}
     PUBLIC PkgConfig::LDAP PRIVATE OpenSSL::SSL OpenSSL::Crypto Threads::Threads)

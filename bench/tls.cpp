@@ -96,8 +96,10 @@ void loadByLibrary(const std::string &bundle) {
         fail("the library did not load the bundle");
 }
 
+// It replaces a context, too.
 void loadByOpenSsl(const std::string &bundle) {
-    const std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>> context(SSL_CTX_new(TLS_method()));
+    static std::unique_ptr<SSL_CTX, Release<SSL_CTX_free>> context;
+    context.reset(SSL_CTX_new(TLS_method()));
     if (SSL_CTX_load_verify_file(context.get(), bundle.c_str()) != 1)
         fail("OpenSSL did not load the bundle");
 }

@@ -132,7 +132,9 @@ QLDAPX_API int ldapssl_set_verify_callback(LdapSslVerifyCallback callback);
  * type:   QLDAPX_TLS_FILE_PEM or QLDAPX_TLS_BUFFER_PEM, any number of certificates, at least one;
  *         QLDAPX_TLS_FILE_DER or QLDAPX_TLS_BUFFER_DER, one.
  *
- * Result: 0, or -1: no context, no certificate there, or a malformed one, or another type.
+ * Result: 0, or -1: no context, no certificate there, or a malformed one, or another type, or no
+ * memory. An extension that is malformed, or a key of a kind that OpenSSL does not know, is not
+ * found here, but when a server is verified.
  */
 QLDAPX_API int ldapssl_add_trusted_cert(const void *source, int type);
 

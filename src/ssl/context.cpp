@@ -1,13 +1,16 @@
 #include "qldapx/tls.h"
 #include "qldapx/tls_certificate.h"
+#include "ssl/anchor.h"
 #include "ssl/hand_over.h"
 #include "ssl/handles.h"
 #include "ssl/host_name.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <openssl/err.h>
 #include <openssl/rand.h>
+#include <unistd.h>
 
 namespace qldapx {
 namespace {
@@ -53,21 +56,23 @@ bool initialise() {
     return true;
 }
 
+// Without a stream, for which there might be no memory: the file would count as missing.
 bool canBeOpened(const char *path) {
-    return FilePtr(std::fopen(path, "re")) != nullptr;
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    return file >= 0 && close(file) == 0;
 }
 
 // What the attempt as DER says of a PEM file is no fault.
 bool trustFileOf(SSL_CTX *context, const char *path) {
-    X509_LOOKUP *lookup =
-        X509_STORE_add_lookup(SSL_CTX_get_cert_store(context), X509_LOOKUP_file());
+    X509_STORE *store = SSL_CTX_get_cert_store(context);
+    X509_LOOKUP *lookup = X509_STORE_add_lookup(store, X509_LOOKUP_file());
     if (lookup == nullptr)
         return false;
     ERR_set_mark();
     const bool isLoaded = X509_load_cert_file(lookup, path, X509_FILETYPE_ASN1) > 0 ||
                           X509_load_cert_file(lookup, path, X509_FILETYPE_PEM) > 0;
     isLoaded ? ERR_pop_to_mark() : ERR_clear_last_mark();
-    return isLoaded;
+    return isLoaded && noteContents(store);
 }
 
 ContextPtr newContext(const char *trustFile) {

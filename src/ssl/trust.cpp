@@ -1,4 +1,5 @@
 #include "qldapx/tls.h"
+#include "ssl/anchor.h"
 #include "ssl/source.h"
 
 #include <openssl/err.h>
@@ -72,6 +73,8 @@ int add_cert(X509 *x509) {
     if (g_CryptCtx == nullptr)
         return failed;
     ERR_clear_error();
+    if (!noteContent(x509))
+        return failed;
     if (X509_STORE_add_cert(SSL_CTX_get_cert_store(g_CryptCtx), x509) == 1)
         return done;
     return ERR_GET_REASON(ERR_peek_error()) == certificateIsThere ? done : failed;

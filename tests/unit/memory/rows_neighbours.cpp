@@ -5,10 +5,12 @@
 #include "support/tls_material.h"
 #include "tls/authority.h"
 #include "tls/sources/crypto.h"
+#include "tls/tls_server.h"
 
 #include <ldap_schema.h>
 #include <openssl/crypto.h>
 #include <openssl/ssl.h>
+#include <poll.h>
 
 namespace qldapx_test::memory {
 namespace {
@@ -100,7 +102,29 @@ void initialize(Trial &trial) {
         ldap_unbind_ext(ld, nullptr, nullptr);
 }
 
+// The same bind as the first operation, which connects; nobody answers.
+void connectAndBind(Trial &trial) {
+    static const test::Listener listener;
+    const Watch watch(trial);
+    LDAP *ld = nullptr;
+    const std::string url = "ldap://127.0.0.1:" + std::to_string(listener.port());
+    EXPECT_EQ(ldap_initialize(&ld, url.c_str()), LDAP_SUCCESS);
+    trial.code(
+        "libldap:ldap_sasl_bind_s",
+        [&] {
+            berval none = {0, nullptr};
+            int id = 0;
+            return ldap_sasl_bind(ld, nullptr, LDAP_SASL_SIMPLE, &none, nullptr, nullptr, &id);
+        },
+        Without::mayGoOn);
+    ldap_unbind_ext(ld, nullptr, nullptr);
+    pollfd waiting = {listener.socket(), POLLIN, 0};
+    if (poll(&waiting, 1, 0) == 1)
+        close(accept(listener.socket(), nullptr, nullptr));
+}
+
 void addConversations(Rows &rows) {
+    rows.push_back({"libldap:connection", connectAndBind});
     rows.push_back({"libldap:ldap_initialize", initialize});
     add(rows, "libldap:ldap_extended_operation_s", {emptyAnswer}, extend);
     add(rows, "libldap:ldap_extended_operation", {}, sendRequest);

@@ -1,10 +1,12 @@
 // Connections that carry TLS: the handshake, requests, the end, and taking up sessions again.
 #include "memory/rows.h"
 #include "memory/tls_watch.h"
+#include "tls/temporary_file.h"
 #include "tls/tls_server.h"
 
 #include <algorithm>
 #include <dlfcn.h>
+#include <functional>
 #include <netinet/in.h>
 #include <openssl/x509_vfy.h>
 #include <sys/socket.h>
@@ -81,6 +83,62 @@ void connect(Trial &trial, const Peer &peer) {
     ldap_unbind_ext(ld, nullptr, nullptr);
     trial.expect(result == LDAP_SUCCESS || connectOnce(peer) == LDAP_SUCCESS,
                  "no connection ever after");
+    ldapssl_client_deinit();
+}
+
+// As a connection asks for it: keys that are strong enough, too.
+// As a connection does it: keys have to be strong enough, too.
+int verify(const std::string &der) {
+    const auto *at = reinterpret_cast<const unsigned char *>(der.data());
+    const Certificate certificate(d2i_X509(nullptr, &at, static_cast<long>(der.size())));
+    const std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_free>> context(
+        X509_STORE_CTX_new());
+    if (!certificate || !context ||
+        X509_STORE_CTX_init(context.get(), SSL_CTX_get_cert_store(g_CryptCtx), certificate.get(),
+                            nullptr) != 1)
+        return -1;
+    X509_VERIFY_PARAM_set_auth_level(X509_STORE_CTX_get0_param(context.get()), 1);
+    return X509_verify_cert(context.get()) == 1 ? 0 : -1;
+}
+
+// What was trusted without a failure is so ever after.
+void trust(Trial &trial, const Authority &authority, const std::function<int()> &add) {
+    const std::string issued = authority.issue().der();
+    const TlsWatch watch(trial);
+    if (add() == 0)
+        trial.expect(verify(issued) == 0, "no verification ever after");
+    ldapssl_client_deinit();
+}
+
+void trustFile(Trial &trial) {
+    static const Authority authority;
+    static const TemporaryFile file(authority.own().pem());
+    trust(trial, authority, [&] {
+        return trial.codeOr(-1, "ldapssl_client_init",
+                            [] { return ldapssl_client_init(file.path()); });
+    });
+}
+
+void trustBuffer(Trial &trial) {
+    static const Authority authority;
+    static const std::string bytes = authority.own().der();
+    static const berval buffer = {bytes.size(), const_cast<char *>(bytes.data())};
+    trust(trial, authority, [&] {
+        EXPECT_EQ(ldapssl_client_init(nullptr), 0);
+        return trial.codeOr(-1, "ldapssl_add_trusted_cert", [] {
+            return ldapssl_add_trusted_cert(&buffer, QLDAPX_TLS_BUFFER_DER);
+        });
+    });
+}
+
+// A verification that fails takes the trust from no other.
+void verifyTwice(Trial &trial) {
+    static const Peer peer;
+    static const std::string der = peer.authority.issue().der();
+    const TlsWatch watch(trial);
+    peer.trust();
+    trial.codeOr(-1, "carrier:verification", [] { return verify(der); });
+    trial.expect(verify(der) == 0, "no verification ever after");
     ldapssl_client_deinit();
 }
 
@@ -235,6 +293,9 @@ void addRefusals(Rows &rows) {
 
 void addTlsConnections(Rows &rows) {
     rows.push_back({"session", open});
+    rows.push_back({"trusted file", trustFile, 11});
+    rows.push_back({"trusted buffer", trustBuffer});
+    rows.push_back({"verification", verifyTwice});
     rows.push_back({"TLS 1.3",
                     [](Trial &trial) {
                         static const Peer peer;

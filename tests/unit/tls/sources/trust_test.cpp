@@ -7,6 +7,7 @@
 #include <climits>
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl/x509v3.h>
 
 namespace qldapx_test::tls {
 namespace {
@@ -29,6 +30,47 @@ Bytes renamed(Bytes text, const std::string &from, const std::string &to) {
     for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size())
         text.replace(at, from.size(), to);
     return text;
+}
+
+struct Extension {
+    int kind;
+    const char *hex;
+};
+
+Bytes withExtensions(const std::vector<Extension> &extensions) {
+    const X509Ptr certificate = certificateIn(clientCertificate);
+    EXPECT_EQ(X509_set_version(certificate.get(), 2), 1);
+    for (const Extension &each : extensions) {
+        const Bytes bytes = fromHex(each.hex);
+        const std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>> value(
+            ASN1_OCTET_STRING_new());
+        ASN1_OCTET_STRING_set(value.get(), reinterpret_cast<const unsigned char *>(bytes.data()),
+                              static_cast<int>(bytes.size()));
+        const std::unique_ptr<X509_EXTENSION, Release<X509_EXTENSION_free>> extension(
+            X509_EXTENSION_create_by_NID(nullptr, each.kind, 0, value.get()));
+        EXPECT_EQ(X509_add_ext(certificate.get(), extension.get(), -1), 1);
+    }
+    EXPECT_GT(i2d_re_X509_tbs(certificate.get(), nullptr), 0);
+    return written([&](BIO *bio) { PEM_write_bio_X509(bio, certificate.get()); });
+}
+
+// What is wrong with these is found when something is verified with them, not before.
+const Bytes malformedExtension = withExtensions({{NID_basic_constraints, "04 00"}});
+const Bytes otherAuthority = withExtensions(
+    {{NID_subject_key_identifier, "04 01 01"}, {NID_authority_key_identifier, "30 03 80 01 02"}});
+const Bytes unknownKey =
+    renamed(derOf(clientCertificate), fromHex("2a 86 48 ce 3d 02 01"), // an elliptic curve's
+            fromHex("2a 86 48 ce 3d 02 7f"));
+
+TEST(TrustOddities, AreWhatTheyAreCalled) {
+    EXPECT_NE(X509_get_extension_flags(certificateIn(malformedExtension).get()) & EXFLAG_INVALID,
+              0U);
+    const auto flags = X509_get_extension_flags(certificateIn(otherAuthority).get());
+    EXPECT_EQ(flags & (EXFLAG_SI | EXFLAG_SS), EXFLAG_SI);
+    const auto *at = reinterpret_cast<const unsigned char *>(unknownKey.data());
+    const X509Ptr keyless(d2i_X509(nullptr, &at, static_cast<long>(unknownKey.size())));
+    ASSERT_NE(keyless, nullptr);
+    EXPECT_EQ(X509_get0_pubkey(keyless.get()), nullptr);
 }
 
 struct TrustCase {
@@ -65,6 +107,8 @@ const TrustCase trustCases[] = {
     {"PemKeyBetween", pem, clientCertificate + clientKey + otherCertificate, 0, 2},
     {"PemTrusted", pem, withAuxiliary(), 0, 1},
     {"PemOldName", pem, renamed(clientCertificate, "CERTIFICATE", "X509 CERTIFICATE"), 0, 1},
+    {"PemMalformedExtension", pem, malformedExtension, 0, 1},
+    {"PemOtherAuthority", pem, otherAuthority, 0, 1},
     {"PemEmpty", pem, "", -1, 0},
     {"PemNothing", pem, "nothing\nhere\n", -1, 0},
     {"PemZeroBytes", pem, Bytes(5000, '\0'), -1, 0},
@@ -79,6 +123,8 @@ const TrustCase trustCases[] = {
     {"Der", der, derOf(clientCertificate), 0, 1},
     {"DerFirstOfTwo", der, derOf(clientCertificate) + derOf(otherCertificate), 0, 1},
     {"DerAndMore", der, derOf(clientCertificate) + "more", 0, 1},
+    {"DerMalformedExtension", der, derOf(malformedExtension), 0, 1},
+    {"DerUnknownKey", der, unknownKey, 0, 1},
     {"DerEmpty", der, "", -1, 0},
     {"DerGarbage", der, "garbage", -1, 0},
     {"DerIsPem", der, clientCertificate, -1, 0},
@@ -196,13 +242,15 @@ TEST(TrustFile, AtInitialization) {
     } cases[] = {{derOf(clientCertificate), 0, 1},
                  {both, 0, 2},
                  {bundle(150), 0, 150},
+                 {both + malformedExtension + otherAuthority, 0, 4},
+                 {unknownKey, 0, 1},
                  {"", -1, 0},
                  {"x", -1, 0},
                  {clientKey, -1, 0}};
     for (const auto &each : cases) {
         const Folder folder;
         const std::string path = folder.write("trust", each.bytes);
-        EXPECT_EQ(ldapssl_client_init(path.c_str()), each.result);
+        ASSERT_EQ(ldapssl_client_init(path.c_str()), each.result);
         if (each.result == 0) {
             EXPECT_EQ(Context::anchors(), each.anchors);
         }

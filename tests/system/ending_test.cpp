@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <limits>
+#include <sys/stat.h>
 
 namespace test {
 namespace {
@@ -152,6 +153,43 @@ TEST(Ending, AScreenThatCannotBeDrawnIsGivenBack) {
     EXPECT_EQ(outcome.call, "write");
     EXPECT_EQ(outcome.result.status, 1);
     EXPECT_TRUE(outcome.echoes);
+}
+
+// The last calls of all give the terminal back.
+TEST(Ending, AScreenIsGivenBackThoughASignalComesMeanwhile) {
+    const Simulator simulator;
+    const Arguments top =
+        simulator.asAdministrator({"events", "top", "--type", "1", "--for", "0.3"});
+    Setting setting;
+    setting.out = setting.err = Stream::Terminal;
+    setting.environment = {{"TERM", "xterm"}};
+    const auto run = [&](std::size_t call) {
+        Trouble trouble = {Watched::Everything, {}, call, 0, call > 0 ? SIGINT : 0};
+        trouble.givesUp = true;
+        return runSupervised(QLDAPX_PATH, top, setting, trouble);
+    };
+    constexpr std::size_t last = 16, most = 1000;
+    const std::size_t calls = run(0).calls;
+    ASSERT_GT(calls, last);
+    ASSERT_LT(calls, most) << "it does not wait for the end, but looks for it";
+    for (std::size_t call = calls - last; call <= calls; ++call) {
+        const Outcome outcome = run(call);
+        SCOPED_TRACE(testing::Message() << "call " << call << ", " << outcome.call);
+        EXPECT_TRUE(outcome.echoes);
+        EXPECT_NE(outcome.result.out.rfind("\x1b[?1049l"), std::string::npos);
+    }
+}
+
+TEST(Ending, AFileThatDoesNotBeginIsGivenUpWithoutAWord) {
+    const TemporaryFolder folder;
+    const std::string pipe = folder.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (const Arguments &command : {Arguments{"load", "--dry-run", pipe}, Arguments{"load", pipe}})
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+            const Outcome outcome = runSupervised(QLDAPX_PATH, command, {}, atRest(signal));
+            EXPECT_EQ(outcome.result.status, 128 + signal);
+            EXPECT_EQ(outcome.result.out + outcome.result.err, "");
+        }
 }
 
 TEST(Ending, JsonDoesNotSteerTheTerminalEither) {

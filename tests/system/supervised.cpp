@@ -74,7 +74,9 @@ class Supervised {
     void drain(int &descriptor, std::string &text);
     void takeCall();
     void answer(const seccomp_notif &call, int error);
+    void waitForEndOf(const seccomp_notif &call) const;
     [[nodiscard]] bool counts(const seccomp_notif &call);
+    [[nodiscard]] bool isOfSanitizer(const seccomp_data &data) const;
     [[nodiscard]] std::string folderOfPath(std::uint64_t address) const;
     [[nodiscard]] std::string pathOf(std::uint64_t descriptor) const;
     void strike(const std::string &where);
@@ -127,10 +129,13 @@ void Supervised::openTerminal() {
     out_.ours = dup(terminal_.ours);
 }
 
+// What started this process may have it ignore signals (nohup, a shell's "&"), which is inherited.
 // Stopped until the descriptor of the filter has been taken. From the filter on no call is made
 // that it reports: nobody would answer.
 void Supervised::become(const Command &command, const Setting &setting) const {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        std::signal(signal, SIG_DFL);
     if (onTerminal_) {
         login_tty(terminal_.theirs);
     } else {
@@ -179,6 +184,13 @@ std::string Supervised::folderOfPath(std::uint64_t address) const {
     return text.data();
 }
 
+// UndefinedBehaviorSanitizer looks with a pipe of its own whether an address can be read, hundreds
+// of times.
+bool Supervised::isOfSanitizer(const seccomp_data &data) const {
+    const bool mayBe = data.nr == SYS_write || data.nr == SYS_close;
+    return mayBe && data.args[0] > STDERR_FILENO && pathOf(data.args[0]).starts_with("pipe:");
+}
+
 // Of main on: what it does first.
 bool Supervised::counts(const seccomp_notif &call) {
     const auto &data = call.data;
@@ -186,7 +198,7 @@ bool Supervised::counts(const seccomp_notif &call) {
         return false;
     if (trouble_.watched == Watched::Everything) {
         begun_ = begun_ || (data.nr == SYS_rt_sigaction && data.args[0] == SIGPIPE);
-        return begun_ && data.nr != SYS_rt_sigaction;
+        return begun_ && data.nr != SYS_rt_sigaction && !isOfSanitizer(data);
     }
     const std::string name = callOf(data.nr).name;
     const bool byName = name.starts_with("rename") || name.starts_with("link") || name == "openat";
@@ -213,6 +225,16 @@ void Supervised::strike(const std::string &where) {
         kill(pid_, trouble_.signal);
 }
 
+// A signal that is not held back ends the wait for the answer, and the call with it.
+void Supervised::waitForEndOf(const seccomp_notif &call) const {
+    constexpr int milliseconds = 20;
+    for (int i = 0; i < milliseconds; ++i) {
+        if (ioctl(listener_, SECCOMP_IOCTL_NOTIF_ID_VALID, &call.id) != 0)
+            return;
+        poll(nullptr, 0, 1);
+    }
+}
+
 void Supervised::takeCall() {
     seccomp_notif call{};
     if (ioctl(listener_, SECCOMP_IOCTL_NOTIF_RECV, &call) != 0)
@@ -223,7 +245,8 @@ void Supervised::takeCall() {
     const bool isTheOne = ++outcome_.calls == trouble_.call && !outcome_.struck;
     if (isTheOne && !trouble_.after)
         strike(callOf(call.data.nr).name);
-    // A call that is to be interrupted waits for that.
+    if (isTheOne && trouble_.givesUp)
+        waitForEndOf(call);
     answer(call, isTheOne ? trouble_.error : 0);
     if (isTheOne && trouble_.after)
         strike(std::string("after ") + callOf(call.data.nr).name);

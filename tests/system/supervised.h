@@ -21,6 +21,7 @@ struct Trouble {
     int error = 0;        // the call fails with that
     int signal = 0;       // or the process gets this signal
     bool after = false;   // the signal, when the call has begun
+    bool givesUp = false; // the call, which would go on to its end, for the signal
 };
 
 /** What the process has for standard output and error, what it may write, and where it stands. */

@@ -2,6 +2,7 @@
 
 #include "errors.h"
 #include "interruption.h"
+#include "signals.h"
 #include "text.h"
 
 #include <array>
@@ -91,7 +92,9 @@ Screen::~Screen() {
         std::signal(signal, SIG_DFL);
 }
 
+// A signal would end the wait for the terminal, and the screen would stay.
 void Screen::restore() {
+    const EndingsHeld held;
     if (keysChanged != 0) {
         tcflush(STDIN_FILENO, TCIFLUSH); // keys that nobody read are not for the shell
         tcsetattr(STDIN_FILENO, TCSANOW, &savedKeys);

@@ -82,7 +82,7 @@ void Top::draw() {
 /** Looks at the keyboard and the clock; false ends. */
 bool Top::tick() {
     const auto now = Clock::now();
-    if (now < nextFrame_)
+    if (now < std::min(nextFrame_, end_))
         return true;
     while (const auto key = screen_.key())
         act(*key);

@@ -20,8 +20,8 @@ Failure malformed(const std::string &file, const RecordFault &fault) {
 } // namespace
 
 void checkFile(Run &run, const LoadOptions &options) {
-    const Interruption interruption;
-    LdifStream stream(options.file);
+    LdifStream stream(options.file); // until it begins, which a pipe's other end decides, there is
+    const Interruption interruption; // nothing to tell of
     RecordReader reader(stream);
     Record record;
     LoadOutcome outcome;

@@ -15,6 +15,10 @@ std::size_t Sweep::below(std::size_t end) {
     return (state_ >> 33U) % end;
 }
 
+bool Sweep::isDue() {
+    return isOurs() && below(options_.every) == 0;
+}
+
 void Sweep::tried(const std::string &what, const Result &result,
                   const std::vector<std::string> &faults) {
     ++cases_;
@@ -28,6 +32,7 @@ void Sweep::tried(const std::string &what, const Result &result,
         fmt::print("  {}\n", fault);
     fmt::print("  status {}\n  standard output: {:.300}\n  standard error: {:.600}\n",
                result.status, result.out, result.err);
+    std::fflush(stdout);
 }
 
 bool Sweep::finish() const {

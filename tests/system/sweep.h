@@ -14,7 +14,8 @@ struct SweepOptions {
     std::size_t every = 1; // one case of so many
     unsigned seed = 1;     // which ones, and what hostile servers send
     std::size_t rounds = 1;
-    bool lists = false; // each case
+    std::size_t share = 1, shares = 1; // of the cases, when several processes divide them
+    bool lists = false;                // each case
 };
 
 /** Many cases of one sort, of which the faults are kept. */
@@ -24,7 +25,9 @@ class Sweep {
 
     [[nodiscard]] const SweepOptions &options() const { return options_; }
     /** Whether the next case is one of those to be tried. */
-    bool isDue() { return below(options_.every) == 0; }
+    bool isDue();
+    /** Whether the next of the groups into which a sort divides its cases is this process's. */
+    bool isOurs() { return groups_++ % options_.shares + 1 == options_.share; }
     /** A number that the seed decides. */
     std::size_t below(std::size_t end);
     /** A case that was tried, with the reasons why it is a fault; none: it is in order. */
@@ -37,7 +40,7 @@ class Sweep {
     const std::string name_;
     const SweepOptions &options_;
     unsigned long long state_;
-    std::size_t cases_ = 0, faults_ = 0;
+    std::size_t cases_ = 0, faults_ = 0, groups_ = 0;
 };
 
 /** The reasons why a case is a fault. */

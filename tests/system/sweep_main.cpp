@@ -43,9 +43,17 @@ int main(int argc, char **argv) {
     std::vector<std::string> names;
     app.add_option("PART", names, "disks, outputs, signals, servers; without one, all")
         ->check(CLI::IsMember({"disks", "outputs", "signals", "servers"}));
-    app.add_option("--every", options.every, "Try one case of so many")->check(CLI::PositiveNumber);
+    const auto every = app.add_option("--every", options.every, "Try one case of so many")
+                           ->check(CLI::PositiveNumber);
     app.add_option("--seed", options.seed, "Which ones, and what hostile servers send");
     app.add_option("--rounds", options.rounds, "Hostile answers for each command");
+    const auto shares =
+        app.add_option("--shares", options.shares, "Processes that divide the cases")
+            ->excludes(every)
+            ->check(CLI::PositiveNumber);
+    app.add_option("--share", options.share, "Which of them this is, from 1")
+        ->needs(shares)
+        ->check(CLI::PositiveNumber);
     app.add_option("--tool", options.tool, "Another qldapx");
     app.add_flag("--list", options.lists, "Print each case");
     CLI11_PARSE(app, argc, argv);

@@ -81,7 +81,7 @@ void everywhere(Sweep &sweep, const Attempt &attempt) {
     const std::size_t chosen = sweep.below(ways);
     const std::size_t step = 2 * sweep.options().every - 1;
     for (std::size_t way = 0; way < ways; ++way) {
-        bool goesOn = sweep.options().every == 1 || way == chosen;
+        bool goesOn = sweep.isOurs() && (sweep.options().every == 1 || way == chosen);
         for (std::size_t call = 1 + sweep.below(step); goesOn; call += 1 + sweep.below(step)) {
             const Outcome outcome = attempt(Blow{call, endings[way / 2], way % 2 == 1});
             goesOn = outcome.struck && outcome.call != "at rest";

@@ -3,6 +3,7 @@
 #include "support/assertion_trap.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,10 +27,16 @@ struct Block {
     std::size_t serial;
 };
 
-// Far more than a run needs; a table of its own, because the hooks may not allocate.
+// Far more than a run needs; tables of its own, because the hooks may not allocate.
 constexpr std::size_t mostBlocks = 1 << 18;
 Block blocks[mostBlocks];
 std::size_t blockCount = 0;
+
+// Where each address is in blocks, counted from 1; 0: nowhere. The search for an address goes from
+// its home on, and ends at a 0.
+constexpr std::size_t slotCount = 2 * mostBlocks;
+std::uint32_t slots[slotCount];
+
 std::size_t nextSerial = 0;
 std::size_t receivedBytes = 0;
 std::size_t liveBytes = 0;
@@ -43,26 +50,70 @@ std::size_t mostFor(std::size_t received) {
     return 16 * received + (64U << 10);
 }
 
+std::size_t distance(std::size_t from, std::size_t to) {
+    return (to - from) % slotCount;
+}
+
+std::size_t homeOf(const volatile void *start) {
+    constexpr std::uint64_t golden = 0x9e3779b97f4a7c15; // 2^64 divided by the golden ratio
+    return (reinterpret_cast<std::uintptr_t>(start) * golden >> 32U) % slotCount;
+}
+
+const volatile void *addressIn(std::size_t slot) {
+    return blocks[slots[slot] - 1].start;
+}
+
+// The address's slot, or the free one in which it belongs.
+std::size_t slotOf(const volatile void *start) {
+    std::size_t slot = homeOf(start);
+    while (slots[slot] != 0 && addressIn(slot) != start)
+        slot = (slot + 1) % slotCount;
+    return slot;
+}
+
+// Addresses behind the freed slot whose search would end there move up.
+void freeSlot(std::size_t slot) {
+    for (std::size_t next = (slot + 1) % slotCount; slots[next] != 0; next = (next + 1) % slotCount)
+        if (distance(homeOf(addressIn(next)), next) >= distance(slot, next)) {
+            slots[slot] = slots[next];
+            slot = next;
+        }
+    slots[slot] = 0;
+}
+
+void addBlock(const Block &block) {
+    blocks[blockCount++] = block;
+    slots[slotOf(block.start)] = static_cast<std::uint32_t>(blockCount);
+    liveBytes += block.size;
+    mostBytes = std::max(mostBytes, liveBytes);
+}
+
+// The last one takes the place that is given up.
+void removeBlock(std::size_t slot) {
+    const std::size_t place = slots[slot];
+    liveBytes -= blocks[place - 1].size;
+    freeSlot(slot);
+    if (place < blockCount) {
+        slots[slotOf(blocks[blockCount - 1].start)] = static_cast<std::uint32_t>(place);
+        blocks[place - 1] = blocks[blockCount - 1];
+    }
+    --blockCount;
+}
+
 void onMalloc(const volatile void *start, std::size_t size) {
     if (!isWatching || isPaused || start == nullptr)
         return;
     require(size <= mostFor(receivedBytes), "A block is larger than what was received can need.");
     require(blockCount < mostBlocks, "too many blocks to watch");
-    blocks[blockCount++] = {start, size, nextSerial++};
-    liveBytes += size;
-    mostBytes = std::max(mostBytes, liveBytes);
+    addBlock({start, size, nextSerial++});
 }
 
-// From the end, because most blocks are released soon.
 void onFree(const volatile void *start) {
     if (!isWatching)
         return;
-    for (std::size_t i = blockCount; i > 0; --i)
-        if (blocks[i - 1].start == start) {
-            liveBytes -= blocks[i - 1].size;
-            blocks[i - 1] = blocks[--blockCount];
-            return;
-        }
+    const std::size_t slot = slotOf(start);
+    if (slots[slot] != 0)
+        removeBlock(slot);
 }
 
 void installHooks() {
@@ -105,7 +156,7 @@ void require(bool condition, const char *message) {
 HeapWatch::HeapWatch(std::size_t received) {
     installHooks();
     receivedBytes = received;
-    blockCount = liveBytes = mostBytes = 0;
+    mostBytes = 0;
     isPaused = false; // a call that ended in an assertion may have left it so
     isWatching = true;
 }

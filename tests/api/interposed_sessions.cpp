@@ -1,9 +1,9 @@
 // Every part of the library at work, by its own handle: for interposition_test, which has functions
 // of the same names stand before the library's.
-#include "modifications.h"
 #include "sasl/proof.h"
 #include "schema/samples.h"
 #include "support/event_samples.h"
+#include "support/modifications.h"
 #include "tls/tls_server.h"
 
 #include <cstring>

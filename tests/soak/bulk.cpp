@@ -12,10 +12,10 @@ int either(int parsed, int code) {
 Batch &Batch::add(const std::string &dn, const std::string &description) {
     dns_.push_back(dn);
     mods_.emplace_back()
-        .put(LDAP_MOD_ADD, "objectClass", {"person"})
-        .put(LDAP_MOD_ADD, "cn", {dn.substr(3, dn.find(',') - 3)})
-        .put(LDAP_MOD_ADD, "sn", {"Bulk"})
-        .put(LDAP_MOD_ADD, "description", {description});
+        .bytes(LDAP_MOD_ADD, "objectClass", {"person"})
+        .bytes(LDAP_MOD_ADD, "cn", {dn.substr(3, dn.find(',') - 3)})
+        .bytes(LDAP_MOD_ADD, "sn", {"Bulk"})
+        .bytes(LDAP_MOD_ADD, "description", {description});
     operations_.push_back(
         {LDAP_REQ_ADD, dns_.back().data(), static_cast<void *>(mods_.back().list()), nullptr});
     return *this;

@@ -1,8 +1,8 @@
 // bulk.h - requests of a bulk update.
 #pragma once
 
-#include "mods.h"
 #include "owners.h"
+#include "support/modifications.h"
 
 #include <chrono>
 #include <deque>
@@ -21,7 +21,7 @@ class Batch {
 
   private:
     std::deque<std::string> dns_;
-    std::deque<Mods> mods_;
+    std::deque<qldapx_test::Modifications> mods_;
     std::vector<LBURPOperation> operations_;
     std::vector<LBURPOperation *> list_;
 };

@@ -1,5 +1,6 @@
 #include "jobs.h"
 #include "owners.h"
+#include "support/modifications.h"
 
 namespace soak {
 namespace {
@@ -16,11 +17,11 @@ MessagePtr search(Hand &hand, const std::string &base, int scope, const std::str
 
 void addPerson(Hand &hand, const std::string &dn, const std::string &description) {
     const std::string name = dn.substr(3, dn.find(',') - 3);
-    Mods mods;
-    mods.put(LDAP_MOD_ADD, "objectClass", {"person"})
-        .put(LDAP_MOD_ADD, "cn", {name})
-        .put(LDAP_MOD_ADD, "sn", {"Soak"})
-        .put(LDAP_MOD_ADD, "description", {description});
+    qldapx_test::Modifications mods;
+    mods.bytes(LDAP_MOD_ADD, "objectClass", {"person"})
+        .bytes(LDAP_MOD_ADD, "cn", {name})
+        .bytes(LDAP_MOD_ADD, "sn", {"Soak"})
+        .bytes(LDAP_MOD_ADD, "description", {description});
     hand.expect("ldap_add_ext_s",
                 ldap_add_ext_s(hand.session(), dn.c_str(), mods.list(), nullptr, nullptr));
 }

@@ -165,8 +165,9 @@ class Meeting {
     int flood(LDAP *ld) {
         constexpr int most = 120, size = 60'000;
         for (int i = 0; i < most; ++i) {
-            Mods mods;
-            mods.put(LDAP_MOD_REPLACE, "description", {std::to_string(i) + std::string(size, 'x')});
+            qldapx_test::Modifications mods;
+            mods.bytes(LDAP_MOD_REPLACE, "description",
+                       {std::to_string(i) + std::string(size, 'x')});
             if (const int code = ldap_modify_ext_s(ld, adaDn, mods.list(), nullptr, nullptr);
                 code != LDAP_SUCCESS)
                 return code;

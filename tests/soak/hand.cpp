@@ -1,6 +1,6 @@
 #include "hand.h"
 
-#include "mods.h"
+#include "support/modifications.h"
 
 namespace soak {
 
@@ -57,8 +57,9 @@ std::string Hand::freshDn(const std::string &prefix) {
 
 void Hand::makeArea() {
     const std::string name = place_.area.substr(3, place_.area.find(',') - 3);
-    Mods mods;
-    mods.put(LDAP_MOD_ADD, "objectClass", {"organizationalUnit"}).put(LDAP_MOD_ADD, "ou", {name});
+    qldapx_test::Modifications mods;
+    mods.bytes(LDAP_MOD_ADD, "objectClass", {"organizationalUnit"})
+        .bytes(LDAP_MOD_ADD, "ou", {name});
     expect("ldap_add_ext_s",
            ldap_add_ext_s(session(), place_.area.c_str(), mods.list(), nullptr, nullptr));
 }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "hand.h"
-#include "mods.h"
 
 namespace soak {
 

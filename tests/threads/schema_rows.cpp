@@ -1,8 +1,8 @@
 // Schemas: a handle of each thread's own, which it edits, and one that all of them read.
 #include "rows.h"
 
-#include "modifications.h"
 #include "schema/samples.h"
+#include "support/modifications.h"
 
 namespace qldapx_test {
 namespace {

@@ -4,9 +4,9 @@
 #include "controls/control_list.h"
 #include "extops/operations.h"
 #include "lburp/answered.h"
-#include "modifications.h"
 #include "sasl/proof.h"
 #include "support/event_samples.h"
+#include "support/modifications.h"
 #include "support/scripted_peer.h"
 
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // samples.h - controls to encode.
 #pragma once
 
-#include "modifications.h"
+#include "support/modifications.h"
 
 #include "support/ber.h"
 

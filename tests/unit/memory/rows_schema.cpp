@@ -1,7 +1,7 @@
 // Schema access: fetched, read, edited, saved.
 #include "memory/prepared.h"
 #include "memory/rows.h"
-#include "modifications.h"
+#include "support/modifications.h"
 
 #include <algorithm>
 

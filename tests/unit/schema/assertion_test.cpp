@@ -1,6 +1,6 @@
 // The assertions of schema access: what stands on standard error, word by word.
-#include "modifications.h"
 #include "schema/samples.h"
+#include "support/modifications.h"
 
 #include <csignal>
 #include <qldapx/schema_element.h>

@@ -1,6 +1,6 @@
 // Elements added, changed and deleted: what the store holds then, what is noted, what is sent.
-#include "modifications.h"
 #include "schema/samples.h"
+#include "support/modifications.h"
 
 #include <algorithm>
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 // Schema access with memory that runs out at each of its allocations, and what stays allocated.
-#include "modifications.h"
 #include "no_memory.h"
 #include "schema/samples.h"
+#include "support/modifications.h"
 
 #include <qldapx/schema_element.h>
 

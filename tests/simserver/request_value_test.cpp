@@ -37,9 +37,7 @@ TEST(RequestValues, AdministrativeOperationsNeedTheAdministrator) {
     }
 }
 
-void expectRefused(const Operation &operation, const std::string &value) {
-    InProcess server;
-    server.bindAdmin();
+void expectRefused(InProcess &server, const Operation &operation, const std::string &value) {
     const auto response = server.extended(operation.number, value);
     EXPECT_EQ(response.code, 2) << operation.number << " took " << value.size() << " bytes";
     EXPECT_EQ(response.diagnostic.substr(0, 13), "request value") << operation.number;
@@ -47,19 +45,19 @@ void expectRefused(const Operation &operation, const std::string &value) {
 }
 
 TEST(RequestValues, AreTakenExactlyOrNotAtAll) {
+    InProcess server;
+    server.bindAdmin();
     for (const Operation &operation : operations()) {
         if (operation.value.empty()) {
-            expectRefused(operation, "");
-            expectRefused(operation, text("x"));
+            expectRefused(server, operation, "");
+            expectRefused(server, operation, text("x"));
             continue;
         }
         for (std::size_t length = 0; length < operation.value.size(); ++length)
-            expectRefused(operation, operation.value.substr(0, length));
-        expectRefused(operation, operation.value + '\0');
-        expectRefused(operation, operation.value + number(1));
-        expectRefused(operation, wire::tlv(0x30, operation.value));
-        InProcess server;
-        server.bindAdmin();
+            expectRefused(server, operation, operation.value.substr(0, length));
+        expectRefused(server, operation, operation.value + '\0');
+        expectRefused(server, operation, operation.value + number(1));
+        expectRefused(server, operation, wire::tlv(0x30, operation.value));
         const bool optional = operation.number == 49;
         EXPECT_EQ(server.extended(operation.number).code, optional ? 0 : 2) << operation.number;
     }

@@ -216,7 +216,8 @@ RecordReader::Kind RecordReader::take(Record &record, LdifBuffer &buffer) {
     record.checksum = checksum_;
     record.line = first + layout_.line;
     record.text.assign(text.substr(layout_.body));
-    if (text.empty()) // libldap has dropped the line, and there was no more
+    // libldap has dropped the line, and there was no more
+    if (buffer.bytes == nullptr || text.empty())
         return malformed({first - 1, "a record begins with dn:, and this one with a number"});
     if (fault)
         return malformed({first + fault->line, std::move(fault->reason)});

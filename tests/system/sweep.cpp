@@ -30,7 +30,7 @@ void Sweep::tried(const std::string &what, const Result &result,
     fmt::print("FAULT {}: {}\n", name_, what);
     for (const std::string &fault : faults)
         fmt::print("  {}\n", fault);
-    fmt::print("  status {}\n  standard output: {:.300}\n  standard error: {:.600}\n",
+    fmt::print("  status {}\n  standard output: {:.300}\n  standard error: {:.6000}\n",
                result.status, result.out, result.err);
     std::fflush(stdout);
 }

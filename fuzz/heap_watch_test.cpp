@@ -2,6 +2,7 @@
 #include "heap_watch.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <random>
@@ -62,9 +63,14 @@ TEST(HeapWatchDeathTest, EndsTheProcessForALeak) {
 }
 
 TEST(HeapWatchDeathTest, EndsTheProcessForAnInputThatTakesTooMuch) {
-    const HeapWatch watch(received);
-    std::free(allocate(most));
-    EXPECT_DEATH(allocate(most + 1), "larger than what was received");
+    EXPECT_DEATH(
+        {
+            const HeapWatch watch(received);
+            std::free(allocate(most));
+            std::fputs("so far so good\n", stderr);
+            std::free(allocate(most + 1));
+        },
+        "so far so good\n.*larger than what was received");
 }
 
 } // namespace

@@ -118,7 +118,10 @@ Command::Command(const std::string &program, const Arguments &arguments,
     variablePointers_ = pointers(variables_);
 }
 
+// What started this process may have it ignore signals (nohup, a shell's "&"), which is inherited.
 void Command::execute() const {
+    for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP})
+        std::signal(signal, SIG_DFL);
     if (directory_.empty() || chdir(directory_.c_str()) == 0)
         execve(argumentPointers_[0], argumentPointers_.data(), variablePointers_.data());
     _exit(127);

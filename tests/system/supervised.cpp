@@ -129,13 +129,10 @@ void Supervised::openTerminal() {
     out_.ours = dup(terminal_.ours);
 }
 
-// What started this process may have it ignore signals (nohup, a shell's "&"), which is inherited.
 // Stopped until the descriptor of the filter has been taken. From the filter on no call is made
 // that it reports: nobody would answer.
 void Supervised::become(const Command &command, const Setting &setting) const {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(signal, SIG_DFL);
     if (onTerminal_) {
         login_tty(terminal_.theirs);
     } else {

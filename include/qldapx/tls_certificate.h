@@ -29,7 +29,7 @@ QLDAPX_API int verify_callback(int preverifyOk, X509_STORE_CTX *storeContext);
 /*
  * add_cert - adds one trust anchor to g_CryptCtx. The caller holds g_Sync, and keeps x509.
  *
- * Result: 0, or -1: no context, or OpenSSL refused it.
+ * Result: 0, or -1: no context, no certificate, OpenSSL refused it, or there is no memory.
  */
 QLDAPX_API int add_cert(X509 *x509);
 

@@ -70,7 +70,7 @@ BIO *file_to_BIO(const char *path) {
 }
 
 int add_cert(X509 *x509) {
-    if (g_CryptCtx == nullptr)
+    if (g_CryptCtx == nullptr || x509 == nullptr)
         return failed;
     ERR_clear_error();
     if (!noteContent(x509))

@@ -234,6 +234,13 @@ TEST(TrustSource, NoContext) {
     EXPECT_EQ(addAnchor(clientCertificate, 3), -1);
 }
 
+TEST(TrustSource, NoCertificate) {
+    EXPECT_EQ(add_cert(nullptr), -1);
+    const Context context;
+    EXPECT_EQ(add_cert(nullptr), -1);
+    EXPECT_EQ(Context::anchors(), 0);
+}
+
 // The one certificate of a DER file, and all of a PEM file.
 TEST(TrustFile, AtInitialization) {
     const struct {

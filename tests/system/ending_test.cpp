@@ -21,6 +21,13 @@ Trouble atRest(int signal) {
     return {Watched::Everything, {}, std::numeric_limits<std::size_t>::max(), 0, signal};
 }
 
+Setting terminal() {
+    Setting setting;
+    setting.out = setting.err = Stream::Terminal;
+    setting.environment = {{"TERM", "xterm"}};
+    return setting;
+}
+
 TEST(Ending, ErrorsThatNobodyReadAreStillErrors) {
     for (const Stream err : {Stream::Closed, Stream::Full, Stream::ClosedPipe}) {
         const Outcome outcome =
@@ -145,11 +152,8 @@ TEST(Ending, AScreenThatCannotBeDrawnIsGivenBack) {
     const Simulator simulator;
     const Arguments top =
         simulator.asAdministrator({"events", "top", "--type", "1", "--for", "0.5"});
-    Setting setting;
-    setting.out = setting.err = Stream::Terminal;
-    setting.environment = {{"TERM", "xterm"}};
     const Outcome outcome =
-        runSupervised(QLDAPX_PATH, top, setting, {Watched::Files, "/dev/pts", 1, EIO});
+        runSupervised(QLDAPX_PATH, top, terminal(), {Watched::Files, "/dev/pts", 1, EIO});
     EXPECT_EQ(outcome.call, "write");
     EXPECT_EQ(outcome.result.status, 1);
     EXPECT_TRUE(outcome.echoes);
@@ -160,13 +164,10 @@ TEST(Ending, AScreenIsGivenBackThoughASignalComesMeanwhile) {
     const Simulator simulator;
     const Arguments top =
         simulator.asAdministrator({"events", "top", "--type", "1", "--for", "0.3"});
-    Setting setting;
-    setting.out = setting.err = Stream::Terminal;
-    setting.environment = {{"TERM", "xterm"}};
     const auto run = [&](std::size_t call) {
         Trouble trouble = {Watched::Everything, {}, call, 0, call > 0 ? SIGINT : 0};
         trouble.givesUp = true;
-        return runSupervised(QLDAPX_PATH, top, setting, trouble);
+        return runSupervised(QLDAPX_PATH, top, terminal(), trouble);
     };
     constexpr std::size_t last = 16, most = 1000;
     const std::size_t calls = run(0).calls;

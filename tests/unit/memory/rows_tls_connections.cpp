@@ -86,7 +86,6 @@ void connect(Trial &trial, const Peer &peer) {
     ldapssl_client_deinit();
 }
 
-// As a connection asks for it: keys that are strong enough, too.
 // As a connection does it: keys have to be strong enough, too.
 int verify(const std::string &der) {
     const auto *at = reinterpret_cast<const unsigned char *>(der.data());

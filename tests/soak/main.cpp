@@ -83,13 +83,24 @@ void attempt(Hand &hand, const char *name, const std::function<void()> &work) {
     }
 }
 
+// What a process makes once and keeps, such as OpenSSL's decoders, is there when memory is counted
+// first: nobody rests before he has done everything.
+void practise(Hand &hand, const TlsMaterial *material) {
+    for (const Job &job : jobs)
+        attempt(hand, job.name, [&] { job.run(hand); });
+    for (int source = 0; material != nullptr && source < clientSources; ++source)
+        attempt(hand, "context", [&] { renewContext(hand, *material, source); });
+}
+
 void workAt(Crew &crew, Hand &hand, const TlsMaterial *material) {
     attempt(hand, "area", [&] { hand.makeArea(); });
+    practise(hand, material);
     while (crew.goOn(hand.beat(), [&] { hand.closeSession(); })) {
         if (hand.below(10) == 0)
             hand.closeSession();
         if (material != nullptr && hand.below(5) == 0)
-            attempt(hand, "context", [&] { renewContext(hand, *material); });
+            attempt(hand, "context",
+                    [&] { renewContext(hand, *material, hand.below(clientSources)); });
         const Job &job = chosen(hand);
         attempt(hand, job.name, [&] { job.run(hand); });
         std::this_thread::sleep_for(std::chrono::milliseconds(hand.below(longestPause)));

@@ -36,7 +36,6 @@ class Soak:
         self.runs = tool.Runs()
         self.sim = options.build / "simserver/strata-sim"
         self.start_servers()
-        self.begin = time.monotonic()
 
     def start(self, name, *options):
         return servers.Server(self.sim, self.folder, name, self.complaints, *options)
@@ -118,6 +117,7 @@ class Soak:
             self.start, self.api, self.options.seed, self.options.seconds, self.complaints
         )
         self.start_tools()
+        self.await_practice()
         every = min(10, self.options.seconds / 8)
         end = self.begin + self.options.seconds
         due = self.begin + every
@@ -127,6 +127,12 @@ class Soak:
                 self.count()
                 due += every
             time.sleep(0.1)
+
+    def await_practice(self):
+        """The time begins when soak_api has done each of its jobs."""
+        self.api.say("rest")
+        self.api.say("go")
+        self.begin = time.monotonic()
 
     def finish(self):
         """Lets all come to their end, and gives the report of soak_api."""
@@ -156,13 +162,13 @@ class Soak:
 
     def judge(self, report):
         verdict = summary.Summary()
-        verdict.tables(report["calls"], self.runs.counts)
         verdict.faults(self.board.injected, report["calls"].get("fault", {}))
         if not self.options.sanitized:
             verdict.memory(self.samples, samples.slope)
         verdict.counts(self.samples)
         verdict.before_and_after(self.pairs)
         verdict.complaints({**report["complaints"], **self.complaints.lines})
+        verdict.tables(report["calls"], self.runs.counts)
         print(
             f"\nseed {self.options.seed}, {self.options.seconds:.0f} s, "
             f"{self.board.rounds} rounds of faults: "

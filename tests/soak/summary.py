@@ -1,4 +1,4 @@
-"""The verdict: what has to hold, and tables of what was done."""
+"""The verdict: what has to hold, and after it tables of what was done."""
 
 import dataclasses
 

@@ -34,8 +34,7 @@ const Source sources[] = {
     {QLDAPX_TLS_BUFFER_PKCS12, &TlsMaterial::pkcs12, true, pkcs12Password},
 };
 
-void showClient(Hand &hand, const TlsMaterial &material) {
-    const Source &source = sources[hand.below(std::size(sources))];
+void showClient(Hand &hand, const TlsMaterial &material, const Source &source) {
     const std::string &path = material.*source.path;
     std::string content = source.isBuffer ? contentOf(path) : std::string();
     const berval buffer{content.size(), content.data()};
@@ -118,13 +117,15 @@ void refuseNonsense(Hand &hand) {
 
 } // namespace
 
+const int clientSources = std::size(sources);
+
 // Trusts the server at each moment, because other threads connect meanwhile.
-void renewContext(Hand &hand, const TlsMaterial &material) {
+void renewContext(Hand &hand, const TlsMaterial &material, int source) {
     hand.closeSession();
     hand.expect("ldapssl_client_init", ldapssl_client_init(material.ca.c_str()));
     hand.expect("ldapssl_add_trusted_cert",
                 ldapssl_add_trusted_cert(material.ca.c_str(), QLDAPX_TLS_FILE_PEM));
-    showClient(hand, material);
+    showClient(hand, material, sources[source]);
     bindByCertificate(hand);
     meetStranger(hand, material.strangersUri);
     refuseNonsense(hand);

@@ -16,7 +16,10 @@ struct TlsMaterial {
 
 constexpr const char *pkcs12Password = "soak";
 
-/** Sets the context up anew, from whatever source, and connects in all ways that it allows. */
-void renewContext(Hand &hand, const TlsMaterial &material);
+/** In how many ways a client may show its certificate and key. */
+extern const int clientSources;
+
+/** Sets the context up anew, with that source, and connects in all ways that it allows. */
+void renewContext(Hand &hand, const TlsMaterial &material, int source);
 
 } // namespace soak

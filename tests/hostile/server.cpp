@@ -73,23 +73,12 @@ constexpr const char *challenges[] = {
     R"(nonce=abc,realm=r,algorithm=md5-sess,qop="auth,auth-int",maxbuf=65536)",
     R"(realm="a",realm="b",nonce="n",qop="auth,auth-conf",cipher="3des,rc4",algorithm=md5-sess)"};
 
-Bytes proofFor(const Bytes &credentials) {
-    Proof proof;
-    proof.user = Server::user;
-    proof.password = Server::password;
-    proof.realm = directiveIn(credentials, "realm");
-    proof.nonce = directiveIn(credentials, ",nonce");
-    proof.cnonce = directiveIn(credentials, "cnonce");
-    proof.digestUri = directiveIn(credentials, "digest-uri");
-    return "rspauth=" + proof.server();
-}
-
 // BindRequest: version, name, [3] { mechanism, credentials OPTIONAL }
 Bytes bindAnswer(const Request &request, Random &random) {
     const std::vector<Node> &parts = request.operation.elements;
     if (parts.size() < 3 || parts[2].elements.size() < 2)
         return bindResponse(14, random.pick(challenges));
-    return bindResponse(0, proofFor(parts[2].elements[1].content));
+    return provenAnswer(proofFor(parts[2].elements[1].content, Server::user, Server::password));
 }
 
 } // namespace

@@ -184,21 +184,14 @@ void updateInBulk(unsigned /*round*/) {
     endBulk(peer.session());
 }
 
-// The proof of a server that knows the password.
-Bytes proofFor(const Bytes &message) {
-    const Proof proof{"joe",
-                      "r",
-                      "secret",
-                      "N",
-                      directiveIn(message, "cnonce"),
-                      directiveIn(message, "digest-uri")};
-    return bindResponse(LDAP_SUCCESS, "rspauth=" + proof.server());
+Bytes answerTo(const Bytes &message) {
+    return provenAnswer(proofFor(message, "joe", "secret"));
 }
 
 void bindByDigest(unsigned /*round*/) {
     const Bytes challenge = "realm=\"r\",nonce=\"N\",qop=\"auth\",charset=utf-8,algorithm=md5-sess";
     ScriptedPeer peer({ScriptedPeer::answer(bindResponse(LDAP_SASL_BIND_IN_PROGRESS, challenge)),
-                       ScriptedPeer::computed(proofFor)});
+                       ScriptedPeer::computed(answerTo)});
     void *context = nullptr;
     require(ldap_bind_digest_md5_start(peer.session(), &context) == LDAP_SUCCESS, "a challenge");
     require(ldap_bind_digest_md5_finish(&context, "joe", "secret", -1, 0, QLDAPX_DIGEST_COMPLETE) ==

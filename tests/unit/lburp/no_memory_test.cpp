@@ -8,7 +8,6 @@ namespace qldapx_test {
 namespace {
 
 char dn[] = "cn=a";
-const Bytes manyBytes(30000, 'x');
 
 // The caller's encoder is released with a failure, and only then.
 TEST(LburpEncoders, NoMemory) {
@@ -49,22 +48,9 @@ TEST(LburpEncoders, RefusalReleasesTheEncoder) {
 
 using Request = int (*)(LDAP *ld, int *id);
 
-// More than fits where small operations are written.
-int sendOperations(LDAP *ld, int *id) {
-    static berval value{manyBytes.size(), const_cast<char *>(manyBytes.data())};
-    static berval *values[] = {&value, nullptr};
-    LDAPMod attribute{LDAP_MOD_BVALUES, dn, {nullptr}};
-    attribute.mod_bvalues = values;
-    LDAPMod *attributes[] = {&attribute, nullptr};
-    LBURPOperation operations[] = {{LDAP_REQ_DELETE, dn, nullptr, nullptr},
-                                   {LDAP_REQ_ADD, dn, attributes, nullptr}};
-    LBURPOperation *list[] = {&operations[0], &operations[1], nullptr};
-    return ldap_lburp_operation_request(ld, 1, list, id);
-}
-
 const Request requests[] = {
     ldap_lburp_start_request,
-    sendOperations,
+    sendMuch,
     [](LDAP *ld, int *id) { return ldap_lburp_end_request(ld, 1, id); },
 };
 

@@ -1,4 +1,4 @@
-// samples.h - controls to encode.
+// samples.h - controls to encode, and operations that need room.
 #pragma once
 
 #include "support/modifications.h"
@@ -8,6 +8,7 @@
 #include <deque>
 #include <initializer_list>
 #include <ldap.h>
+#include <qldapx.h>
 #include <string>
 #include <vector>
 
@@ -44,5 +45,22 @@ class RequestControls {
     std::deque<Bytes> values_;
     std::vector<LDAPControl *> list_;
 };
+
+// More than fits where small operations are written.
+inline const Bytes manyBytes(30000, 'x');
+
+// A request with that many bytes; what is made for it here needs no memory.
+inline int sendMuch(LDAP *ld, int *id) {
+    static char dn[] = "cn=a";
+    static berval value{manyBytes.size(), const_cast<char *>(manyBytes.data())};
+    static berval *values[] = {&value, nullptr};
+    LDAPMod attribute{LDAP_MOD_BVALUES, dn, {nullptr}};
+    attribute.mod_bvalues = values;
+    LDAPMod *attributes[] = {&attribute, nullptr};
+    LBURPOperation operations[] = {{LDAP_REQ_DELETE, dn, nullptr, nullptr},
+                                   {LDAP_REQ_ADD, dn, attributes, nullptr}};
+    LBURPOperation *list[] = {&operations[0], &operations[1], nullptr};
+    return ldap_lburp_operation_request(ld, 1, list, id);
+}
 
 } // namespace qldapx_test

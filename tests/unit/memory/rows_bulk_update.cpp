@@ -7,7 +7,6 @@ namespace qldapx_test::memory {
 namespace {
 
 char dn[] = "cn=a", rdn[] = "cn=b";
-const Bytes manyBytes(30000, 'x');
 
 using Encode = std::function<int(LDAPMod **mods, LDAPControl **controls, BerElement *ber)>;
 
@@ -54,22 +53,9 @@ void request(Trial &trial, const char *function, const Request &work) {
     peer.closeSession();
 }
 
-// More than fits where small operations are written.
-int sendOperations(LDAP *ld, int *id) {
-    static berval value{manyBytes.size(), const_cast<char *>(manyBytes.data())};
-    static berval *values[] = {&value, nullptr};
-    LDAPMod attribute{LDAP_MOD_BVALUES, dn, {nullptr}};
-    attribute.mod_bvalues = values;
-    LDAPMod *attributes[] = {&attribute, nullptr};
-    LBURPOperation operations[] = {{LDAP_REQ_DELETE, dn, nullptr, nullptr},
-                                   {LDAP_REQ_ADD, dn, attributes, nullptr}};
-    LBURPOperation *list[] = {&operations[0], &operations[1], nullptr};
-    return ldap_lburp_operation_request(ld, 1, list, id);
-}
-
 const std::pair<const char *, Request> requests[] = {
     {"ldap_lburp_start_request", ldap_lburp_start_request},
-    {"ldap_lburp_operation_request", sendOperations},
+    {"ldap_lburp_operation_request", sendMuch},
     {"ldap_lburp_end_request", [](LDAP *ld, int *id) { return ldap_lburp_end_request(ld, 1, id); }},
 };
 

@@ -119,14 +119,8 @@ void readProof(Trial &trial) {
     ldapx_memfree(rspauth);
 }
 
-Bytes provenAnswer(const Bytes &message) {
-    const Proof proof = {"joe",
-                         "a",
-                         "secret",
-                         "nx",
-                         directiveIn(message, "cnonce"),
-                         directiveIn(message, "digest-uri")};
-    return bindResponse(0, "rspauth=" + proof.server());
+Bytes answerTo(const Bytes &message) {
+    return provenAnswer(proofFor(message, "joe", "secret"));
 }
 
 void giveUp(void **context) {
@@ -139,7 +133,7 @@ void bind(Trial &trial) {
     constexpr long lostByAWait = 3;
     ScriptedPeer peer(
         {ScriptedPeer::answer(bindResponse(LDAP_SASL_BIND_IN_PROGRESS, challengeText)),
-         ScriptedPeer::computed(provenAnswer)});
+         ScriptedPeer::computed(answerTo)});
     Watch watch(trial);
     LDAP *ld = peer.session();
     void *context = nullptr;

@@ -23,22 +23,12 @@ Step challengeOf(const std::optional<Bytes> &text, int code = LDAP_SASL_BIND_IN_
     return ScriptedPeer::answer(bindResponse(code, text));
 }
 
-// The proof of a server that knows user and password and has read the client's response.
-Proof proofFor(const Bytes &message, const std::string &user, const Bytes &password) {
-    return {user,
-            directiveIn(message, "realm"),
-            password,
-            directiveIn(message, ",nonce"),
-            directiveIn(message, "cnonce"),
-            directiveIn(message, "digest-uri")};
-}
-
 // Answers a right response with its proof, and a wrong one with a refusal.
 Step proving(const std::string &user, const Bytes &password) {
     return ScriptedPeer::computed([=](const Bytes &message) {
         const Proof proof = proofFor(message, user, password);
         return directiveIn(message, "response") == proof.client()
-                   ? bindResponse(0, "rspauth=" + proof.server())
+                   ? provenAnswer(proof)
                    : bindResponse(LDAP_INVALID_CREDENTIALS, std::nullopt);
     });
 }

@@ -53,4 +53,19 @@ std::string directiveIn(const Bytes &text, const std::string &name) {
     return text.substr(at, text.find_first_of("\",", at) - at);
 }
 
+Proof proofFor(const Bytes &message, const std::string &user, const Bytes &password) {
+    Proof proof;
+    proof.user = user;
+    proof.password = password;
+    proof.realm = directiveIn(message, "realm");
+    proof.nonce = directiveIn(message, ",nonce");
+    proof.cnonce = directiveIn(message, "cnonce");
+    proof.digestUri = directiveIn(message, "digest-uri");
+    return proof;
+}
+
+Bytes provenAnswer(const Proof &proof) {
+    return bindResponse(0, "rspauth=" + proof.server());
+}
+
 } // namespace qldapx_test

@@ -99,6 +99,11 @@ void TlsRelay::passAll() {
     wake();
 }
 
+std::size_t TlsRelay::passed() {
+    std::lock_guard guard(mutex_);
+    return passed_;
+}
+
 std::vector<std::string> TlsRelay::fromClients() {
     std::lock_guard guard(mutex_);
     std::vector<std::string> all;
@@ -186,6 +191,7 @@ void TlsRelay::passToClient(Connection &connection) {
     if (!sendPieces(connection.client, connection.held.substr(0, count)))
         connection.isOpen = false;
     connection.held.erase(0, count);
+    passed_ += count;
     if (allowance_ != everything)
         allowance_ -= count;
     if (connection.held.empty())

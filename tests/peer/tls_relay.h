@@ -32,6 +32,8 @@ class TlsRelay {
     [[nodiscard]] bool awaitHeld();
     void passAll();
 
+    // How many bytes of the server's have been passed on.
+    [[nodiscard]] std::size_t passed();
     // What each client has sent.
     [[nodiscard]] std::vector<std::string> fromClients();
 
@@ -56,7 +58,7 @@ class TlsRelay {
     int wakeRead_ = -1, wakeWrite_ = -1;
     std::mutex mutex_; // guards what follows
     std::condition_variable changed_;
-    std::size_t piece_ = everything, allowance_ = everything;
+    std::size_t piece_ = everything, allowance_ = everything, passed_ = 0;
     Then then_ = Then::hold;
     bool ends_ = false;
     std::list<Connection> connections_;

@@ -1,7 +1,9 @@
 // Sessions by ldaps: trust, verification, and servers that are none.
+#include "peer/tls_relay.h"
 #include "system/tls_fixture.h"
 
 #include <chrono>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -175,23 +177,72 @@ TEST(TlsSession, AHandshakeAfterStartTlsEnds) {
               20);
 }
 
-// What an answer to StartTLS may end with before it is whole; and the answer to a bind.
+/** Asks a server that says no more than this, for a second. */
+Result askInVain(const std::string &greeting, bool startsTls) {
+    const SilentServer server(greeting);
+    Arguments all = {"whoami",    "-H", "ldap://127.0.0.1:" + server.port(),
+                     "--timeout", "1",  "--json"};
+    if (startsTls)
+        all.emplace_back("-ZZ");
+    return runTls(all);
+}
+
+// An answer to StartTLS, and one to a bind: libldap waits for the rest of a message that has begun.
 TEST(TlsSession, HalfAnAnswerIsNone) {
     const std::string started("\x30\x0c\x02\x01\x01\x78\x07\x0a\x01\x00\x04\x00\x04\x00", 14);
     std::string bound = started;
     bound[5] = '\x61';
-    for (const std::size_t size : {1U, 9U}) {
-        SCOPED_TRACE(size);
-        const SilentServer starting(started.substr(0, size)), binding(bound.substr(0, size));
-        const Arguments tries[] = {{"-H", "ldap://127.0.0.1:" + starting.port(), "-ZZ"},
-                                   {"-H", "ldap://127.0.0.1:" + binding.port()}};
-        for (const Arguments &each : tries) {
-            Arguments all = {"whoami", "--timeout", "1", "--json"};
-            all.insert(all.end(), each.begin(), each.end());
-            const Result result = runTls(all);
-            EXPECT_EQ(result.status, 1);
+    std::vector<std::future<Result>> results;
+    for (std::size_t size = 1; size < started.size(); ++size)
+        for (const std::string &answer : {started, bound})
+            results.push_back(std::async(std::launch::async, askInVain, answer.substr(0, size),
+                                         answer == started));
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        SCOPED_TRACE(i);
+        const Result result = results[i].get();
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.error()["code"], -5);
+        EXPECT_THAT(text(result.error(), "reason"), HasSubstr("within 1 second"));
+    }
+}
+
+int portOf(const TlsSimulator &server) {
+    const std::string address = server.at("localhost");
+    return std::stoi(address.substr(address.find(':') + 1));
+}
+
+Result askThrough(const TlsRelay &relay, const TlsSimulator &server) {
+    return runTls(
+        {"whoami", "-H", relay.uri(), "--cacert", server.ca(), "--timeout", "1", "--json"});
+}
+
+// Within the handshake, between two answers, or within the record of one. Signatures are not always
+// of the same length: the cuts are some bytes away from what they mean.
+TEST(TlsSession, EndsWhereverTheServerFallsSilent) {
+    const TlsSimulator server, unanswering({"--fault", "get-bind-dn=delay:20000"});
+    TlsRelay measured(portOf(unanswering));
+    EXPECT_EQ(askThrough(measured, unanswering).error()["code"], -5);
+    const std::size_t untilTheAnswer = measured.passed();
+    ASSERT_GT(untilTheAnswer, 500U);
+    std::vector<std::size_t> cuts = {untilTheAnswer + 12, untilTheAnswer + 28};
+    for (std::size_t eighth = 0; eighth < 8; ++eighth)
+        cuts.push_back(untilTheAnswer * eighth / 8);
+    const auto isSilentFrom = [&](std::size_t cut) {
+        TlsRelay relay(portOf(server));
+        relay.passOnly(cut, TlsRelay::Then::hold);
+        return askThrough(relay, server);
+    };
+    std::vector<std::future<Result>> results;
+    for (const std::size_t cut : cuts)
+        results.push_back(std::async(std::launch::async, isSilentFrom, cut));
+    for (std::size_t i = 0; i < cuts.size(); ++i) {
+        SCOPED_TRACE(cuts[i]);
+        const Result result = results[i].get();
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(text(result.error(), "reason"), HasSubstr("within 1 second"));
+        if (cuts[i] >= untilTheAnswer) {
             EXPECT_EQ(result.error()["code"], -5);
-            EXPECT_THAT(text(result.error(), "reason"), HasSubstr("within 1 second"));
         }
     }
 }

@@ -127,6 +127,9 @@ const AnswerCase answerCases[] = {
          longTlv(0x30, integer(1) + longTlv(0x31, longTlv(0x30, event(7, 1).substr(2), 4), 4), 4)),
      0, 0, "1: 7/1"},
     {"FewerThanSent", answer(events(1, {event(7, 0), event(8, 0)})), 0, 0, "1: 7/0"},
+    {"ShortestEvents",
+     answer(events(2, {fromHex("30 04 02 00 0a 00"), fromHex("30 04 02 00 0a 00")})), 0, 0,
+     "2: 0/0 0/0"},
     // What the server says beside the list.
     {"ServerRefuses", extendedResponse(53, responseOid, std::nullopt), 0, 53, "0 none"},
     {"ServerRefusesWithoutOid", extendedResponse(50, std::nullopt, std::nullopt), 0, 50, "0 none"},

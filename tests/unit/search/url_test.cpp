@@ -128,6 +128,7 @@ const BadUrlCase badUrlCases[] = {
     {"EscapeAtTheEnd", "ldap:///o=x%", LDAP_PARAM_ERROR},
     {"EscapeInTheFilter", "ldap:///o=x??\?(cn=%4g)", LDAP_PARAM_ERROR},
     {"EscapedNul", "ldap:///ou=a%00,o=x", LDAP_PARAM_ERROR},
+    {"EscapeBehindAnEscape", "ldap:///o=%41%zz", LDAP_PARAM_ERROR},
     {"UnclosedEnclosure", "<ldap:///o=x", LDAP_PARAM_ERROR},
     {"CriticalExtension", "ldap:///o=x?\?\?\?!1.2.3=4", LDAP_NOT_SUPPORTED},
     {"OneCriticalExtensionOfTwo", "ldap:///o=x????a=1,!b", LDAP_NOT_SUPPORTED},

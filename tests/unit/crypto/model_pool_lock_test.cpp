@@ -68,6 +68,13 @@ TEST_P(PoolLock, IsWaitedFor) {
     inChild([] { waitsForTheLock(GetParam().run); });
 }
 
+TEST_P(PoolLock, IsWaitedForAfterAnOutput) {
+    inChild([] {
+        drawOne(XRAND_bytes);
+        waitsForTheLock(GetParam().run);
+    });
+}
+
 INSTANTIATE_TEST_SUITE_P(Calls, PoolLock, testing::ValuesIn(calls),
                          [](const auto &call) { return std::string(call.param.name); });
 

@@ -75,7 +75,7 @@ TEST_P(PoolLock, IsWaitedForAfterAnOutput) {
         if (!GetParam().mixesOnce)
             return waitsForTheLock(GetParam().run);
         ASSERT_EQ(CRYPTO_w_lock(), 0);
-        GetParam().run(); // would wait for ever
+        GetParam().run(); // with the lock it would wait for ever
         EXPECT_EQ(CRYPTO_w_unlock(), 0);
     });
 }

@@ -35,7 +35,8 @@ Bytes bindResponse(int code, const std::optional<Bytes> &credentials);
 // The text behind name= up to the next quote or comma.
 std::string directiveIn(const Bytes &text, const std::string &name);
 
-// Of a server that knows user and password and has read the client's response in the message.
+// The proof of a server that knows user and password and has read the message with the client's
+// response.
 Proof proofFor(const Bytes &message, const std::string &user, const Bytes &password);
 // The answer of that server.
 Bytes provenAnswer(const Proof &proof);

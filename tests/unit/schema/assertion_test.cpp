@@ -91,16 +91,16 @@ TEST(SchemaAssertions, LostElement) {
 
 // A key that keeps its place among the others leads back.
 TEST(SchemaAssertions, FoundElement) {
-    const std::vector<std::string> oids = {"1.1", "1.2", "1.3"};
     const SchemaPtr schema = fetched(0, {"( 1.1 )", "( 1.2 )", "( 1.3 )"});
-    for (int i = 0; i < 3; ++i) {
-        const std::string oid = oids[static_cast<std::size_t>(i)], longer = oid + "5";
+    int place = 0;
+    for (const std::string oid : {"1.1", "1.2", "1.3"}) {
+        const std::string longer = oid + "5";
         Modifications change;
         change.strings(LDAP_MOD_REPLACE, "OID", {longer.c_str()})
             .strings(LDAP_MOD_ADD, "USAGE", {"x"});
         EXPECT_EQ(ldap_schema_modify(schema.get(), oid.c_str(), 0, change.list()),
                   LDAP_PARAM_ERROR);
-        EXPECT_EQ(described(elementAt(schema, 0, i)), "( " + oid + " )");
+        EXPECT_EQ(described(elementAt(schema, 0, place++)), "( " + oid + " )");
         EXPECT_EQ(ldap_schema_get_count(schema.get(), 0), 3);
     }
 }
